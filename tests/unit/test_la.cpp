@@ -1,0 +1,71 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "quorix-la.hpp"
+
+TEST(LinearAlgebra, Rank) {
+    const double identity[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    const double equal_rows[3][3] = {{1, 2, 3}, {1, 2, 3}, {1, 2, 3}};
+    const double tiny[3][3] = {{1e-7, 0, 0}, {0, 1e-7, 0}, {0, 0, 0}};
+    EXPECT_EQ(quorix_matrix33_double_rank(identity), 3);
+    EXPECT_EQ(quorix_matrix33_double_rank(equal_rows), 1);
+    EXPECT_EQ(quorix_matrix33_double_rank(tiny), 0);
+}
+
+// Each returned vector must satisfy m v = lambda v with unit length, also for stiff
+// matrices where the closed-form eigenvalues carry rounding.
+TEST(LinearAlgebra, SymmetricEigenpairs) {
+    const double cases[][3][3] = {
+        {{3, 0, 0}, {0, 1, 0}, {0, 0, 2}},
+        {{2, 1, 0}, {1, 2, 0}, {0, 0, 5}},
+        {{4, 1, 1}, {1, 4, 1}, {1, 1, 4}},
+        {{1200.5, -340.2, 15.0}, {-340.2, 800.1, -77.7}, {15.0, -77.7, -25.3}},
+        {{2.0e4, 3.0e3, -1.0e3}, {3.0e3, 1.5e4, 2.0e3}, {-1.0e3, 2.0e3, 9.0e3}},
+    };
+    for (const auto& m : cases) {
+        double eig[3], vec[3][3];
+        ASSERT_EQ(quorix_matrix33_double_eigensolver_symmetric(eig, vec, m), 0);
+        const double scale = std::fabs(eig[0]) + std::fabs(eig[2]);
+        EXPECT_LE(eig[0], eig[1] + 1e-9 * scale);
+        EXPECT_LE(eig[1], eig[2] + 1e-9 * scale);
+        for (int k = 0; k < 3; k++) {
+            double mv[3];
+            quorix_matrix33_double_multiply_vector3(mv, m, vec[k]);
+            for (int i = 0; i < 3; i++) EXPECT_NEAR(mv[i], eig[k] * vec[k][i], 1e-6 * scale);
+            EXPECT_NEAR(quorix_vector3_double_length(vec[k]), 1.0, 1e-12);
+        }
+    }
+    double eig[3];
+    const double diagonal[3][3] = {{3, 0, 0}, {0, 1, 0}, {0, 0, 2}};
+    quorix_matrix33_double_eigenvalue_symmetric(eig, diagonal);
+    EXPECT_DOUBLE_EQ(eig[0], 1.0);
+    EXPECT_DOUBLE_EQ(eig[1], 2.0);
+    EXPECT_DOUBLE_EQ(eig[2], 3.0);
+}
+
+TEST(LinearAlgebra, Solvers) {
+    const double m[3][3] = {{0, 2, 1}, {1, 1, 0}, {3, 0, 1}};
+    const double b[3] = {5, 3, 4};
+    double x[3];
+    ASSERT_EQ(quorix_matrix33_double_linearsolver(x, m, b), 0);
+    EXPECT_NEAR(x[0], 1.0, 1e-12);
+    EXPECT_NEAR(x[1], 2.0, 1e-12);
+    EXPECT_NEAR(x[2], 1.0, 1e-12);
+    const double singular[3][3] = {{1, 2, 3}, {2, 4, 6}, {0, 0, 1}};
+    EXPECT_NE(quorix_matrix33_double_linearsolver(x, singular, b), 0);
+    ASSERT_EQ(quorix_matrix33_double_svdsolver(x, m, b), 0);
+    // The least-squares path goes through the closed-form eigenvalues and their truncated constants.
+    EXPECT_NEAR(x[0], 1.0, 1e-6);
+    EXPECT_NEAR(x[1], 2.0, 1e-6);
+    EXPECT_NEAR(x[2], 1.0, 1e-6);
+}
+
+TEST(LinearAlgebra, IntegersAndRotations) {
+    EXPECT_EQ(quorix_mod_long(-1, 5), 4);
+    EXPECT_EQ(quorix_gcd(-12, 18), 6);
+    EXPECT_EQ(quorix_lcm(4, 6), 12);
+    double r[3][3];
+    quorix_matrix33_double_rotation_random(r);
+    EXPECT_NEAR(quorix_matrix33_double_determinant(r), 1.0, 1e-12);
+}
