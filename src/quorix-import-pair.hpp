@@ -1,0 +1,54 @@
+// Pair interaction model: a Morse-type bonding term between cations and anions, a screened
+// Coulomb term between like charges, the quadratic cores below both, and the steps that
+// derive their constants for a parameter set. Energies in e^2/A, "force" is dE/dr.
+#pragma once
+
+#include <cmath>
+
+#include "quorix.hpp"
+
+inline double quorix_energy_bonding(double r, double d0, double rmin, double b) {
+    const double e = std::exp((rmin - r) / b) - 1.0;
+    return 0.5 * d0 * (e * e - 1.0);
+}
+
+inline double quorix_energy_bonding_with_energy_shift(double r, double d0, double rmin, double b, double en_s) {
+    return quorix_energy_bonding(r, d0, rmin, b) - en_s;
+}
+
+inline double quorix_energy_bonding_with_energy_shift_and_force_shift(double r, double d0, double rmin, double b,
+                                                                      double en_s, double f_s, double cutoff) {
+    return quorix_energy_bonding(r, d0, rmin, b) - en_s - (r - cutoff) * f_s;
+}
+
+inline double quorix_force_bonding(double r, double d0, double rmin, double b) {
+    const double e = std::exp((rmin - r) / b);
+    return -d0 * e * (e - 1.0) / b;
+}
+
+inline double quorix_force_bonding_with_force_shift(double r, double d0, double rmin, double b, double f_s) {
+    return quorix_force_bonding(r, d0, rmin, b) - f_s;
+}
+
+inline double quorix_energy_coulombic(double r, double qq, double sigma) {
+    return std::erfc(r / sigma) * qq / r - std::erfc(10.0 / sigma) * qq / 10.0;
+}
+
+inline double quorix_force_coulombic(double r, double qq, double sigma) {
+    const double x = r / sigma;
+    return -std::erfc(x) * qq / (r * r) - 2.0 * qq * std::exp(-x * x) / (1.7724538498928541 * sigma * r);
+}
+
+inline double quorix_pseudopotential_energy_bonding(double r, double a2, double a1, double a0) {
+    return a2 * r * r + a1 * r + a0;
+}
+
+inline double quorix_pseudopotential_energy_coulombic(double r, double a2, double a1, double a0) {
+    return quorix_pseudopotential_energy_bonding(r, a2, a1, a0);
+}
+
+int quorix_property_calculate_effective_b(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
+int quorix_property_binary_derived(QUORIX_PROPERTY* ppt);
+int quorix_property_calculate_fractional_charge(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
+int quorix_property_calculate_screening_factor(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
+int quorix_property_binary_pseudopotential(QUORIX_PROPERTY* ppt);

@@ -1,0 +1,38 @@
+// Force-field parameter set of a structure and the per-species and per-pair parameter files.
+#pragma once
+
+#include "quorix.hpp"
+
+QUORIX_PROPERTY_UNITARY* quorix_property_unitary_new(int count);
+void quorix_property_unitary_free(QUORIX_PROPERTY_UNITARY* uni);
+int quorix_property_binary_new(QUORIX_PROPERTY_BINARY*** table, int count);
+void quorix_property_binary_free(QUORIX_PROPERTY_BINARY** table, int count);
+
+QUORIX_PROPERTY* quorix_property_new(int count);
+QUORIX_PROPERTY* quorix_property_copy(const QUORIX_PROPERTY* ppt);
+void quorix_property_free(QUORIX_PROPERTY* ppt);
+int quorix_property_find_index(const QUORIX_PROPERTY* ppt, const char* type, int os);
+
+QUORIX_PROPERTY* quorix_property_import_from_cell(QUORIX_CELL* cell, const char* conducting_type, int conducting_os,
+                                                  double sf, const char* dir_unitary, const char* dir_binary);
+int quorix_property_update(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell, const char* dir_unitary, const char* dir_binary);
+int quorix_property_update_index_by_cell(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
+int quorix_property_append_index(QUORIX_PROPERTY* ppt, const char* type, int os);
+int quorix_property_update_read_from_file(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell, const char* dir_unitary,
+                                          const char* dir_binary);
+int quorix_property_unitary_read_from_file(QUORIX_PROPERTY_UNITARY* record, const char* type, int os,
+                                           const char* path);
+int quorix_property_binary_read_from_file(QUORIX_PROPERTY_BINARY* record, const char* type1, int os1,
+                                          const char* type2, int os2, const char* path);
+int quorix_property_estimate(QUORIX_PROPERTY* ppt, const char* dir_unitary, const char* dir_binary);
+int quorix_property_binary_estimate_from_file(QUORIX_PROPERTY_BINARY* record, const char* path_binary);
+int quorix_property_unitary_derived(QUORIX_PROPERTY* ppt);
+int quorix_property_validate_generic(const QUORIX_PROPERTY* ppt);
+
+double quorix_property_hardness_read_from_file(const char* type, int index, const char* path);
+int quorix_property_type_from_atomic_number(int an, QUORIX_ATOM* atom, const char* path);
+
+void quorix_property_print(const QUORIX_PROPERTY* ppt);
+void quorix_property_print_format(const QUORIX_PROPERTY* ppt);
+void quorix_property_unitary_print(QUORIX_PROPERTY_UNITARY record);
+void quorix_property_binary_print(QUORIX_PROPERTY_BINARY record);
