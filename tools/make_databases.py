@@ -189,18 +189,12 @@ def nitride_cn(pair, oxide):
     return valence * math.exp((d_nitride - pair["r0"]) / pair["b"])
 
 
-def rule_name(anion, reference, origin):
-    return f"{anion} from {reference} ({origin})"
-
-
 def fill_cn(pairs):
     """Give every pair without a published cn an estimate; returns rule counts."""
     published = {(p["cation"], p["cos"], p["anion"]): p for p in pairs if p["cn"] > 0}
     tabulated = {(p["cation"], p["cos"], p["anion"]): p for p in pairs}
     counts = Counter()
-    for pair in pairs:
-        if pair["cn"] > 0:
-            continue
+    for pair in (p for p in pairs if p["cn"] <= 0):
         estimate = estimate_cn(pair, published)
         if estimate:
             pair["cn"], pair["rule"] = round(estimate[0], 3), estimate[1]
@@ -210,14 +204,11 @@ def fill_cn(pairs):
             pair["cutoff"] = reference["cutoff"]
             counts[f"cutoff of {pair['anion']} from {reference['anion']}"] += 1
     # Cations without any reference pair take the typical cn of the anion.
-    for pair in pairs:
-        if pair["cn"] <= 0:
-            known = [p["cn"] for p in pairs if p["anion"] == pair["anion"] and p["cn"] > 0]
-            pair["cn"] = round(statistics.median(known), 3)
-            pair["rule"] = f"median of the other {pair['anion']} pairs"
-    for pair in pairs:
-        if pair["rule"] != "published":
-            counts[pair["rule"]] += 1
+    for pair in (p for p in pairs if p["cn"] <= 0):
+        known = [p["cn"] for p in pairs if p["anion"] == pair["anion"] and p["cn"] > 0]
+        pair["cn"] = round(statistics.median(known), 3)
+        pair["rule"] = f"median of the other {pair['anion']} pairs"
+    counts.update(p["rule"] for p in pairs if p["rule"] != "published")
     return counts
 
 
@@ -232,7 +223,7 @@ def estimate_cn(pair, published):
     for rule_anion, reference, k, c, origin in LINEAR_RULES:
         if rule_anion == anion and (cation, cos, reference) in published:
             return (k * published[(cation, cos, reference)]["cn"] + c,
-                    rule_name(anion, reference, origin))
+                    f"{anion} from {reference} ({origin})")
     if anion == "N" and (cation, cos, "O") in published:
         return nitride_cn(pair, published[(cation, cos, "O")]), "N from O (bond-valence relation)"
     return None
