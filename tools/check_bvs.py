@@ -8,6 +8,8 @@ pair's cutoff (and beyond 0.3 A). The GII is the root mean square of
 (sum - oxidation state) over the sites, weighted by multiplicity and occupancy.
 Oxidation states come from the CIF (charges in _atom_site_type_symbol or the
 _atom_type_oxidation_number loop), else from the element's default state.
+b is the file's value: the program's b, averaged over the anions of the
+structure, differs from it only in structures with more than one anion.
 
 Usage: /usr/bin/python3 tools/check_bvs.py [-v] [--data DIR] [CIF ...]
   with no CIF, every *.cif of ../shared/cifs beside the repository.
@@ -64,9 +66,9 @@ def element_of(text, known):
 
 def charge_of(type_symbol):
     """Integer charge written in a type symbol ('Li1+', 'O2-', 'F-'), or None."""
-    match = re.search(r"(\d*)([+-])$", type_symbol)
+    match = re.search(r"[A-Za-z](\d*)([+-])$", type_symbol)
     if not match:
-        return None
+        return None   # no charge, or a fractional one such as Mn3.5+
     size = int(match.group(1)) if match.group(1) else 1
     return size if match.group(2) == "+" else -size
 
