@@ -36,3 +36,7 @@ void quorix_property_print(const QUORIX_PROPERTY* ppt);
 void quorix_property_print_format(const QUORIX_PROPERTY* ppt);
 void quorix_property_unitary_print(QUORIX_PROPERTY_UNITARY record);
 void quorix_property_binary_print(QUORIX_PROPERTY_BINARY record);
+
+#include "quorix-alloc.hpp"
+
+using PropertyPtr = quorix_ptr<QUORIX_PROPERTY, quorix_property_free>;
