@@ -49,6 +49,20 @@ std::string trimmed_line(const char* line) {
     return text;
 }
 
+// Reports a file that could not be opened, or a matching line that could not be read; 1 then.
+int scan_failed(int unopened, const std::optional<std::string>& malformed, const char* open_format, const char* path,
+                bool report = true) {
+    if (unopened) {
+        if (report) std::fprintf(stderr, open_format, path ? path : "(null)");
+        return 1;
+    }
+    if (malformed) {
+        if (report) std::fprintf(stderr, "Error: unable to process line %s.\n", malformed->c_str());
+        return 1;
+    }
+    return 0;
+}
+
 char sign_of(int os) { return os >= 0 ? '+' : '-'; }
 
 bool same_species(const char* type1, int os1, const char* type2, int os2) {
@@ -112,14 +126,7 @@ int read_binary_record(QUORIX_PROPERTY_BINARY* record, const char* type1, int os
             malformed = trimmed_line(line);
         return true;
     });
-    if (unopened) {
-        if (report) std::fprintf(stderr, "Error: unable to open %s\n", path ? path : "(null)");
-        return 1;
-    }
-    if (malformed) {
-        if (report) std::fprintf(stderr, "Error: unable to process line %s.\n", malformed->c_str());
-        return 1;
-    }
+    if (scan_failed(unopened, malformed, "Error: unable to open %s\n", path, report)) return 1;
     record->b = record->b_old;
     return 0;
 }
@@ -362,15 +369,7 @@ int quorix_property_unitary_read_from_file(QUORIX_PROPERTY_UNITARY* record, cons
             malformed = trimmed_line(line);
         return true;
     });
-    if (unopened) {
-        std::fprintf(stderr, "Error: unable to open %s\n", path ? path : "(null)");
-        return 1;
-    }
-    if (malformed) {
-        std::fprintf(stderr, "Error: unable to process line %s.\n", malformed->c_str());
-        return 1;
-    }
-    return 0;
+    return scan_failed(unopened, malformed, "Error: unable to open %s\n", path);
 }
 
 int quorix_property_binary_read_from_file(QUORIX_PROPERTY_BINARY* record, const char* type1, int os1,
@@ -507,14 +506,7 @@ int quorix_property_type_from_atomic_number(int an, QUORIX_ATOM* atom, const cha
         found = true;
         return true;
     });
-    if (unopened) {
-        std::fprintf(stderr, "Error: unable to open %s.\n", path ? path : "(null)");
-        return 1;
-    }
-    if (malformed) {
-        std::fprintf(stderr, "Error: unable to process line %s.\n", malformed->c_str());
-        return 1;
-    }
+    if (scan_failed(unopened, malformed, "Error: unable to open %s.\n", path)) return 1;
     if (!found) {
         std::fprintf(stderr, "Error: unable to find element with atomic number %d from %s.\n", an, path);
         return 1;

@@ -8,7 +8,6 @@
 
 namespace {
 
-
 // Small parameter files written for the test, so the expectations do not follow the shipped databases.
 class ParameterFiles : public testing::Test {
 protected:
@@ -55,6 +54,22 @@ private:
 QUORIX_PROPERTY* make_set(std::initializer_list<std::pair<const char*, int>> species) {
     QUORIX_PROPERTY* ppt = quorix_property_new(0);
     for (const auto& [type, os] : species) quorix_property_append_index(ppt, type, os);
+    return ppt;
+}
+
+// A Li2O set that passes validation.
+QUORIX_PROPERTY* valid_li2o_set() {
+    QUORIX_PROPERTY* ppt = make_set({{"Li", 1}, {"O", -2}});
+    ppt->uni[0] = {"Li", 1, 0.02847, 1.31, 6.941, 3, 1, 1, 1, 1, 0.5};
+    ppt->uni[1] = {"O", -2, 0.14752, 1.33, 15.9994, 8, 2, 6, 1, 1, -1.0};
+    QUORIX_PROPERTY_BINARY& pair = ppt->bin[0][1];
+    pair.cutoff = 5.5;
+    pair.cn = 4;
+    pair.d0 = 2.0 / 14.39964;
+    pair.rmin = 1.95;
+    pair.b = 0.514;
+    pair.r0 = 1.17226;
+    ppt->sf = 0.75;
     return ppt;
 }
 
@@ -184,16 +199,8 @@ TEST_F(ParameterFiles, MissingHalidePairsBorrowCnAndCutoffOnly) {
 }
 
 TEST(PropertyValidation, ReportsTheFirstFailingTestOfTheFirstFailingRecord) {
-    PropertyPtr ppt(make_set({{"Li", 1}, {"O", -2}}));
-    ppt->uni[0] = {"Li", 1, 0.03, 1.31, 6.9, 3, 2, 1, 1, 1, 0.8};
-    ppt->uni[1] = {"O", -2, 0.15, 1.33, 16.0, 8, 2, 6, 1, 1, -1.6};
+    PropertyPtr ppt(valid_li2o_set());
     QUORIX_PROPERTY_BINARY& pair = ppt->bin[0][1];
-    pair.cutoff = 5.5;
-    pair.b = 0.5;
-    pair.cn = 4;
-    pair.r0 = 1.2;
-    pair.d0 = 0.1;
-    pair.rmin = 1.9;
     EXPECT_EQ(quorix_property_validate_generic(ppt.get()), 0);
 
     auto message_of = [&]() {
@@ -245,17 +252,7 @@ TEST_F(ParameterFiles, AtomicNumberLookupAndHardness) {
 }
 
 TEST(PropertyPrint, TableLayoutListsOnlyPairsWithACutoff) {
-    PropertyPtr ppt(make_set({{"Li", 1}, {"O", -2}}));
-    ppt->uni[0] = {"Li", 1, 0.02847, 1.31, 6.941, 3, 1, 1, 1, 1, 0.5};
-    ppt->uni[1] = {"O", -2, 0.14752, 1.33, 15.9994, 8, 2, 6, 1, 1, -1.0};
-    QUORIX_PROPERTY_BINARY& pair = ppt->bin[0][1];
-    pair.cutoff = 5.5;
-    pair.d0 = 2.0 / 14.39964;
-    pair.rmin = 1.95;
-    pair.b = 0.514;
-    pair.r0 = 1.17226;
-    ppt->sf = 0.75;
-
+    PropertyPtr ppt(valid_li2o_set());
     testing::internal::CaptureStdout();
     quorix_property_print_format(ppt.get());
     quorix_property_print_format(nullptr);
@@ -281,7 +278,7 @@ TEST(PropertyPrint, TableLayoutListsOnlyPairsWithACutoff) {
     quorix_property_print(ppt.get());
     const std::string full = testing::internal::GetCapturedStdout();
     EXPECT_NE(full.find("Li(1):soft=0.028;rc=1.310;m=  6.94;an=3;n=1;g=1;b=1;c=1;q= 0.500\n"), std::string::npos);
-    EXPECT_NE(full.find("Li(1)O(-2):b=0.514;b_old=0.000;r0=1.172;cutoff=5.5;cn=0.00;d0= 0.139,rmin=1.950;"),
+    EXPECT_NE(full.find("Li(1)O(-2):b=0.514;b_old=0.000;r0=1.172;cutoff=5.5;cn=4.00;d0= 0.139,rmin=1.950;"),
               std::string::npos);
     EXPECT_NE(full.find("PPT: conducting species = Li(1)\nPPT: screening factor=0.750000\n"), std::string::npos);
 }
