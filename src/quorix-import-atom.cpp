@@ -1,0 +1,513 @@
+#include "quorix-import-atom.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <numeric>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "quorix-alloc.hpp"
+#include "quorix-la.hpp"
+
+namespace {
+
+constexpr double kDegreeToRadian = 0.0174532925;
+constexpr double kRadianToDegree = 57.29577957855229;
+constexpr double kSamePosition = 0.005;  // fractional, per coordinate, also across a cell face
+constexpr double kSameOccupancy = 0.02;
+
+bool cell_has_atoms(const QUORIX_CELL* cell) { return cell && cell->atom && cell->total > 0; }
+bool symmetry_has_cards(const QUORIX_SYMMETRY* symmetry) {
+    return symmetry && symmetry->card && symmetry->total > 0;
+}
+
+bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
+    return std::strncmp(a.type, b.type, sizeof(a.type)) == 0 && a.os == b.os;
+}
+
+// Buckets of atoms by wrapped fractional position. Two atoms that quorix_atom_equal accepts
+// lie within 0.005 of each other modulo 1 in every coordinate; bins are at least 0.01 wide,
+// so such a partner sits in the same or a periodically adjacent bin. Atoms with non-finite
+// coordinates never equal anything and are not stored.
+class PositionGrid {
+public:
+    explicit PositionGrid(long capacity)
+        : bins_(std::clamp(static_cast<int>(std::cbrt(static_cast<double>(capacity))), 1, 100)),
+          head_(static_cast<size_t>(bins_) * bins_ * bins_, -1),
+          next_(static_cast<size_t>(std::max(capacity, 1L)), -1) {}
+
+    void insert(long index, const double* x_f) {
+        if (!finite(x_f)) return;
+        const size_t bin = flat(bin_of(x_f[0]), bin_of(x_f[1]), bin_of(x_f[2]));
+        next_[index] = head_[bin];
+        head_[bin] = index;
+    }
+
+    // Calls visit(index) for every stored atom in the bins around x_f; visit returns false to stop.
+    template <class Visit>
+    void visit_near(const double* x_f, Visit&& visit) const {
+        if (!finite(x_f)) return;
+        int around[3][3];
+        int count[3];
+        for (int k = 0; k < 3; k++) count[k] = neighbour_bins(bin_of(x_f[k]), around[k]);
+        for (int i = 0; i < count[0]; i++)
+            for (int j = 0; j < count[1]; j++)
+                for (int l = 0; l < count[2]; l++)
+                    for (long index = head_[flat(around[0][i], around[1][j], around[2][l])]; index >= 0;
+                         index = next_[index])
+                        if (!visit(index)) return;
+    }
+
+private:
+    static bool finite(const double* x_f) {
+        return std::isfinite(x_f[0]) && std::isfinite(x_f[1]) && std::isfinite(x_f[2]);
+    }
+    int bin_of(double v) const {
+        const double wrapped = v - std::floor(v);
+        return std::min(static_cast<int>(wrapped * bins_), bins_ - 1);
+    }
+    // The distinct bins b-1, b, b+1 modulo the bin count.
+    int neighbour_bins(int b, int* out) const {
+        int count = 0;
+        for (int shift = -1; shift <= 1; shift++) {
+            const int n = (b + shift + bins_) % bins_;
+            if (std::find(out, out + count, n) == out + count) out[count++] = n;
+        }
+        return count;
+    }
+    size_t flat(int i, int j, int k) const { return (static_cast<size_t>(i) * bins_ + j) * bins_ + k; }
+
+    int bins_;
+    std::vector<long> head_;
+    std::vector<long> next_;
+};
+
+// One exchange-sort pass over order[begin, end): every pair i < j is swapped when
+// later_first(order[i], order[j]) holds. Swapping indices instead of whole atoms.
+template <class LaterFirst>
+void exchange_pass(std::vector<long>& order, long begin, long end, LaterFirst&& later_first) {
+    for (long i = begin; i < end; i++)
+        for (long j = i + 1; j < end; j++)
+            if (later_first(order[i], order[j])) std::swap(order[i], order[j]);
+}
+
+// Runs an exchange pass on each run of order whose atoms share the key `same`.
+template <class Same, class LaterFirst>
+void exchange_pass_in_groups(std::vector<long>& order, Same&& same, LaterFirst&& later_first) {
+    const long n = static_cast<long>(order.size());
+    for (long begin = 0, end = 0; begin < n; begin = end) {
+        end = begin + 1;
+        while (end < n && same(order[begin], order[end])) end++;
+        exchange_pass(order, begin, end, later_first);
+    }
+}
+
+void apply_order(QUORIX_ATOM* atom, const std::vector<long>& order) {
+    std::vector<QUORIX_ATOM> sorted;
+    sorted.reserve(order.size());
+    for (long index : order) sorted.push_back(atom[index]);
+    std::copy(sorted.begin(), sorted.end(), atom);
+}
+
+// Dense ranks of element symbols in plain string order, so the first pass compares integers.
+std::vector<int> type_ranks(const QUORIX_ATOM* atom, long total) {
+    std::vector<std::string> types;
+    for (long i = 0; i < total; i++) types.emplace_back(atom[i].type, strnlen(atom[i].type, sizeof(atom[i].type)));
+    std::vector<std::string> distinct = types;
+    std::sort(distinct.begin(), distinct.end());
+    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+    std::vector<int> rank(total);
+    for (long i = 0; i < total; i++)
+        rank[i] = static_cast<int>(std::lower_bound(distinct.begin(), distinct.end(), types[i]) - distinct.begin());
+    return rank;
+}
+
+// Ids that are equal exactly for equal labels, so equal labels skip the natural comparison.
+std::vector<int> name_ids(const QUORIX_ATOM* atom, long total) {
+    std::unordered_map<std::string, int> ids;
+    std::vector<int> id(total);
+    for (long i = 0; i < total; i++) {
+        const std::string name(atom[i].name, strnlen(atom[i].name, sizeof(atom[i].name)));
+        id[i] = ids.emplace(name, static_cast<int>(ids.size())).first->second;
+    }
+    return id;
+}
+
+// Marks every later atom of the grid that is the same atom as some image of atom i.
+// mark(j) is called for each such atom j > i that unmarked(j) still accepts.
+template <class Unmarked, class Mark>
+void mark_images(const QUORIX_CELL* cell, const QUORIX_SYMMETRY* symmetry, const PositionGrid& grid, long i,
+                 Unmarked&& unmarked, Mark&& mark) {
+    for (int c = 0; c < symmetry->total; c++) {
+        const QUORIX_ATOM image = quorix_atom_spawn_by_card(cell->atom[i], symmetry->card[c]);
+        grid.visit_near(image.x_f, [&](long j) {
+            if (j > i && unmarked(j) && quorix_atom_equal(image, cell->atom[j])) mark(j);
+            return true;
+        });
+    }
+}
+
+PositionGrid grid_of_cell(const QUORIX_CELL* cell) {
+    PositionGrid grid(cell->total);
+    for (long i = 0; i < cell->total; i++) grid.insert(i, cell->atom[i].x_f);
+    return grid;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- images and duplicates
+
+QUORIX_ATOM quorix_atom_spawn_by_card(QUORIX_ATOM atom, QUORIX_CARD card) {
+    QUORIX_ATOM image = atom;
+    for (int i = 0; i < 3; i++) {
+        double v = card.r_f[i][0] * atom.x_f[0] + card.r_f[i][1] * atom.x_f[1] + card.r_f[i][2] * atom.x_f[2] +
+                   card.t_f[i];
+        v -= std::floor(v);
+        if (v >= 1.0) v -= 1.0;
+        if (v < 0.0) v += 1.0;
+        image.x_f[i] = v;
+    }
+    return image;
+}
+
+int quorix_atom_spawn_by_symmetry(QUORIX_ATOM** atom, long* total, QUORIX_SYMMETRY* symmetry) {
+    if (!atom || !*atom || !total || *total <= 0) {
+        std::fprintf(stderr, "Error: QUORIX_ATOM has not been properly initialized.\n");
+        return 1;
+    }
+    if (!symmetry_has_cards(symmetry)) {
+        std::fprintf(stderr, "Error: QUORIX_SYMMETRY has not been properly initialized.\n");
+        return 1;
+    }
+    long count = *total * symmetry->total;
+    QUORIX_ATOM* images = quorix_atom_new(count);
+    if (!images) {
+        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
+        return 1;
+    }
+    for (long i = 0; i < *total; i++)
+        for (int j = 0; j < symmetry->total; j++)
+            images[j + i * symmetry->total] = quorix_atom_spawn_by_card((*atom)[i], symmetry->card[j]);
+    if (quorix_atom_remove_duplicate(&images, &count)) {
+        std::fprintf(stderr, "Error: quorix_atom_remove_duplicate() returns non-zero.\n");
+        quorix_atom_free(images);
+        return 1;
+    }
+    quorix_atom_sort(images, count);
+    quorix_atom_free(*atom);
+    *atom = images;
+    *total = count;
+    return 0;
+}
+
+// Keeps the first atom of each group of same atoms, in order. An atom survives when no earlier
+// survivor is the same atom; atoms that arrive marked (ignored) are dropped. Survivors are found
+// through a position grid instead of comparing every pair.
+int quorix_atom_remove_duplicate(QUORIX_ATOM** atom, long* total) {
+    if (!atom || !*atom || !total || *total <= 0) {
+        std::fprintf(stderr, "Error: QUORIX_ATOM has not been properly initialized.\n");
+        return 1;
+    }
+    const QUORIX_ATOM* in = *atom;
+    PositionGrid grid(*total);
+    std::vector<long> survivors;
+    for (long j = 0; j < *total; j++) {
+        if (in[j].ignored) continue;
+        bool duplicate = false;
+        grid.visit_near(in[j].x_f, [&](long i) {
+            duplicate = quorix_atom_equal(in[i], in[j]);
+            return !duplicate;
+        });
+        if (duplicate) continue;
+        survivors.push_back(j);
+        grid.insert(j, in[j].x_f);
+    }
+    QUORIX_ATOM* kept = quorix_atom_new(static_cast<long>(survivors.size()));
+    if (!kept) {
+        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
+        return 1;
+    }
+    for (size_t k = 0; k < survivors.size(); k++) kept[k] = in[survivors[k]];
+    quorix_atom_free(*atom);
+    *atom = kept;
+    *total = static_cast<long>(survivors.size());
+    return 0;
+}
+
+bool quorix_atom_equal(QUORIX_ATOM atom1, QUORIX_ATOM atom2) {
+    if (!same_species(atom1, atom2)) return false;
+    for (int i = 0; i < 3; i++) {
+        const double d = std::fabs(atom1.x_f[i] - atom2.x_f[i]);
+        if (!(d < kSamePosition || std::fabs(d - 1.0) < kSamePosition)) return false;
+    }
+    return std::fabs(atom1.occ - atom2.occ) < kSameOccupancy;
+}
+
+bool quorix_atom_belong(QUORIX_ATOM target, QUORIX_ATOM* atom, long total) {
+    if (!atom) return false;
+    for (long i = 0; i < total; i++)
+        if (quorix_atom_equal(target, atom[i])) return true;
+    return false;
+}
+
+// ---------------------------------------------------------------- order
+
+int quorix_atom_name_compare(const char* name1, const char* name2) {
+    auto sign = [](int v) { return (v > 0) - (v < 0); };
+    for (int k = 0; k < 12; k++) {
+        const auto c1 = static_cast<unsigned char>(name1[k]);
+        const auto c2 = static_cast<unsigned char>(name2[k]);
+        if (!c1 && !c2) return 0;
+        if (!c2) return 1;
+        if (!c1) return -1;
+        const bool digit1 = std::isdigit(c1), digit2 = std::isdigit(c2);
+        if (digit1 != digit2) return digit1 ? -1 : 1;
+        if (digit1) {
+            const long n1 = std::strtol(name1 + k, nullptr, 10);
+            const long n2 = std::strtol(name2 + k, nullptr, 10);
+            if (n1 != n2) return n1 > n2 ? 1 : -1;
+            return sign(std::strcmp(name1, name2));
+        }
+        if (c1 != c2) return c1 > c2 ? 1 : -1;
+    }
+    return sign(std::strcmp(name1, name2));
+}
+
+// Four exchange passes: type, then oxidation state, occupancy and natural name order, each
+// among atoms whose earlier keys are equal. After the first two passes atoms of one type and
+// state form contiguous runs, so the later passes work run by run; the resulting order is that
+// of passes over all pairs. (Equal occupancies need not be contiguous: NaN never swaps.)
+void quorix_atom_sort(QUORIX_ATOM* atom, long total) {
+    if (!atom || total < 2) return;
+    const std::vector<int> type = type_ranks(atom, total);
+    const std::vector<int> name = name_ids(atom, total);
+    std::vector<long> order(total);
+    std::iota(order.begin(), order.end(), 0L);
+
+    exchange_pass(order, 0, total, [&](long i, long j) { return type[i] > type[j]; });
+    auto same_type = [&](long i, long j) { return type[i] == type[j]; };
+    exchange_pass_in_groups(order, same_type, [&](long i, long j) { return atom[i].os > atom[j].os; });
+    auto same_state = [&](long i, long j) { return same_type(i, j) && atom[i].os == atom[j].os; };
+    exchange_pass_in_groups(order, same_state, [&](long i, long j) { return atom[i].occ > atom[j].occ; });
+    exchange_pass_in_groups(order, same_state, [&](long i, long j) {
+        return atom[i].occ == atom[j].occ && name[i] != name[j] &&
+               quorix_atom_name_compare(atom[i].name, atom[j].name) > 0;
+    });
+    apply_order(atom, order);
+}
+
+void quorix_atom_sort_by_value(QUORIX_ATOM* atom, long total) {
+    if (!atom || total < 2) return;
+    std::vector<long> order(total);
+    std::iota(order.begin(), order.end(), 0L);
+    exchange_pass(order, 0, total, [&](long i, long j) { return atom[i].value > atom[j].value; });
+    apply_order(atom, order);
+}
+
+// ---------------------------------------------------------------- cell summary
+
+void quorix_cell_refresh(QUORIX_CELL* cell) {
+    if (!cell_has_atoms(cell)) return;
+    for (long i = 0; i < cell->total; i++) {
+        cell->atom[i].flag = 0;
+        cell->atom[i].value = 0.0;
+        cell->atom[i].ignored = false;
+    }
+}
+
+void quorix_cell_update_name(QUORIX_CELL* cell) {
+    if (cell) cell->name[0] = '\0';
+    if (!cell_has_atoms(cell)) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been initialized.\n");
+        return;
+    }
+    double occupancy = 0.0;
+    for (long i = 0; i < cell->total; i++) {
+        const QUORIX_ATOM& atom = cell->atom[i];
+        occupancy += atom.occ;
+        if (i + 1 < cell->total && same_species(atom, cell->atom[i + 1])) continue;
+        char part[1024];
+        std::snprintf(part, sizeof(part), "%s%ld%c:%.3f ", atom.type, std::labs(static_cast<long>(atom.os)),
+                      atom.os < 0 ? '-' : '+', occupancy);
+        const size_t used = std::strlen(cell->name);
+        quorix_copy_bounded(cell->name + used, part, sizeof(cell->name) - used);
+        occupancy = 0.0;
+    }
+}
+
+int quorix_cell_count_type_os(QUORIX_CELL* cell) {
+    if (!cell_has_atoms(cell)) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
+        return -1;
+    }
+    quorix_atom_sort(cell->atom, cell->total);
+    int species = 1;
+    for (long i = 1; i < cell->total; i++)
+        if (!same_species(cell->atom[i - 1], cell->atom[i])) species++;
+    return species;
+}
+
+// ---------------------------------------------------------------- geometry
+
+double quorix_cell_calculate_volume(QUORIX_CELL* cell) {
+    if (!cell) return 0.0;
+    const double ca = std::cos(cell->angle[0] * kDegreeToRadian);
+    const double cb = std::cos(cell->angle[1] * kDegreeToRadian);
+    const double cg = std::cos(cell->angle[2] * kDegreeToRadian);
+    return cell->parameter[0] * cell->parameter[1] * cell->parameter[2] *
+           std::sqrt(1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg);
+}
+
+void quorix_cell_update_cartesion(QUORIX_CELL* cell) {
+    quorix_cell_update_lattice_cartesion(cell);
+    quorix_cell_update_coordinate_cartesion(cell);
+}
+
+void quorix_cell_update_fractional(QUORIX_CELL* cell) {
+    quorix_cell_update_lattice_fractional(cell);
+    quorix_cell_update_coordinate_fractional(cell);
+}
+
+// a along x, b in the xy-plane, c completing the parameters.
+void quorix_cell_update_lattice_cartesion(QUORIX_CELL* cell) {
+    if (!cell) return;
+    const double a = cell->parameter[0], b = cell->parameter[1], c = cell->parameter[2];
+    const double alpha = cell->angle[0] * kDegreeToRadian;
+    const double beta = cell->angle[1] * kDegreeToRadian;
+    const double gamma = cell->angle[2] * kDegreeToRadian;
+    double (*v)[3] = cell->a;
+    v[0][0] = a;
+    v[0][1] = 0.0;
+    v[0][2] = 0.0;
+    v[1][0] = b * std::cos(gamma);
+    v[1][1] = b * std::sin(gamma);
+    v[1][2] = 0.0;
+    v[2][0] = c * std::cos(beta);
+    v[2][1] = (b * c * std::cos(alpha) - v[1][0] * v[2][0]) / v[1][1];
+    v[2][2] = std::sqrt(c * c - v[2][0] * v[2][0] - v[2][1] * v[2][1]);
+}
+
+void quorix_cell_update_lattice_fractional(QUORIX_CELL* cell) {
+    if (!cell) return;
+    for (int i = 0; i < 3; i++) {
+        const double* u = cell->a[(i + 1) % 3];
+        const double* w = cell->a[(i + 2) % 3];
+        cell->parameter[i] = quorix_vector3_double_length(cell->a[i]);
+        const double cosine = quorix_vector3_double_dot(u, w) /
+                              (quorix_vector3_double_length(u) * quorix_vector3_double_length(w));
+        // Rounding can carry a parallel pair just past 1; acos would then give NaN.
+        cell->angle[i] = std::acos(std::clamp(cosine, -1.0, 1.0)) * kRadianToDegree;
+    }
+}
+
+void quorix_cell_update_coordinate_cartesion(QUORIX_CELL* cell) {
+    if (!cell_has_atoms(cell)) return;
+    for (long i = 0; i < cell->total; i++) {
+        QUORIX_ATOM& atom = cell->atom[i];
+        quorix_vector3_double_sum3(atom.x, cell->a[0], atom.x_f[0], cell->a[1], atom.x_f[1], cell->a[2],
+                                   atom.x_f[2]);
+    }
+}
+
+void quorix_cell_update_coordinate_fractional(QUORIX_CELL* cell) {
+    if (!cell_has_atoms(cell)) return;
+    double columns[3][3];  // lattice vectors as columns: x = columns * x_f
+    quorix_matrix33_double_copy(columns, cell->a);
+    quorix_matrix33_double_transpose(columns);
+    for (long i = 0; i < cell->total; i++) {
+        QUORIX_ATOM& atom = cell->atom[i];
+        if (quorix_matrix33_double_linearsolver(atom.x_f, columns, atom.x)) {
+            std::fprintf(stderr, "Error: lattice vectors of QUORIX_CELL are linearly dependent.\n");
+            return;
+        }
+    }
+}
+
+void quorix_cell_bound_fractional(QUORIX_CELL* cell) {
+    if (!cell_has_atoms(cell)) return;
+    for (long i = 0; i < cell->total; i++)
+        for (double& v : cell->atom[i].x_f) v -= std::floor(v);
+}
+
+double quorix_cell_min_distance_btw_atoms(QUORIX_CELL* cell, QUORIX_ATOM* atom1, QUORIX_ATOM* atom2) {
+    double shortest = HUGE_VAL;
+    if (!cell || !atom1 || !atom2) return shortest;
+    for (int p = -1; p <= 1; p++)
+        for (int q = -1; q <= 1; q++)
+            for (int s = -1; s <= 1; s++) {
+                double shifted[3];
+                for (int k = 0; k < 3; k++)
+                    shifted[k] = atom1->x[k] + p * cell->a[0][k] + q * cell->a[1][k] + s * cell->a[2][k];
+                shortest = std::min(shortest, quorix_vector3_double_distance(atom2->x, shifted));
+            }
+    return shortest;
+}
+
+// ---------------------------------------------------------------- symmetry-distinct sites
+
+QUORIX_CELL* quorix_cell_reduce_by_symmetry(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry) {
+    if (!cell_has_atoms(cell)) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
+        return nullptr;
+    }
+    if (!symmetry_has_cards(symmetry)) {
+        std::fprintf(stderr, "Error: QUORIX_SYMMETRY has not been properly initialized.\n");
+        return nullptr;
+    }
+    CellPtr reduced(quorix_cell_copy(cell));
+    if (!reduced) {
+        std::fprintf(stderr, "Error: quorix_cell_copy() returns NULL.\n");
+        return nullptr;
+    }
+    for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = false;
+    const PositionGrid grid = grid_of_cell(cell);
+    long kept = 0;
+    for (long i = 0; i < cell->total; i++) {
+        if (cell->atom[i].ignored) continue;
+        kept++;
+        mark_images(
+            cell, symmetry, grid, i, [&](long j) { return !cell->atom[j].ignored; },
+            [&](long j) { cell->atom[j].ignored = true; });
+    }
+    QUORIX_ATOM* representatives = quorix_atom_new(kept);
+    if (!representatives) {
+        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
+        for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = false;
+        return nullptr;
+    }
+    for (long i = 0, k = 0; i < cell->total; i++)
+        if (!cell->atom[i].ignored) representatives[k++] = cell->atom[i];
+    for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = false;
+    quorix_atom_free(reduced->atom);
+    reduced->atom = representatives;
+    reduced->total = kept;
+    return reduced.release();
+}
+
+int quorix_cell_flag_site_by_symmetry(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry) {
+    if (!cell_has_atoms(cell)) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
+        return 1;
+    }
+    if (!symmetry_has_cards(symmetry)) {
+        std::fprintf(stderr, "Error: QUORIX_SYMMETRY has not been properly initialized.\n");
+        return 1;
+    }
+    for (long i = 0; i < cell->total; i++) cell->atom[i].flag = 0;
+    const PositionGrid grid = grid_of_cell(cell);
+    long site = 1;
+    for (long i = 0; i < cell->total; i++) {
+        if (cell->atom[i].flag != 0) continue;
+        cell->atom[i].flag = site;
+        mark_images(
+            cell, symmetry, grid, i, [&](long j) { return cell->atom[j].flag == 0; },
+            [&](long j) { cell->atom[j].flag = site; });
+        site++;
+    }
+    return 0;
+}

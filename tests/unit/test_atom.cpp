@@ -1,0 +1,361 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "quorix-alloc.hpp"
+#include "quorix-import-atom.hpp"
+#include "quorix-la.hpp"
+
+namespace {
+
+QUORIX_ATOM make_atom(const char* name, const char* type, int os, double x, double y, double z, double occ = 1.0) {
+    QUORIX_ATOM atom{};
+    quorix_copy_bounded(atom.name, name, sizeof(atom.name));
+    quorix_copy_bounded(atom.type, type, sizeof(atom.type));
+    atom.os = os;
+    atom.x_f[0] = x;
+    atom.x_f[1] = y;
+    atom.x_f[2] = z;
+    atom.occ = occ;
+    return atom;
+}
+
+// Field-wise equality; NaN coordinates and occupancies compare equal to themselves.
+bool same_record(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
+    return std::strcmp(a.name, b.name) == 0 && std::strcmp(a.type, b.type) == 0 && a.os == b.os &&
+           std::memcmp(a.x_f, b.x_f, sizeof(a.x_f)) == 0 && std::memcmp(a.x, b.x, sizeof(a.x)) == 0 &&
+           std::memcmp(&a.occ, &b.occ, sizeof(a.occ)) == 0 && a.flag == b.flag && a.value == b.value && a.ignored == b.ignored;
+}
+
+AtomPtr make_array(const std::vector<QUORIX_ATOM>& atoms) {
+    AtomPtr array(quorix_atom_new(static_cast<long>(atoms.size())));
+    std::copy(atoms.begin(), atoms.end(), array.get());
+    return array;
+}
+
+// Fm-3m in its standard setting: the 48 signed permutation matrices times the four F-centring
+// translations, built independently of the operation parser.
+SymmetryPtr make_fm3m() {
+    SymmetryPtr symmetry(quorix_symmetry_new(192));
+    const int permutations[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
+    const double centring[4][3] = {{0, 0, 0}, {0, 0.5, 0.5}, {0.5, 0, 0.5}, {0.5, 0.5, 0}};
+    int c = 0;
+    for (const auto& t : centring)
+        for (const auto& p : permutations)
+            for (int signs = 0; signs < 8; signs++) {
+                QUORIX_CARD& card = symmetry->card[c++];
+                for (int i = 0; i < 3; i++) {
+                    card.r_f[i][p[i]] = (signs >> i & 1) ? -1.0 : 1.0;
+                    card.t_f[i] = t[i];
+                }
+            }
+    return symmetry;
+}
+
+// The straightforward duplicate removal: every later unmarked atom that equals an earlier
+// unmarked one is marked; the unmarked atoms are kept in order.
+std::vector<QUORIX_ATOM> remove_duplicate_oracle(std::vector<QUORIX_ATOM> atoms) {
+    for (size_t i = 0; i < atoms.size(); i++)
+        for (size_t j = i + 1; j < atoms.size(); j++)
+            if (!atoms[i].ignored && !atoms[j].ignored && quorix_atom_equal(atoms[i], atoms[j]))
+                atoms[j].ignored = true;
+    std::vector<QUORIX_ATOM> kept;
+    for (const auto& atom : atoms)
+        if (!atom.ignored) kept.push_back(atom);
+    return kept;
+}
+
+// The canonical order as four exchange passes over all pairs, swapping whole atoms.
+void sort_oracle(std::vector<QUORIX_ATOM>& atoms) {
+    auto pass = [&](auto&& earlier_keys_equal, auto&& later_first) {
+        for (size_t i = 0; i < atoms.size(); i++)
+            for (size_t j = i + 1; j < atoms.size(); j++)
+                if (earlier_keys_equal(atoms[i], atoms[j]) && later_first(atoms[i], atoms[j]))
+                    std::swap(atoms[i], atoms[j]);
+    };
+    using A = const QUORIX_ATOM&;
+    auto same_type = [](A a, A b) { return std::strcmp(a.type, b.type) == 0; };
+    auto same_state = [&](A a, A b) { return same_type(a, b) && a.os == b.os; };
+    auto same_occupancy = [&](A a, A b) { return same_state(a, b) && a.occ == b.occ; };
+    pass([](A, A) { return true; }, [](A a, A b) { return std::strcmp(a.type, b.type) > 0; });
+    pass(same_type, [](A a, A b) { return a.os > b.os; });
+    pass(same_state, [](A a, A b) { return a.occ > b.occ; });
+    pass(same_occupancy, [](A a, A b) { return quorix_atom_name_compare(a.name, b.name) > 0; });
+}
+
+void expect_grid_matches_oracle(const std::vector<QUORIX_ATOM>& atoms) {
+    const std::vector<QUORIX_ATOM> expected = remove_duplicate_oracle(atoms);
+    QUORIX_ATOM* array = make_array(atoms).release();
+    long total = static_cast<long>(atoms.size());
+    ASSERT_EQ(quorix_atom_remove_duplicate(&array, &total), 0);
+    AtomPtr kept(array);
+    ASSERT_EQ(total, static_cast<long>(expected.size()));
+    for (long i = 0; i < total; i++) EXPECT_TRUE(same_record(kept.get()[i], expected[i])) << i;
+}
+
+CellPtr make_cell(const double parameter[3], const double angle[3], const std::vector<QUORIX_ATOM>& atoms) {
+    CellPtr cell(quorix_cell_new(static_cast<long>(atoms.size())));
+    std::copy(atoms.begin(), atoms.end(), cell->atom);
+    std::copy(parameter, parameter + 3, cell->parameter);
+    std::copy(angle, angle + 3, cell->angle);
+    quorix_cell_update_cartesion(cell.get());
+    return cell;
+}
+
+// Li2O (antifluorite) expanded from its two sites with Fm-3m.
+CellPtr make_li2o() {
+    SymmetryPtr fm3m = make_fm3m();
+    QUORIX_ATOM* atoms = make_array({make_atom("O1", "O", -2, 0, 0, 0), make_atom("Li1", "Li", 1, 0.25, 0.25, 0.25)})
+                             .release();
+    long total = 2;
+    EXPECT_EQ(quorix_atom_spawn_by_symmetry(&atoms, &total, fm3m.get()), 0);
+    CellPtr cell(quorix_cell_new(0));
+    cell->atom = atoms;
+    cell->total = total;
+    const double parameter[3] = {4.61, 4.61, 4.61}, angle[3] = {90, 90, 90};
+    std::copy(parameter, parameter + 3, cell->parameter);
+    std::copy(angle, angle + 3, cell->angle);
+    quorix_cell_update_cartesion(cell.get());
+    return cell;
+}
+
+}  // namespace
+
+TEST(AtomEqual, FaceToleranceOccupancyAndSpecies) {
+    const QUORIX_ATOM near_zero = make_atom("Li1", "Li", 1, 0.0004, 0.5, 0.5);
+    EXPECT_TRUE(quorix_atom_equal(near_zero, make_atom("Li9", "Li", 1, 0.9998, 0.5, 0.5)));
+    EXPECT_TRUE(quorix_atom_equal(near_zero, make_atom("Li1", "Li", 1, 1.0040, 0.5, 0.5)));
+    EXPECT_FALSE(quorix_atom_equal(make_atom("a", "Li", 1, 0.0, 0.5, 0.5), make_atom("a", "Li", 1, 0.006, 0.5, 0.5)));
+    EXPECT_FALSE(quorix_atom_equal(near_zero, make_atom("Li1", "Li", 1, 2.0004, 0.5, 0.5)));
+    EXPECT_FALSE(quorix_atom_equal(make_atom("a", "Li", 1, 0, 0, 0, 0.50), make_atom("a", "Li", 1, 0, 0, 0, 0.52)));
+    EXPECT_TRUE(quorix_atom_equal(make_atom("a", "Li", 1, 0, 0, 0, 0.50), make_atom("a", "Li", 1, 0, 0, 0, 0.519)));
+    EXPECT_FALSE(quorix_atom_equal(make_atom("a", "Fe", 2, 0, 0, 0), make_atom("a", "Fe", 3, 0, 0, 0)));
+    EXPECT_FALSE(quorix_atom_equal(make_atom("a", "Na", 1, 0, 0, 0), make_atom("a", "N", 1, 0, 0, 0)));
+
+    const std::vector<QUORIX_ATOM> atoms = {make_atom("a", "O", -2, 0.1, 0.1, 0.1), near_zero};
+    EXPECT_TRUE(quorix_atom_belong(make_atom("x", "Li", 1, 0.999, 0.502, 0.498), make_array(atoms).get(), 2));
+    EXPECT_FALSE(quorix_atom_belong(make_atom("x", "Li", 1, 0.3, 0.5, 0.5), make_array(atoms).get(), 2));
+}
+
+TEST(AtomImage, WrapsIntoUnitCell) {
+    QUORIX_CARD card{};
+    card.r_f[0][0] = -1;  // -x+1/2, -y, z-1/2
+    card.r_f[1][1] = -1;
+    card.r_f[2][2] = 1;
+    card.t_f[0] = 0.5;
+    card.t_f[2] = -0.5;
+    const QUORIX_ATOM image = quorix_atom_spawn_by_card(make_atom("O1", "O", -2, 0.75, 0.0, 0.25), card);
+    EXPECT_DOUBLE_EQ(image.x_f[0], 0.75);
+    EXPECT_EQ(image.x_f[1], 0.0);  // -0 wraps to +0, never to 1
+    EXPECT_DOUBLE_EQ(image.x_f[2], 0.75);
+    EXPECT_STREQ(image.name, "O1");
+    QUORIX_CARD identity{};
+    for (int i = 0; i < 3; i++) identity.r_f[i][i] = 1;
+    const QUORIX_ATOM tiny = quorix_atom_spawn_by_card(make_atom("O1", "O", -2, -1e-18, 0, 0), identity);
+    EXPECT_EQ(tiny.x_f[0], 0.0);  // 1 - 1e-18 rounds to 1, which must not be kept
+}
+
+TEST(AtomDuplicates, GridAgreesWithQuadraticOracle) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    const char* types[] = {"Li", "O", "O"};
+    for (int round = 0; round < 20; round++) {
+        // Clusters of near-coincident atoms around a few centres, many at cell faces, some outside [0, 1).
+        std::vector<QUORIX_ATOM> atoms;
+        std::vector<std::array<double, 3>> centres;
+        for (int c = 0; c < 12; c++)
+            centres.push_back({std::round(unit(random) * 4) / 4, unit(random), unit(random) < 0.3 ? 0.0 : unit(random)});
+        for (int k = 0; k < 400; k++) {
+            const auto& centre = centres[random() % centres.size()];
+            QUORIX_ATOM atom = make_atom("X", types[random() % 3], 0, 0, 0, 0, unit(random) < 0.1 ? 0.5 : 1.0);
+            for (int i = 0; i < 3; i++) {
+                atom.x_f[i] = centre[i] + (unit(random) - 0.5) * 0.02;
+                if (unit(random) < 0.05) atom.x_f[i] += unit(random) < 0.5 ? 1.0 : -1.0;
+            }
+            atom.os = atom.type[0] == 'O' ? -2 : 1;
+            atom.ignored = unit(random) < 0.05;
+            atoms.push_back(atom);
+        }
+        atoms.push_back(make_atom("N", "O", -2, NAN, 0.5, 0.5));
+        atoms.push_back(make_atom("N", "O", -2, INFINITY, 0.5, 0.5));
+        expect_grid_matches_oracle(atoms);
+    }
+
+    // Every image of a real structure, in expansion order, before duplicates are removed.
+    SymmetryPtr fm3m = make_fm3m();
+    std::vector<QUORIX_ATOM> images;
+    for (const QUORIX_ATOM& site : {make_atom("O1", "O", -2, 0, 0, 0), make_atom("Li1", "Li", 1, 0.25, 0.25, 0.25),
+                                    make_atom("Li2", "Li", 1, 0.1234, 0.0, 0.5)})
+        for (int c = 0; c < fm3m->total; c++) images.push_back(quorix_atom_spawn_by_card(site, fm3m->card[c]));
+    expect_grid_matches_oracle(images);
+}
+
+TEST(AtomExpansion, AntifluoriteFromTwoSites) {
+    CellPtr cell = make_li2o();
+    ASSERT_EQ(cell->total, 12);
+    for (long i = 0; i < 8; i++) EXPECT_STREQ(cell->atom[i].type, "Li");
+    for (long i = 8; i < 12; i++) {
+        EXPECT_STREQ(cell->atom[i].type, "O");
+        for (double v : cell->atom[i].x_f) EXPECT_TRUE(v == 0.0 || v == 0.5);
+    }
+    quorix_cell_update_name(cell.get());
+    EXPECT_STREQ(cell->name, "Li1+:8.000 O2-:4.000 ");
+    EXPECT_EQ(quorix_cell_count_type_os(cell.get()), 2);
+
+    SymmetryPtr fm3m = make_fm3m();
+    QUORIX_ATOM* atoms = nullptr;
+    long total = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_atom_spawn_by_symmetry(&atoms, &total, fm3m.get()), 1);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Error: "), std::string::npos);
+}
+
+TEST(AtomOrder, NaturalNamesAndCanonicalKeys) {
+    EXPECT_LT(quorix_atom_name_compare("Li2", "Li10"), 0);
+    EXPECT_LT(quorix_atom_name_compare("Li10", "LiA"), 0);
+    EXPECT_GT(quorix_atom_name_compare("O12", "O3"), 0);
+    EXPECT_LT(quorix_atom_name_compare("O", "O1"), 0);
+    EXPECT_EQ(quorix_atom_name_compare("Li1", "Li1"), 0);
+    EXPECT_LT(quorix_atom_name_compare("O01", "O1"), 0);  // equal numbers fall back to plain order
+
+    std::vector<QUORIX_ATOM> atoms = {
+        make_atom("O2", "O", -2, 0.1, 0, 0),       make_atom("Li10", "Li", 1, 0.2, 0, 0),
+        make_atom("Fe1", "Fe", 3, 0.3, 0, 0),      make_atom("Li2", "Li", 1, 0.4, 0, 0),
+        make_atom("Fe2", "Fe", 2, 0.5, 0, 0),      make_atom("Li3", "Li", 1, 0.6, 0, 0, 0.5),
+        make_atom("O1", "O", -2, 0.7, 0, 0),       make_atom("Li2", "Li", 1, 0.8, 0, 0),
+        make_atom("LiA", "Li", 1, 0.9, 0, 0),
+    };
+    AtomPtr array = make_array(atoms);
+    quorix_atom_sort(array.get(), static_cast<long>(atoms.size()));
+    const char* names[] = {"Fe2", "Fe1", "Li3", "Li2", "Li2", "Li10", "LiA", "O1", "O2"};
+    for (size_t i = 0; i < atoms.size(); i++) EXPECT_STREQ(array.get()[i].name, names[i]) << i;
+
+    // Ties (equal in all four keys) end where the exchange passes put them.
+    std::mt19937 random(11);
+    const char* labels[] = {"Li1", "Li2", "Li10", "O1", "O2"};
+    for (int round = 0; round < 10; round++) {
+        std::vector<QUORIX_ATOM> mixed;
+        for (int k = 0; k < 300; k++) {
+            const char* label = labels[random() % 5];
+            mixed.push_back(make_atom(label, label[0] == 'O' ? "O" : "Li", static_cast<int>(random() % 2),
+                                      static_cast<double>(k), 0, 0, random() % 3 ? 1.0 : 0.5));
+            if (k % 50 == 7) mixed.back().occ = NAN;  // never swapped by the occupancy pass
+        }
+        AtomPtr sorted = make_array(mixed);
+        quorix_atom_sort(sorted.get(), static_cast<long>(mixed.size()));
+        sort_oracle(mixed);
+        for (size_t i = 0; i < mixed.size(); i++) ASSERT_TRUE(same_record(sorted.get()[i], mixed[i])) << i;
+    }
+
+    for (size_t i = 0; i < atoms.size(); i++) array.get()[i].value = 10.0 - static_cast<double>(i % 4);
+    quorix_atom_sort_by_value(array.get(), static_cast<long>(atoms.size()));
+    for (size_t i = 1; i < atoms.size(); i++) EXPECT_LE(array.get()[i - 1].value, array.get()[i].value);
+}
+
+TEST(CellName, RunsOfSpeciesInArrayOrder) {
+    const double parameter[3] = {4, 4, 4}, angle[3] = {90, 90, 90};
+    CellPtr cell = make_cell(parameter, angle,
+                             {make_atom("O1", "O", -2, 0, 0, 0), make_atom("Li1", "Li", 1, 0.5, 0, 0, 0.75),
+                              make_atom("Li2", "Li", 1, 0.5, 0.5, 0, 0.25), make_atom("O2", "O", -2, 0, 0.5, 0)});
+    quorix_cell_update_name(cell.get());
+    EXPECT_STREQ(cell->name, "O2-:1.000 Li1+:1.000 O2-:1.000 ");
+
+    CellPtr empty(quorix_cell_new(0));
+    std::strcpy(empty->name, "old");
+    testing::internal::CaptureStderr();
+    quorix_cell_update_name(empty.get());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: QUORIX_CELL has not been initialized.\n");
+    EXPECT_STREQ(empty->name, "");
+
+    // Many species: the name stops at 127 characters.
+    std::vector<QUORIX_ATOM> atoms;
+    for (int i = 0; i < 40; i++) atoms.push_back(make_atom("X", "Xx", i - 20, 0, 0, 0));
+    CellPtr crowded = make_cell(parameter, angle, atoms);
+    quorix_cell_update_name(crowded.get());
+    EXPECT_EQ(std::strlen(crowded->name), 127u);
+}
+
+TEST(CellGeometry, VectorsVolumeAndCoordinates) {
+    const double cubic_parameter[3] = {4, 4, 4}, right[3] = {90, 90, 90};
+    CellPtr cubic = make_cell(cubic_parameter, right, {make_atom("Li1", "Li", 1, 0.5, 0.25, 1.0)});
+    const double expected[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
+    for (int i = 0; i < 3; i++)
+        for (int j = 0; j < 3; j++) EXPECT_NEAR(cubic->a[i][j], expected[i][j], 1e-8);
+    EXPECT_NEAR(quorix_cell_calculate_volume(cubic.get()), 64.0, 1e-8);
+    EXPECT_NEAR(cubic->atom[0].x[0], 2.0, 1e-8);
+    EXPECT_NEAR(cubic->atom[0].x[1], 1.0, 1e-8);
+    EXPECT_NEAR(cubic->atom[0].x[2], 4.0, 1e-8);
+
+    // Triclinic: vectors reproduce the parameters, volume is the determinant, and
+    // Cartesian -> fractional returns the coordinates.
+    const double parameter[3] = {5.1, 6.3, 7.7}, angle[3] = {81.0, 97.5, 110.2};
+    CellPtr cell = make_cell(parameter, angle, {make_atom("O1", "O", -2, 0.12, 0.81, 0.33)});
+    EXPECT_NEAR(quorix_cell_calculate_volume(cell.get()), std::fabs(quorix_matrix33_double_determinant(cell->a)),
+                1e-8);
+    EXPECT_EQ(cell->a[0][1], 0.0);
+    EXPECT_EQ(cell->a[1][2], 0.0);
+    cell->atom[0].x_f[0] = cell->atom[0].x_f[1] = cell->atom[0].x_f[2] = 0.0;
+    quorix_cell_update_fractional(cell.get());
+    for (int i = 0; i < 3; i++) {
+        EXPECT_NEAR(cell->parameter[i], parameter[i], 1e-9);
+        EXPECT_NEAR(cell->angle[i], angle[i], 1e-6);
+    }
+    EXPECT_NEAR(cell->atom[0].x_f[0], 0.12, 1e-12);
+    EXPECT_NEAR(cell->atom[0].x_f[1], 0.81, 1e-12);
+    EXPECT_NEAR(cell->atom[0].x_f[2], 0.33, 1e-12);
+
+    cell->atom[0].x_f[0] = -0.25;
+    cell->atom[0].x_f[1] = 1.5;
+    quorix_cell_bound_fractional(cell.get());
+    EXPECT_DOUBLE_EQ(cell->atom[0].x_f[0], 0.75);
+    EXPECT_DOUBLE_EQ(cell->atom[0].x_f[1], 0.5);
+}
+
+TEST(CellGeometry, ShortestDistanceCrossesCellFaces) {
+    const double parameter[3] = {4, 5, 6}, right[3] = {90, 90, 90};
+    CellPtr cell = make_cell(parameter, right,
+                             {make_atom("a", "Li", 1, 0.05, 0.1, 0.5), make_atom("b", "Li", 1, 0.95, 0.9, 0.5),
+                              make_atom("c", "Li", 1, 0.55, 0.5, 0.5)});
+    EXPECT_NEAR(quorix_cell_min_distance_btw_atoms(cell.get(), &cell->atom[0], &cell->atom[1]),
+                std::hypot(0.1 * 4, 0.2 * 5), 1e-7);
+    EXPECT_NEAR(quorix_cell_min_distance_btw_atoms(cell.get(), &cell->atom[0], &cell->atom[2]),
+                std::hypot(0.5 * 4, 0.4 * 5), 1e-7);  // the degree factor skews 90 slightly
+}
+
+TEST(CellSites, ReductionAndSiteNumbersFollowOrbits) {
+    CellPtr cell = make_li2o();
+    SymmetryPtr fm3m = make_fm3m();
+    cell->atom[3].ignored = true;  // marks of the caller are cleared, not kept
+
+    CellPtr reduced(quorix_cell_reduce_by_symmetry(cell.get(), fm3m.get()));
+    ASSERT_TRUE(reduced);
+    ASSERT_EQ(reduced->total, 2);
+    EXPECT_TRUE(same_record(reduced->atom[0], cell->atom[0]));
+    EXPECT_TRUE(same_record(reduced->atom[1], cell->atom[8]));
+    EXPECT_DOUBLE_EQ(reduced->parameter[0], 4.61);
+    for (long i = 0; i < cell->total; i++) EXPECT_FALSE(cell->atom[i].ignored);
+
+    ASSERT_EQ(quorix_cell_flag_site_by_symmetry(cell.get(), fm3m.get()), 0);
+    for (long i = 0; i < cell->total; i++) EXPECT_EQ(cell->atom[i].flag, i < 8 ? 1 : 2) << i;
+
+    // With the translations alone, the eight Li form two sites and the four O one.
+    SymmetryPtr centring(quorix_symmetry_new(4));
+    for (int c = 0; c < 4; c++) centring->card[c] = fm3m->card[c * 48];
+    CellPtr primitive_sites(quorix_cell_reduce_by_symmetry(cell.get(), centring.get()));
+    EXPECT_EQ(primitive_sites->total, 3);
+    ASSERT_EQ(quorix_cell_flag_site_by_symmetry(cell.get(), centring.get()), 0);
+    EXPECT_EQ(cell->atom[11].flag, 3);
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_cell_reduce_by_symmetry(cell.get(), nullptr), nullptr);
+    EXPECT_EQ(quorix_cell_flag_site_by_symmetry(nullptr, fm3m.get()), 1);
+    EXPECT_EQ(quorix_cell_count_type_os(nullptr), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: QUORIX_SYMMETRY has not been properly initialized.\n"
+              "Error: QUORIX_CELL has not been properly initialized.\n"
+              "Error: QUORIX_CELL has not been properly initialized.\n");
+}
