@@ -2,6 +2,7 @@
 // bond-valence site-energy landscape of a conducting ion.
 #pragma once
 
+#include "quorix-alloc.hpp"
 #include "quorix.hpp"
 
 // Cube record and file (quorix-cube.cpp).
@@ -12,6 +13,8 @@ int quorix_cube_export_to_file(const QUORIX_CUBE* cube, QUORIX_CELL* cell, QUORI
                                int once);
 int quorix_cube_import_from_file(QUORIX_CUBE** cube, QUORIX_CELL** cell, const char* path, int once,
                                  const char* dir_unitary);
+
+using CubePtr = quorix_ptr<QUORIX_CUBE, quorix_cube_free>;
 
 // Site-energy landscape (quorix-cube-landscape.cpp).
 QUORIX_CUBE* quorix_cube_calculate(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, QUORIX_PROPERTY* ppt,

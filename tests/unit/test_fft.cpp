@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <random>
+#include <vector>
+
+#include "test_fft_grid.hpp"
+
+using fft_test::Frac;
+using fft_test::index_of;
+using fft_test::make_cube;
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+
+// One plane wave A cos(2 pi h.u + phase) of a sum of cosines.
+struct Wave {
+    double amplitude;
+    int h[3];
+    double phase;
+    double argument(const Frac& u) const { return 2 * kPi * (h[0] * u[0] + h[1] * u[1] + h[2] * u[2]) + phase; }
+};
+
+const std::vector<Wave> kWaves = {
+    {1.0, {1, 0, 0}, 0.0}, {0.5, {0, 2, 0}, -0.5 * kPi}, {0.25, {1, 0, 1}, 0.3}, {0.4, {0, 1, -3}, 1.1},
+    {0.2, {2, -1, 1}, -0.7}};
+
+double energy(const Frac& u) {
+    double e = 0.3;
+    for (const Wave& w : kWaves) e += w.amplitude * std::cos(w.argument(u));
+    return e;
+}
+
+// Exact dE/ds_d and d2E/ds_i ds_j, with s_d the distance along lattice vector d.
+double first_derivative(const Frac& u, int d, const double* length) {
+    double sum = 0.0;
+    for (const Wave& w : kWaves) sum -= w.amplitude * 2 * kPi * w.h[d] / length[d] * std::sin(w.argument(u));
+    return sum;
+}
+
+double second_derivative(const Frac& u, int i, int j, const double* length) {
+    double sum = 0.0;
+    for (const Wave& w : kWaves)
+        sum -= w.amplitude * (2 * kPi * w.h[i] / length[i]) * (2 * kPi * w.h[j] / length[j]) * std::cos(w.argument(u));
+    return sum;
+}
+
+// Largest deviation of Re(grid) from exact(u), relative to the largest |exact|.
+template <class Exact>
+double relative_error(const QUORIX_FFTCUBE* grid, Exact exact) {
+    double worst = 0.0;
+    double scale = 0.0;
+    const long* n = grid->n;
+    for (long i = 0; i < n[0]; i++)
+        for (long j = 0; j < n[1]; j++)
+            for (long k = 0; k < n[2]; k++) {
+                const double value = exact(Frac{double(i) / n[0], double(j) / n[1], double(k) / n[2]});
+                worst = std::max(worst, std::fabs(grid->value[index_of(n, i, j, k)][0] - value));
+                scale = std::max(scale, std::fabs(value));
+            }
+    return worst / scale;
+}
+
+FftcubePtr random_grid(const long* n, unsigned seed, bool complex_values) {
+    FftcubePtr grid(quorix_fftcube_new(n));
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> value(-2.0, 2.0);
+    for (long p = 0; p < n[0] * n[1] * n[2]; p++) {
+        grid->value[p][0] = value(random);
+        grid->value[p][1] = complex_values ? value(random) : 0.0;
+    }
+    const double a[3][3] = {{4.0, 0.0, 0.0}, {1.5, 3.5, 0.0}, {-0.5, 0.8, 5.0}};
+    for (int d = 0; d < 3; d++)
+        for (int c = 0; c < 3; c++) {
+            grid->a[d][c] = a[d][c];
+            grid->a_i[d][c] = a[d][c] / n[d];
+        }
+    return grid;
+}
+
+// A spectrum holding 1 at one index only.
+FftcubePtr single_mode(const long* n, long i, long j, long k, double length) {
+    FftcubePtr grid(quorix_fftcube_new(n));
+    for (long p = 0; p < n[0] * n[1] * n[2]; p++) grid->value[p][0] = grid->value[p][1] = 0.0;
+    grid->value[index_of(n, i, j, k)][0] = 1.0;
+    for (int d = 0; d < 3; d++)
+        for (int c = 0; c < 3; c++) grid->a[d][c] = d == c ? length : 0.0;
+    return grid;
+}
+
+std::string stderr_of(const std::function<void()>& action) {
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+}
+
+}  // namespace
+
+// Derivatives run along the lattice vectors of a non-orthogonal cell.
+TEST(Fft, DerivativesOfASumOfCosinesMatchTheAnalyticOnes) {
+    const long n[3] = {24, 24, 24};
+    const double a[3][3] = {{5.0, 0.0, 0.0}, {1.2, 4.5, 0.0}, {-0.8, 0.6, 6.0}};
+    const double length[3] = {fft_test::length(a[0]), fft_test::length(a[1]), fft_test::length(a[2])};
+    CubePtr cube = make_cube(n, a, energy);
+    FftPtr fft(quorix_fft_new_from_cube(cube.get()));
+    ASSERT_TRUE(fft);
+    EXPECT_EQ(relative_error(fft->en, energy), 0.0);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_LT(relative_error(fft->f[i], [&](const Frac& u) { return first_derivative(u, i, length); }), 1e-8)
+            << "f[" << i << "]";
+        for (int j = 0; j < 3; j++)
+            EXPECT_LT(
+                relative_error(fft->k[i][j], [&](const Frac& u) { return second_derivative(u, i, j, length); }), 1e-8)
+                << "k[" << i << "][" << j << "]";
+    }
+    EXPECT_EQ(fft->en->a_i[1][0], a[1][0] / 24);
+}
+
+// The derivative set reuses one spectrum and one plan; it must equal differentiating twelve times.
+TEST(Fft, DerivativeSetEqualsSeparateDifferentiations) {
+    const long n[3] = {6, 5, 7};
+    FftcubePtr en = random_grid(n, 7, false);
+    CubePtr cube(quorix_cube_new_from_fftcube(en.get(), FFTCUBE_REAL));
+    FftPtr fft(quorix_fft_new_from_cube(cube.get()));
+    ASSERT_TRUE(fft);
+    auto expect_same = [&](const QUORIX_FFTCUBE* grid, int order, int i, int j) {
+        const int sub[2] = {i, j};
+        FftcubePtr oracle(quorix_fftcube_differentiate(en.get(), order, sub));
+        ASSERT_TRUE(oracle);
+        for (long p = 0; p < n[0] * n[1] * n[2]; p++) {
+            ASSERT_EQ(grid->value[p][0], oracle->value[p][0]) << order << i << j << " at " << p;
+            ASSERT_EQ(grid->value[p][1], oracle->value[p][1]) << order << i << j << " at " << p;
+        }
+    };
+    for (int i = 0; i < 3; i++) {
+        expect_same(fft->f[i], 1, i, i);
+        for (int j = 0; j < 3; j++) expect_same(fft->k[i][j], 2, i, j);
+    }
+}
+
+TEST(Fft, TransformsAreScaledForwardAndInvertEachOther) {
+    const long n[3] = {4, 3, 5};
+    FftcubePtr grid = random_grid(n, 3, true);
+    FftcubePtr spectrum(quorix_fftcube_dft(grid.get(), 1));
+    FftcubePtr back(quorix_fftcube_dft(spectrum.get(), 0));
+    ASSERT_TRUE(back);
+    double mean[2] = {0.0, 0.0};
+    for (long p = 0; p < 60; p++) {
+        EXPECT_NEAR(back->value[p][0], grid->value[p][0], 1e-13);
+        EXPECT_NEAR(back->value[p][1], grid->value[p][1], 1e-13);
+        mean[0] += grid->value[p][0] / 60;
+        mean[1] += grid->value[p][1] / 60;
+    }
+    EXPECT_NEAR(spectrum->value[0][0], mean[0], 1e-14);
+    EXPECT_NEAR(spectrum->value[0][1], mean[1], 1e-14);
+    EXPECT_EQ(back->a[2][1], grid->a[2][1]);
+}
+
+// Odd axis: index n/2 is negative for a first derivative but positive in a mixed second derivative.
+// Even axis: the Nyquist index drops out of first and mixed derivatives, not of repeated ones.
+TEST(Fft, WaveNumbersAndNyquistTerms) {
+    const double c = 6.2831853 / 2.0;  // factor per wave number on a cell of length 2
+    const long odd[3] = {5, 4, 3};
+    FftcubePtr mode = single_mode(odd, 2, 1, 0, 2.0);
+    const long p = index_of(odd, 2, 1, 0);
+    const int along0[2] = {0, 0}, mixed[2] = {0, 1};
+    FftcubePtr first(quorix_fftcube_differentiate_dft(mode.get(), 1, along0));
+    EXPECT_DOUBLE_EQ(first->value[p][1], -3 * c);
+    FftcubePtr cross(quorix_fftcube_differentiate_dft(mode.get(), 2, mixed));
+    EXPECT_DOUBLE_EQ(cross->value[p][0], -2 * c * c);
+    FftcubePtr repeated(quorix_fftcube_differentiate_dft(mode.get(), 2, along0));
+    EXPECT_DOUBLE_EQ(repeated->value[p][0], -4 * c * c);
+
+    const long even[3] = {4, 4, 4};
+    FftcubePtr nyquist = single_mode(even, 2, 1, 0, 2.0);
+    const long q = index_of(even, 2, 1, 0);
+    FftcubePtr first_even(quorix_fftcube_differentiate_dft(nyquist.get(), 1, along0));
+    FftcubePtr cross_even(quorix_fftcube_differentiate_dft(nyquist.get(), 2, mixed));
+    FftcubePtr repeated_even(quorix_fftcube_differentiate_dft(nyquist.get(), 2, along0));
+    EXPECT_EQ(std::hypot(first_even->value[q][0], first_even->value[q][1]), 0.0);
+    EXPECT_EQ(std::hypot(cross_even->value[q][0], cross_even->value[q][1]), 0.0);
+    EXPECT_DOUBLE_EQ(repeated_even->value[q][0], -4 * c * c);
+    const int along1[2] = {1, 1};
+    FftcubePtr first_other(quorix_fftcube_differentiate_dft(nyquist.get(), 1, along1));
+    EXPECT_DOUBLE_EQ(first_other->value[q][1], c);
+}
+
+// E = cos(2 pi u0) on a cube of edge 4: slope |E'|, "laplacian" E''^2 (squared, not summed plainly),
+// discriminant 0 since only one curvature is non-zero.
+TEST(Fft, DerivedGrids) {
+    const long n[3] = {8, 4, 4};
+    const double a[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
+    CubePtr cube = make_cube(n, a, [](const Frac& u) { return std::cos(2 * kPi * u[0]); });
+    FftPtr fft(quorix_fft_new_from_cube(cube.get()));
+    FftcubePtr slope(quorix_fft_slope(fft.get()));
+    FftcubePtr laplacian(quorix_fft_laplacian(fft.get()));
+    FftcubePtr discriminant(quorix_fft_discriminant(fft.get()));
+    ASSERT_TRUE(slope && laplacian && discriminant);
+    const double w = 2 * kPi / 4;
+    for (long i = 0; i < 8; i++) {
+        const long p = index_of(n, i, 1, 2);
+        const double u = i / 8.0;
+        EXPECT_NEAR(slope->value[p][0], w * std::fabs(std::sin(2 * kPi * u)), 1e-7);
+        EXPECT_NEAR(laplacian->value[p][0], std::pow(w, 4) * std::cos(2 * kPi * u) * std::cos(2 * kPi * u), 1e-6);
+        EXPECT_NEAR(discriminant->value[p][0], 0.0, 1e-9);
+        EXPECT_EQ(slope->value[p][1], 0.0);
+    }
+    CubePtr real(quorix_cube_new_from_fftcube(slope.get(), FFTCUBE_MODU));
+    EXPECT_NEAR(real->en[2][0][0], w, 1e-7);
+    EXPECT_EQ(real->a_i[0][0], 0.5);
+}
+
+TEST(Fft, RefusesBadArguments) {
+    const long zero[3] = {4, 0, 4};
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fftcube_new(zero), nullptr); }), "Error: argument must be positive.\n");
+    const long n[3] = {3, 3, 3};
+    FftcubePtr grid = random_grid(n, 1, false);
+    const int sub[2] = {0, 1};
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fftcube_differentiate_dft(grid.get(), 3, sub), nullptr); }),
+              "Error: order must be 1 or 2.\n");
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fftcube_differentiate(grid.get(), -1, sub), nullptr); }),
+              "Error: order must not be negative.\n");
+    const int outside[2] = {0, 3};
+    EXPECT_NE(stderr_of([&] { EXPECT_EQ(quorix_fftcube_differentiate_dft(grid.get(), 2, outside), nullptr); }), "");
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_cube_new_from_fftcube(grid.get(), 3), nullptr); }),
+              "Error: invalid fftcube_option 3.\n");
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fft_slope(nullptr), nullptr); }),
+              "Error: QUORIX_FFT has not been properly initialized.\n");
+    FftcubePtr unchanged(quorix_fftcube_differentiate_dft(grid.get(), 0, nullptr));
+    EXPECT_EQ(unchanged->value[5][0], grid->value[5][0]);
+}
