@@ -30,8 +30,13 @@ inline double quorix_force_bonding_with_force_shift(double r, double d0, double 
     return quorix_force_bonding(r, d0, rmin, b) - f_s;
 }
 
+// Screened Coulomb energy before the shift that brings it to zero at 10 A.
+inline double quorix_energy_coulombic_unshifted(double r, double qq, double sigma) {
+    return std::erfc(r / sigma) * qq / r;
+}
+
 inline double quorix_energy_coulombic(double r, double qq, double sigma) {
-    return std::erfc(r / sigma) * qq / r - std::erfc(10.0 / sigma) * qq / 10.0;
+    return quorix_energy_coulombic_unshifted(r, qq, sigma) - quorix_energy_coulombic_unshifted(10.0, qq, sigma);
 }
 
 inline double quorix_force_coulombic(double r, double qq, double sigma) {
@@ -52,3 +57,12 @@ int quorix_property_binary_derived(QUORIX_PROPERTY* ppt);
 int quorix_property_calculate_fractional_charge(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
 int quorix_property_calculate_screening_factor(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
 int quorix_property_binary_pseudopotential(QUORIX_PROPERTY* ppt);
+
+#include <functional>
+
+// Mean diagonal stress of a cell at screening factor sf, written to *p; 0 on success.
+using QuorixPressureAt = std::function<int(double sf, double* p)>;
+
+// Steps ppt->sf up while the pressure is positive and down while it is not, halving the step
+// at each change of direction; falls back to 0.75 when the search leaves 0.55-1.0 or does not settle.
+int quorix_property_search_screening_factor(QUORIX_PROPERTY* ppt, const QuorixPressureAt& pressure);

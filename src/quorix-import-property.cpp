@@ -181,6 +181,13 @@ void print_format_binary_table(const QUORIX_PROPERTY* ppt) {
 
 bool is_empty(const QUORIX_PROPERTY* ppt) { return !ppt || ppt->total <= 0 || !ppt->uni || !ppt->bin; }
 
+// A set with its species tables; otherwise reports it.
+bool property_ready(const QUORIX_PROPERTY* ppt) {
+    if (!is_empty(ppt)) return true;
+    std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
+    return false;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- records
@@ -294,6 +301,121 @@ int quorix_property_find_index(const QUORIX_PROPERTY* ppt, const char* type, int
 
 // ---------------------------------------------------------------- building from a cell
 
+QUORIX_PROPERTY* quorix_property_import_from_cell(QUORIX_CELL* cell, const char* conducting_type, int conducting_os,
+                                                  double sf, const char* dir_unitary, const char* dir_binary) {
+    PropertyPtr ppt(quorix_property_new(0));
+    if (!ppt) {
+        std::fprintf(stderr, "Error: quorix_property_new() returns NULL.\n");
+        return nullptr;
+    }
+    if (quorix_property_update_index_by_cell(ppt.get(), cell) != 0) {
+        std::fprintf(stderr, "Error: quorix_property_update_index_by_cell() returns non-zero.\n");
+        return nullptr;
+    }
+    if (conducting_type) {
+        if (quorix_property_append_index(ppt.get(), conducting_type, conducting_os) != 0) {
+            std::fprintf(stderr, "Error: quorix_property_append_index() returns non-zero.\n");
+            return nullptr;
+        }
+        ppt->conducting = quorix_property_find_index(ppt.get(), conducting_type, conducting_os);
+    }
+    ppt->sf = sf;
+    if (quorix_property_update(ppt.get(), cell, dir_unitary, dir_binary) != 0) {
+        std::fprintf(stderr, "Error: quorix_property_update() returns non-zero.\n");
+        return nullptr;
+    }
+    return ppt.release();
+}
+
+int quorix_property_update(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell, const char* dir_unitary, const char* dir_binary) {
+    struct Step {
+        const char* name;
+        int (*run)(QUORIX_PROPERTY*, QUORIX_CELL*, const char*, const char*);
+    };
+    static const Step steps[] = {
+        {"quorix_property_update_read_from_file", quorix_property_update_read_from_file},
+        {"quorix_property_estimate",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char* u, const char* b) { return quorix_property_estimate(p, u, b); }},
+        {"quorix_property_calculate_effective_b",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
+             return quorix_property_calculate_effective_b(p, c);
+         }},
+        {"quorix_property_unitary_derived",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) { return quorix_property_unitary_derived(p); }},
+        {"quorix_property_binary_derived",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) { return quorix_property_binary_derived(p); }},
+        {"quorix_property_calculate_fractional_charge",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
+             return quorix_property_calculate_fractional_charge(p, c);
+         }},
+        {"quorix_property_calculate_screening_factor",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
+             const int failed = quorix_property_calculate_screening_factor(p, c);
+             if (!failed) std::printf("Message: sf=%.6f\n", p->sf);
+             return failed;
+         }},
+        {"quorix_property_binary_pseudopotential",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) {
+             return quorix_property_binary_pseudopotential(p);
+         }},
+    };
+    for (const Step& step : steps) {
+        if (step.run(ppt, cell, dir_unitary, dir_binary) != 0) {
+            std::fprintf(stderr, "Error: %s() returns non-zero.\n", step.name);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int quorix_property_update_index_by_cell(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell) {
+    if (!cell || !cell->atom || cell->total <= 0) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
+        return 1;
+    }
+    if (!ppt) {
+        std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
+        return 1;
+    }
+    std::free(ppt->type);
+    std::free(ppt->os);
+    free_species_tables(ppt);
+    ppt->type = nullptr;
+    ppt->os = nullptr;
+    ppt->total = 0;
+
+    const int total = quorix_cell_count_type_os(cell);  // sorts the atoms
+    if (total <= 0) {
+        std::fprintf(stderr, "Error: quorix_cell_count_type_os() returns non-positive value.\n");
+        return 1;
+    }
+    ppt->type = static_cast<char(*)[3]>(std::calloc(total, sizeof(char[3])));
+    if (!ppt->type) {
+        std::fprintf(stderr, "Error: unable to allocate ppt->type[].\n");
+        return 1;
+    }
+    ppt->os = static_cast<int*>(std::calloc(total, sizeof(int)));
+    if (!ppt->os) {
+        std::fprintf(stderr, "Error: unable to allocate ppt->os[].\n");
+        return 1;
+    }
+    if (allocate_species_tables(ppt, total) != 0) return 1;
+    ppt->total = total;
+
+    int k = 0;
+    for (long i = 0; i < cell->total && k < total; i++) {
+        const QUORIX_ATOM& atom = cell->atom[i];
+        const bool last = i == cell->total - 1;
+        if (last || !same_species(atom.type, atom.os, cell->atom[i + 1].type, cell->atom[i + 1].os)) {
+            quorix_copy_bounded(ppt->type[k], atom.type, sizeof ppt->type[k]);
+            ppt->os[k] = atom.os;
+            k++;
+        }
+    }
+    write_species_keys(ppt);
+    return 0;
+}
+
 int quorix_property_append_index(QUORIX_PROPERTY* ppt, const char* type, int os) {
     if (!ppt || !type) {
         std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
@@ -329,10 +451,7 @@ int quorix_property_append_index(QUORIX_PROPERTY* ppt, const char* type, int os)
 
 int quorix_property_update_read_from_file(QUORIX_PROPERTY* ppt, QUORIX_CELL*, const char* dir_unitary,
                                           const char* dir_binary) {
-    if (is_empty(ppt)) {
-        std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
-        return 1;
-    }
+    if (!property_ready(ppt)) return 1;
     for (int i = 0; i < ppt->total; i++) {
         if (quorix_property_unitary_read_from_file(&ppt->uni[i], ppt->type[i], ppt->os[i], dir_unitary) != 0) {
             std::fprintf(stderr, "Error: quorix_property_unitary_read_from_file() returns non-zero.\n");
@@ -382,10 +501,7 @@ int quorix_property_binary_read_from_file(QUORIX_PROPERTY_BINARY* record, const 
 }
 
 int quorix_property_estimate(QUORIX_PROPERTY* ppt, const char*, const char* dir_binary) {
-    if (is_empty(ppt)) {
-        std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
-        return 1;
-    }
+    if (!property_ready(ppt)) return 1;
     for (int i = 0; i < ppt->total; i++)
         for (int j = 0; j < ppt->total; j++) quorix_property_binary_estimate_from_file(&ppt->bin[i][j], dir_binary);
     return 0;
@@ -410,10 +526,7 @@ int quorix_property_binary_estimate_from_file(QUORIX_PROPERTY_BINARY* record, co
 }
 
 int quorix_property_unitary_derived(QUORIX_PROPERTY* ppt) {
-    if (is_empty(ppt)) {
-        std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
-        return 1;
-    }
+    if (!property_ready(ppt)) return 1;
     for (int i = 0; i < ppt->total; i++) {
         QUORIX_PROPERTY_UNITARY& u = ppt->uni[i];
         if (u.b == 0 || u.b == 1) u.c = 1;
@@ -423,10 +536,7 @@ int quorix_property_unitary_derived(QUORIX_PROPERTY* ppt) {
 }
 
 int quorix_property_validate_generic(const QUORIX_PROPERTY* ppt) {
-    if (is_empty(ppt)) {
-        std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
-        return 1;
-    }
+    if (!property_ready(ppt)) return 1;
     for (int k = 0; k < ppt->total; k++) {
         const QUORIX_PROPERTY_UNITARY& u = ppt->uni[k];
         const struct {

@@ -1,26 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 
 #include "quorix-import-property.hpp"
+#include "test_property_support.hpp"
 
 namespace {
 
 // Small parameter files written for the test, so the expectations do not follow the shipped databases.
-class ParameterFiles : public testing::Test {
+class ParameterFiles : public quorix_test::TempFiles {
 protected:
-    std::string write(const std::string& name, const std::string& content) {
-        const std::string path = testing::TempDir() + "/quorix-ppt-" + name;
-        std::ofstream(path, std::ios::binary) << content;
-        written_.push_back(path);
-        return path;
-    }
-    void TearDown() override {
-        for (const auto& path : written_) std::remove(path.c_str());
-    }
-
     // A header line that looks like data must be skipped, the first of two lines wins, and
     // nothing after DATA_END is read.
     std::string unitary() {
@@ -46,9 +35,6 @@ protected:
                      "Fe 3 Cl -1 2.0 0.3 0.0 0.0\n"
                      "DATA_END\n");
     }
-
-private:
-    std::vector<std::string> written_;
 };
 
 QUORIX_PROPERTY* make_set(std::initializer_list<std::pair<const char*, int>> species) {
