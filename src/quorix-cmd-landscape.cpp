@@ -1,24 +1,367 @@
-// Handlers of the relaxation, landscape-analysis and simulation commands.
-#include "quorix-cmd.hpp"
-
+// Handlers of the relaxation, landscape-analysis and transport-simulation commands.
 #include <cstdio>
 
-void quorix_cmd_opt_do_rx_sd(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+#include "quorix-cmd-args.hpp"
+#include "quorix-cmd.hpp"
 
-void quorix_cmd_opt_do_rx_neb(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+using namespace quorix_cmd;
 
-void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+namespace {
 
-void quorix_cmd_opt_do_fft(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+constexpr const char* kPeriodicCubeLine =
+    "Command: {flag:periodic}: if set to true, cube file is treated as periodic. Default true.\n";
+constexpr const char* kConductingTypeLine = "Command: {type}: type of conducting ions.\n";
+constexpr const char* kConductingOsLine = "Command: {os}: oxidation state of conducting ions.\n";
+constexpr const char* kLandscapeCubeLine =
+    "Command: [input.cube]: site-energy landscape of the conducting ion in Gaussian cube format, as written by "
+    "--gen-cube.\n";
+constexpr const char* kStepLimitLine =
+    "Command: {step_limit}: the number of steps before a relaxation stops if convergence has not been reached. A "
+    "non-negative integer allows the relaxation to run untill convergence (or forever). Default 0.\n";
 
-void quorix_cmd_opt_do_fft_cubes(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+constexpr const char* kFftUsage[] = {
+    "Command: --fft [input.cube] | {cap} {flag:periodic} {output_name}\n\n",
+    "Command: {cap}: critical points with an energy above {global energy minimum} + {cap} will not be shown in the "
+    "result. A non-positive value means no cap. Default: -0.1.\n",
+    kPeriodicCubeLine,
+    "Command: {output_name}: the base name of the results, written to {output_name}.fft.cif and "
+    "{output_name}.fft.txt. If omitted, the input name is used.\n",
+    "Command: finds the critical points of the landscape with their eigenvalues and eigenvectors.\n",
+    "Example: ./quorix.x --fft Li2O.cube\n",
+    "Example: ./quorix.x --fft Li2O.cube 1.0 t Li2O\n",
+};
 
-void quorix_cmd_opt_do_fp_map(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+constexpr const char* kFftCubesUsage[] = {
+    "Command: --fft-cubes [input.cube] | {flag:periodic} {output_name}\n\n",
+    kPeriodicCubeLine,
+    "Command: {output_name}: the base name of the derivative cubes, written to {output_name}.fft.*.cube. If "
+    "omitted, the input name is used.\n",
+    "Command: writes cubes of force, force constant, laplacian and slope of the landscape.\n",
+    "Example: ./quorix.x --fft-cubes Li2O.cube\n",
+};
 
-void quorix_cmd_opt_do_gh(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+constexpr const char* kFpMapUsage[] = {
+    "Command: --fp-map [input.cube] | {barrier_max} {flag:periodic} {output_name}\n\n",
+    "Command: {barrier_max}: Only paths with barrier below this value are shown. If set to non-positive value, all "
+    "paths are shown. Default -0.1.\n",
+    kPeriodicCubeLine,
+    "Command: {output_name}: the name of the output file. If omitted, the input name appended by \".fp.cif\" will "
+    "be used.\n",
+    "Command: writes the minima, saddle points and paths of the landscape as atoms of a cif file.\n",
+    "Example: ./quorix.x --fp-map Li2O.cube\n",
+    "Example: ./quorix.x --fp-map Li2O.cube 0.5\n",
+};
 
-void quorix_cmd_opt_do_kmc(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+constexpr const char* kGhUsage[] = {
+    "Command: --gh [input.cif] [input.cube] [type] [os] | {barrier_max} {flag:periodic}\n\n",
+    kLandscapeCubeLine,
+    kConductingTypeLine,
+    kConductingOsLine,
+    "Command: {barrier_max}: Only paths with barrier below this value are shown. If set to non-positive value, all "
+    "paths are considered.\n",
+    kPeriodicCubeLine,
+    "Command: writes the network of sites and hops that conducts ions as cif files and a csv file.\n",
+    "Example: ./quorix.x --gh Li2O.cif Li2O.cube Li 1\n",
+};
 
-void quorix_cmd_opt_do_sites(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+constexpr const char* kSitesUsage[] = {
+    "Command: --sites [input.cif] [input.cube] {type} {os} | {de} {dr} {barrier_max} {flag:print_long} "
+    "{flag:periodic}\n\n",
+    kLandscapeCubeLine,
+    kConductingTypeLine,
+    kConductingOsLine,
+    "Command: {de}: energy difference in eV below which sites are taken as equivalent. If set to non-positive "
+    "value, default value is used. Default -0.1.\n",
+    "Command: {dr}: distance in angstrom below which sites are taken as one. If set to non-positive value, default "
+    "value is used. Default -0.1.\n",
+    "Command: {barrier_max}: Only paths with barrier below this value are considered. If set to non-positive value, "
+    "all paths are considered. Default -0.1.\n",
+    "Command: {flag:print_long}: t or f. If true, every site is listed. Default false.\n",
+    "Command: {flag:periodic}: t or f. If true, cube file is treated as periodic. Default true.\n",
+    "Command: prints a summary of the sites found by the analysis of the conduction network.\n",
+    "Example: ./quorix.x --sites Li2O.cif Li2O.cube Li 1\n",
+    "Example: ./quorix.x --sites Li2O.cif Li2O.cube Li 1 -1 -1 0.5 t t\n",
+};
 
-void quorix_cmd_opt_do_md(QUORIX_CMD_OPT*) { std::fprintf(stderr, "Error: not implemented yet.\n"); }
+// Relaxation help lines that print their defaults.
+void print_force_convergence_line() {
+    std::printf("Command: {f_conv}: force convergence criterion. If set to non-positive, default value is used. "
+                "Default %f.\n",
+                0.005);
+}
+
+void print_rx_sd_usage() {
+    std::fputs("Command: --rx-sd [input.cif] | {step_limit} {step_p} {f_conv} {p_conv} {sf} {output_name}\n\n",
+               stdout);
+    std::fputs(kStepLimitLine, stdout);
+    std::fputs("Command: {step_p}: the number of atomic steps in between which a relaxation of lattice parameters "
+               "is performed. If set to non-positive integer, lattice relaxation will not be performed. Default 0.\n",
+               stdout);
+    print_force_convergence_line();
+    std::printf("Command: {p_conv}: pressure convergence criterion. If set to non-positive, default value is used. "
+                "Default %f.\n",
+                0.001);
+    std::fputs(kScreeningFactorLine, stdout);
+    std::fputs("Command: {output_name}: the name of the output file. If omitted, the input name appended by "
+               "\".rx.cif\" will be used.\n",
+               stdout);
+    std::fputs("Command: relaxes atomic positions, and lattice parameters when {step_p} is positive, by steepest "
+               "descent and writes the relaxed cell to file in cif format.\n",
+               stdout);
+    std::fputs("Example: ./quorix.x --rx-sd Li2O.cif\n", stdout);
+    std::fputs("Example: ./quorix.x --rx-sd Li2O.cif 1000 10 0.01 0.002 -1 Li2O-relaxed.cif\n", stdout);
+}
+
+// The two nudged-elastic-band commands share every line after the description of their inputs.
+void print_neb_usage(Usage head, Usage tail) {
+    print_lines(head);
+    std::fputs(kStepLimitLine, stdout);
+    std::printf("Command: {step_log}: the number of steps between which log files are updated. A negative integer "
+                "turns off logging. Set to 0 to use the default value. Default %d.\n",
+                50);
+    std::fputs("Command: {flag:relax}: if set to true, two end images are relaxed to achieve local minima. Default "
+               "true.\n",
+               stdout);
+    print_force_convergence_line();
+    std::fputs(kScreeningFactorLine, stdout);
+    std::printf("Command: {k} the spring constant. Set to non-positive to use the default. Default %f.\n", 0.5);
+    print_lines(tail);
+}
+
+constexpr const char* kNebOutputLine =
+    "Command: {output_name}: the base name of the log files and images. If omitted, the input name is used.\n";
+constexpr const char* kNebDescriptionLine =
+    "Command: finds the minimum energy path between the end images by the nudged elastic band method.\n";
+
+constexpr const char* kRxNebHead[] = {
+    "Command: --rx-neb [input1.cif] [input2.cif] [n] | {step_limit} {step_log} {flag:relax} {f_conv} {sf} {k} "
+    "{output_name}\n\n",
+    "Command: [input1.cif] [input2.cif]: the two end images, with the same atoms in the same order.\n",
+    "Command: [n]: total number of images, the two end images included.\n",
+};
+constexpr const char* kRxNebTail[] = {
+    kNebOutputLine,
+    kNebDescriptionLine,
+    "Example: ./quorix.x --rx-neb LiFePO4.cif LiFePO4-hop.cif 7\n",
+};
+
+constexpr const char* kRxNebImagesHead[] = {
+    "Command: --rx-neb-images [input_name] [n] | {step_limit} {step_log} {flag:relax} {f_conv} {sf} {k} "
+    "{output_name}\n\n",
+    "Command: [input_name]: base name of the series of images, read from input_name.0.cif, input_name.1.cif, ...\n",
+    "Command: [n]: total number of images in the series.\n",
+};
+constexpr const char* kRxNebImagesTail[] = {
+    kNebOutputLine,
+    kNebDescriptionLine,
+    "Example: ./quorix.x --rx-neb-images LiFePO4 7\n",
+    "         relaxes the path through the images LiFePO4.0.cif to LiFePO4.6.cif.\n",
+};
+
+void print_kmc_usage() {
+    std::fputs("Command: --kmc [input.cif] [input.cube] {type} {os} | {s0 s1 s2} {sf} {temperature} {t_limit} "
+               "{step_limit} {step_log} {cutoff}\n\n",
+               stdout);
+    std::fputs(kLandscapeCubeLine, stdout);
+    std::fputs(kConductingTypeLine, stdout);
+    std::fputs(kConductingOsLine, stdout);
+    std::fputs("Command: {s1 s2 s3}: three positive integers defining the supercell. If missing or any of the three "
+               "integers is non-positive, a default algorithm is triggered to generate the supercell.\n",
+               stdout);
+    std::fputs("Command: {sf}: screening factor. If set to non-positive value, automatic calculation is triggered. "
+               "Default: -0.1.\n",
+               stdout);
+    std::fputs("Command: {temperature}: in K. If set to non-positive value, default value is used. Default: -0.1.\n",
+               stdout);
+    std::printf("Command: {t_limit}: in picosecond. Negative number to use default value; set to 0.0 to turn off "
+                "limiting by time. Default: %.0lf ps.\n",
+                0.0);
+    std::printf("Command: {step_limit}: limiting number of steps. Negative or larger than {step_limit} means using "
+                "the default. Default: %ld.\n",
+                10000L);
+    std::printf("Command: {step_log}: the number of steps result is logged. Negative number to use default value; "
+                "set to 0 to turn off limiting by step. If both step_limit and t_limit are set to zero, default "
+                "values are used for both. Default: %ld.\n",
+                10000000L);
+    std::printf("Command: {cutoff}: the cutoff radius within which the coulomb repulsion is considered. If set to "
+                "non-positive value, default value is used. Default: %.3lf\n",
+                5.0);
+    std::fputs("Command: calculates conductivity by kinetic monte carlo method, importing cube file to skip the "
+               "generation of cube.\n",
+               stdout);
+    std::fputs("Example: ./quorix.x --kmc Li2O.cif Li2O.cube Li 1\n", stdout);
+    std::fputs("Example: ./quorix.x --kmc AgI-a.cif AgI-a.cube Ag 1 2 2 2 -1 600 1000000 -1 -1 -0.1\n", stdout);
+}
+
+void print_md_usage() {
+    std::fputs("Command: --md [input.cif] {type} {os} | {sf} {temperature} {t_end} {t_equil} {dt} {t_log}\n\n",
+               stdout);
+    std::fputs("Command: [input.cif]: must not contain any partial occupancy of conducting ions.\n", stdout);
+    std::fputs(kConductingTypeLine, stdout);
+    std::fputs(kConductingOsLine, stdout);
+    std::fputs("Command: {sf}: screening factor. If set to non-positive value, automatic calculation is triggered.\n",
+               stdout);
+    std::printf("Command: {temperature}: temperature in K. Set to non-positive to use the default value. Default "
+                "%.0lf.\n",
+                300.0);
+    std::printf("Command: {t_end}: time of production in ps. Set to non-positive to use the default value. Default "
+                "%.3lf.\n",
+                10.0);
+    std::printf("Command: {t_equil}: time of equilibration in ps. Set to non-positive to use the default value. "
+                "Default %.3lf.\n",
+                2.0);
+    std::printf("Command: {dt}: time step in ps. Set to non-positive to use the default value. Default %.3lf.\n",
+                0.001);
+    std::printf("Command: {t_log}: time interval of sampling in ps. Set to non-positive to sample every %ld steps.\n",
+                100L);
+    std::fputs("Command: perform a molecular dynamics fixing all ions except those specified as conducting.\n", stdout);
+    std::fputs("Example: ./quorix.x --md Li2O.cif Li 1\n", stdout);
+    std::fputs("Example: ./quorix.x --md Li2O.cif Li 1 600 100.0 10.0 0.005 1.0\n", stdout);
+}
+
+// Settings of a nudged-elastic-band run; non-positive values select the defaults.
+struct NebSettings {
+    int images = 0;
+    long step_limit = 0;
+    int step_log = 0;
+    bool relax = true;
+    double f_conv = -0.1;
+    double sf = -0.1;
+    double k = -0.1;
+};
+
+// Parses the run settings from argv[first] (the number of images) on; the relax flag, whose
+// rule differs between the two commands, is left to the caller.
+bool parse_neb_settings(const QUORIX_CMD_OPT* opt, int first, NebSettings& neb) {
+    return parse_int(opt, first, neb.images, "total number of images") &&
+           parse_long(opt, first + 1, neb.step_limit, "step_limit") &&
+           parse_int(opt, first + 2, neb.step_log, "step_log") && parse_double(opt, first + 4, neb.f_conv, "f_conv") &&
+           parse_double(opt, first + 5, neb.sf, "sf") && parse_double(opt, first + 6, neb.k, "k");
+}
+
+}  // namespace
+
+void quorix_cmd_opt_do_rx_sd(QUORIX_CMD_OPT* opt) {
+    if (opt->argc <= 2) return print_rx_sd_usage();
+    long step_limit = 0;
+    long step_p = 0;
+    double f_conv = -0.1;
+    double p_conv = -0.1;
+    double sf = -1.0;
+    if (!parse_long(opt, 3, step_limit, "step_limit") || !parse_long(opt, 4, step_p, "step_p") ||
+        !parse_double(opt, 5, f_conv, "f_conv") || !parse_double(opt, 6, p_conv, "p_conv") ||
+        !parse_double(opt, 7, sf, "sf"))
+        return;
+    const std::string name = output_name(opt, 8, ".rx.cif");
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_rx_neb(QUORIX_CMD_OPT* opt) {
+    if (opt->argc <= 4) return print_neb_usage(kRxNebHead, kRxNebTail);
+    NebSettings neb;
+    if (!parse_neb_settings(opt, 4, neb)) return;
+    neb.relax = flag(opt, 7, true);
+    const std::string name = output_name(opt, 11, "");
+    report_not_implemented();
+}
+
+// Unlike --rx-neb, relaxation of the end images is on only when asked for with "t" or "T".
+void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT* opt) {
+    if (opt->argc <= 3) return print_neb_usage(kRxNebImagesHead, kRxNebImagesTail);
+    NebSettings neb;
+    if (!parse_neb_settings(opt, 3, neb)) return;
+    neb.relax = flag_true_only(opt, 6);
+    const std::string name = output_name(opt, 10, "");
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_fft(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kFftUsage)) return;
+    double cap = -0.1;
+    if (!parse_double(opt, 3, cap, "cap")) return;
+    [[maybe_unused]] const bool periodic = flag(opt, 4, true);
+    const std::string name = output_name(opt, 5, "");
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_fft_cubes(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kFftCubesUsage)) return;
+    [[maybe_unused]] const bool periodic = flag(opt, 3, true);
+    const std::string name = output_name(opt, 4, "");
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_fp_map(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kFpMapUsage)) return;
+    double barrier_max = -0.1;
+    if (!parse_double(opt, 3, barrier_max, "barrier_max")) return;
+    [[maybe_unused]] const bool periodic = flag(opt, 4, true);
+    const std::string name = output_name(opt, 5, ".fp.cif");
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_gh(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 5, kGhUsage)) return;
+    char type[3] = "";
+    int os = 0;
+    double barrier_max = -0.1;
+    if (!parse_species(opt, 4, type, os) || !parse_double(opt, 6, barrier_max, "barrier_max")) return;
+    [[maybe_unused]] const bool periodic = flag(opt, 7, true);
+    report_not_implemented();
+}
+
+// Both flags are strict here: anything but t, T, f or F stops the command.
+void quorix_cmd_opt_do_sites(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 5, kSitesUsage)) return;
+    char type[3] = "";
+    int os = 0;
+    double de = -0.1;
+    double dr = -0.1;
+    double barrier_max = -0.1;
+    bool print_long = false;
+    bool periodic = true;
+    if (!parse_species(opt, 4, type, os) || !parse_double(opt, 6, de, "de") || !parse_double(opt, 7, dr, "dr") ||
+        !parse_double(opt, 8, barrier_max, "barrier_max") ||
+        !parse_strict_flag(opt, 9, print_long, "print_long") || !parse_strict_flag(opt, 10, periodic, "periodic"))
+        return;
+    report_not_implemented();
+}
+
+// Supercell counts left at 0 are chosen by the simulation itself.
+void quorix_cmd_opt_do_kmc(QUORIX_CMD_OPT* opt) {
+    if (opt->argc <= 5) return print_kmc_usage();
+    char type[3] = "";
+    int os = 0;
+    int supercell[3] = {0, 0, 0};
+    double sf = -0.1;
+    double temperature = -0.1;
+    double t_limit = -0.1;
+    long step_limit = -1;
+    long step_log = -1;
+    double cutoff = -0.1;
+    if (!parse_species(opt, 4, type, os) || !parse_int(opt, 6, supercell[0], "s[0]") ||
+        !parse_int(opt, 7, supercell[1], "s[1]") || !parse_int(opt, 8, supercell[2], "s[2]") ||
+        !parse_double(opt, 9, sf, "sf") || !parse_double(opt, 10, temperature, "temperature") ||
+        !parse_double(opt, 11, t_limit, "t_limit") || !parse_long(opt, 12, step_limit, "step_limit") ||
+        !parse_long(opt, 13, step_log, "step_log") || !parse_double(opt, 14, cutoff, "cutoff"))
+        return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_md(QUORIX_CMD_OPT* opt) {
+    if (opt->argc <= 4) return print_md_usage();
+    char type[3] = "";
+    int os = 0;
+    double sf = -0.1;
+    double temperature = -0.1;
+    double t_end = -0.1;
+    double t_equil = -0.1;
+    double dt = -0.1;
+    double t_log = -0.1;
+    if (!parse_species(opt, 3, type, os) || !parse_double(opt, 5, sf, "sf") ||
+        !parse_double(opt, 6, temperature, "temperature") || !parse_double(opt, 7, t_end, "t_end") ||
+        !parse_double(opt, 8, t_equil, "t_equil") || !parse_double(opt, 9, dt, "dt") ||
+        !parse_double(opt, 10, t_log, "t_log"))
+        return;
+    report_not_implemented();
+}

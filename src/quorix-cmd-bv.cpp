@@ -1,0 +1,254 @@
+// Handlers of the force-field, bond-valence, coordination, total-energy and random-assignment
+// commands.
+#include "quorix-cmd-args.hpp"
+#include "quorix-cmd.hpp"
+
+#include <cstdio>
+
+using namespace quorix_cmd;
+
+namespace {
+
+constexpr const char* kAtomNameLine =
+    "Command: {atom_name}: name of the center atom. if multiple atoms have the same name, only the first atom is "
+    "considered.\n";
+constexpr const char* kTypeLine = "Command: {type}: type of the center atom.\n";
+constexpr const char* kOsLine = "Command: {os}: oxidation state of the center atom.\n";
+constexpr const char* kTypeCLine = "Command: {type_c}: type of the coordinated atom.\n";
+constexpr const char* kOsCLine = "Command: {os_c}: oxidation state of the coordinated atom.\n";
+constexpr const char* kRdsCutoffLine =
+    "Command: {rds_cutoff}: controlling the sensitivity of detecting coordination shells. The larger this parameter "
+    "is, the smaller each shell tends to be. Only change when necessary. If omitted, set to zero or negative, "
+    "default value is used. Default value 0.01.\n";
+constexpr const char* kAssignOutputLine =
+    "Command: {output_name}: the name of the output file. If omitted, the input name appended by \".assign.cif\" "
+    "will be used.\n";
+
+constexpr const char* kPrintPptUsage[] = {
+    "Command: --print-ppt [input.cif] | {screening factor}.\n\n",
+    "Command: {screening factor}: a double in (0, 1)\n",
+    "Command: prints the force-field parameters of the loaded cell in the layout of the parameter files.\n",
+    "Example: ./quorix.x --print-ppt Li2O.cif.\n",
+    "         will trigger automatic calculation of screening factor.\n",
+    "Example: ./quorix.x --print-ppt Li2O.cif 0.72.\n",
+    "         will use provided screening factor 0.72.\n",
+};
+
+constexpr const char* kPrintPptFullUsage[] = {
+    "Command: --print-ppt-full: [input.cif] | {screening factor} {conducting ion type} {conducting ion os}.\n\n",
+    "Command: reserved for debugging purpose\n",
+    "Command: {screening factor}: a double in (0, 1). Ignored when the conducting ion is given; the screening factor "
+    "is then calculated automatically.\n",
+    "Command: {conducting ion type} {conducting ion os}: type and oxidation state of the conducting ion, given "
+    "together.\n",
+    "Example: ./quorix.x --print-ppt-full Li2O.cif 0.72\n",
+    "Example: ./quorix.x --print-ppt-full Li2O.cif -1 Li 1\n",
+};
+
+constexpr const char* kCalBvUsage[] = {
+    "Command: --cal-bv [intput.cif]\n\n",
+    "Command: calculates and prints all bond valence sums for each ion.\n",
+    "Example: ./quorix.x --cal-bv LiFePO4.cif\n",
+};
+
+constexpr const char* kCalBvTypeUsage[] = {
+    "Command: --cal-bv-type [intput.cif] [type1] [os1] [type2] [os2]\n\n",
+    "Command: {type1}: type of the cation.\n",
+    "Command: {os1}: oxidation state of the cation.\n",
+    "Command: {type2}: type of the anion.\n",
+    "Command: {os2}: oxidation state of the anion.\n",
+    "Command: calculates and prints bond valence sums for the specified ion type pair.\n",
+    "Example: ./quorix.x --cal-bv LiFePO4.cif Fe 2 O -2\n",
+};
+
+constexpr const char* kCalGiiUsage[] = {
+    "Command: --cal-gii [input.cif]\n\n",
+    "Command: calculates global instability index. The larger it is, the less stable this structure is ESTIMATED "
+    "to be.\n",
+    "Example: ./quorix.x --cal-gii LiFePO4.cif\n",
+};
+
+constexpr const char* kCalCnUsage[] = {
+    "Command: --cal-cn [input.cif] {atom_name} | {rds_cutoff}\n\n",
+    kAtomNameLine,
+    kRdsCutoffLine,
+    "Command: calculates coordination number of the specified atom.\n",
+    "Example: ./quorix.x --cal-cn LiFePO4.cif Fe1\n",
+};
+
+constexpr const char* kCalCnAtomUsage[] = {
+    "Command: --cal-cn-atom [input.cif] {atom_name} {type_c} {os_c} | {rds_cutoff}\n\n",
+    kAtomNameLine,
+    kTypeCLine,
+    kOsCLine,
+    kRdsCutoffLine,
+    "Command: calculates coordination shell of the specified atom.\n",
+    "Example: ./quorix.x --cal-cn-atom LiFePO4.cif Fe1 O -2\n",
+};
+
+constexpr const char* kCalCnTypeUsage[] = {
+    "Command: --cal-cn-type [input.cif] {type} {os} {type_c} {os_c} | {rds_cutoff}\n\n",
+    kTypeLine,
+    kOsLine,
+    kTypeCLine,
+    kOsCLine,
+    kRdsCutoffLine,
+    "Command: calculates averaged coordination number of the specified pair of ions.\n",
+    "Example: ./quorix.x --cal-cn-type LiFePO4.cif Fe 2 O -2\n",
+};
+
+constexpr const char* kCalCnBvUsage[] = {
+    "Command: --cal-cn-bv [input.cif] {atom_name}\n\n",
+    kAtomNameLine,
+    "Command: calculates coordination number of the specified atom by bond valence.\n",
+    "Example: ./quorix.x --cal-cn-bv LiFePO4.cif Fe1\n",
+};
+
+constexpr const char* kCalTotEnUsage[] = {
+    "Command: --cal-tot-en [input.cif] | {sf}\n\n",
+    kScreeningFactorLine,
+    "Command: calculates the total energy of the loaded cell in eV.\n",
+    "Example: ./quorix.x --cal-tot-en Li2O.cif\n",
+    "Example: ./quorix.x --cal-tot-en Li2O.cif 0.72\n",
+};
+
+constexpr const char* kGenCifAssignUsage[] = {
+    "Command: --gen-cif-assign [input.cif] [type] [os] | {output_name}\n\n",
+    "Command: [type] the element type of partially occupied site, two characters.\n",
+    "Command: [os] the oxidation state of partially occupied site, integer.\n",
+    kAssignOutputLine,
+    "Command: partially occupied sites of the specified ion are randomly assigned occupancy = 1.0; the result is "
+    "written without symmetry.\n",
+    "Example: ./quorix.x --gen-cif-assign Li6PS5Cl.cif Li 1\n",
+};
+
+constexpr const char* kGenCifAssignAllUsage[] = {
+    "Command: --gen-cif-assign-all [input.cif] | {output_name}\n\n",
+    kAssignOutputLine,
+    "Command: all partially occupied sites are randomly assigned occupancy = 1.0; the result is written without "
+    "symmetry.\n",
+    "Example: ./quorix.x --gen-cif-assign-all Li6PS5Cl.cif\n",
+};
+
+// Omitted radial-density cutoff: the coordination functions replace it by their default.
+constexpr double kDefaultRdsCutoff = -0.1;
+
+}  // namespace
+
+void quorix_cmd_opt_do_print_ppt(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kPrintPptUsage)) return;
+    double sf = -1.0;
+    if (!parse_double(opt, 3, sf, "sf")) return;
+    report_not_implemented();
+}
+
+// With a conducting ion given (argc of 6 or more) the screening factor argument is not read.
+void quorix_cmd_opt_do_print_ppt_full(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kPrintPptFullUsage)) return;
+    double sf = -1.0;
+    char type[3] = "";
+    int os = 0;
+    if (opt->argc >= 6) {
+        take_type(opt, 4, type);
+        if (!scan_int(opt->argv[5], os)) {
+            std::fprintf(stderr, "Error: wrong oxidation state.\n");
+            return;
+        }
+    } else if (!parse_double(opt, 3, sf, "sf")) {
+        return;
+    }
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_bv(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kCalBvUsage)) return;
+    report_not_implemented();
+}
+
+// No usage text: the file argument is only checked for presence.
+void quorix_cmd_opt_do_cal_bv_gui(QUORIX_CMD_OPT* opt) {
+    if (report_if_short(opt, 2)) return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_bv_type(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 6, kCalBvTypeUsage)) return;
+    char type1[3] = "", type2[3] = "";
+    int os1 = 0, os2 = 0;
+    if (!parse_type(opt, 3, type1, "type1") || !parse_int(opt, 4, os1, "os1") || !parse_type(opt, 5, type2, "type2") ||
+        !parse_int(opt, 6, os2, "os2"))
+        return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_gii(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kCalGiiUsage)) return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_cn(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 3, kCalCnUsage)) return;
+    char name[8] = "";
+    double rds_cutoff = kDefaultRdsCutoff;
+    if (!parse_name(opt, 3, name, "atom_name") || !parse_double(opt, 4, rds_cutoff, "rds_tiny")) return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_cn_atom(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 5, kCalCnAtomUsage)) return;
+    char name[8] = "", type_c[3] = "";
+    int os_c = 0;
+    double rds_cutoff = kDefaultRdsCutoff;
+    if (!parse_name(opt, 3, name, "atom_name") || !parse_type(opt, 4, type_c, "type_c") ||
+        !parse_int(opt, 5, os_c, "os_c") || !parse_double(opt, 6, rds_cutoff, "rds_tiny"))
+        return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_cn_type(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 6, kCalCnTypeUsage)) return;
+    char type[3] = "", type_c[3] = "";
+    int os = 0, os_c = 0;
+    double rds_cutoff = kDefaultRdsCutoff;
+    if (!parse_species(opt, 3, type, os) || !parse_type(opt, 5, type_c, "type_c") || !parse_int(opt, 6, os_c, "os_c") ||
+        !parse_double(opt, 7, rds_cutoff, "rds_tiny"))
+        return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_cn_bv(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 3, kCalCnBvUsage)) return;
+    char name[8] = "";
+    if (!parse_name(opt, 3, name, "atom_name")) return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_cal_tot_en(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kCalTotEnUsage)) return;
+    double sf = -1.0;
+    if (!parse_double(opt, 3, sf, "sf")) return;
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_gen_cif_assign(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 4, kGenCifAssignUsage)) return;
+    char type[3] = "";
+    int os = 0;
+    take_type(opt, 3, type);
+    if (!parse_int(opt, 4, os, "os")) return;
+    const std::string name = output_name(opt, 5, ".assign.cif");
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_gen_cif_assign_all(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kGenCifAssignAllUsage)) return;
+    const std::string name = output_name(opt, 3, ".assign.cif");
+    report_not_implemented();
+}
+
+void quorix_cmd_opt_do_text_cal_bv(QUORIX_CMD_OPT* opt) {
+    if (report_if_short(opt, 2)) return;
+    const TextPtr text = inline_text(opt);
+    if (!text) return;
+    report_not_implemented();
+}
