@@ -145,6 +145,15 @@ void apply_derivative(const QUORIX_FFTCUBE* spectrum, fftw_complex* out, int ord
                 for (int s = 0; s < order; s++) multiply(out[p], factors[s][index[sub[s]]]);
 }
 
+// A record of the same size and geometry without values.
+QUORIX_FFTCUBE* fftcube_record_like(const QUORIX_FFTCUBE* like) {
+    auto* fftcube = static_cast<QUORIX_FFTCUBE*>(std::calloc(1, sizeof(QUORIX_FFTCUBE)));
+    if (!fftcube) return nullptr;
+    std::memcpy(fftcube->n, like->n, sizeof(fftcube->n));
+    copy_geometry(fftcube->a, fftcube->a_i, like->a, like->a_i);
+    return fftcube;
+}
+
 // A new grid of the same size and geometry with uninitialised values.
 QUORIX_FFTCUBE* fftcube_new_like(const QUORIX_FFTCUBE* like) {
     QUORIX_FFTCUBE* fftcube = quorix_fftcube_new(like->n);
@@ -167,15 +176,23 @@ public:
 
     bool ready() const { return spectrum_ && scratch_; }
 
-    QUORIX_FFTCUBE* derivative(int order, const int* sub) {
+    // The last derivative multiplies the spectrum in place and transforms it into the scratch array,
+    // which becomes its grid: one grid less at the peak of memory.
+    QUORIX_FFTCUBE* derivative(int order, const int* sub, bool last) {
         if (!derivative_possible(spectrum_.get(), order, sub)) return nullptr;
-        FftcubePtr out(fftcube_new_like(spectrum_.get()));
+        FftcubePtr out(last ? fftcube_record_like(spectrum_.get()) : fftcube_new_like(spectrum_.get()));
         if (!out) return nullptr;
-        apply_derivative(spectrum_.get(), scratch_.get(), order, sub);
-        if (!plan_ || !plan_->fits(scratch_.get(), out->value))
-            plan_ = std::make_unique<DftPlan>(spectrum_->n, FFTW_BACKWARD, scratch_.get(), out->value);
+        fftw_complex* in = last ? spectrum_->value : scratch_.get();
+        fftw_complex* result = last ? scratch_.get() : out->value;
+        apply_derivative(spectrum_.get(), in, order, sub);
+        if (!plan_ || !plan_->fits(in, result))
+            plan_ = std::make_unique<DftPlan>(spectrum_->n, FFTW_BACKWARD, in, result);
         if (!plan_->valid()) return nullptr;
-        plan_->execute(scratch_.get(), out->value);
+        plan_->execute(in, result);
+        if (last) {
+            out->value = scratch_.release();
+            spectrum_.reset();
+        }
         return out.release();
     }
 
@@ -401,7 +418,8 @@ QUORIX_FFT* quorix_fft_new_from_cube(const QUORIX_CUBE* cube) {
     Differentiator differentiator(fft->en);
     auto derivative = [&differentiator](int order, int first, int second) -> QUORIX_FFTCUBE* {
         const int sub[2] = {first, second};
-        QUORIX_FFTCUBE* grid = differentiator.ready() ? differentiator.derivative(order, sub) : nullptr;
+        const bool last = order == 2 && first == 2 && second == 2;
+        QUORIX_FFTCUBE* grid = differentiator.ready() ? differentiator.derivative(order, sub, last) : nullptr;
         if (!grid) std::fprintf(stderr, "Error: quorix_fftcube_differentiate() returns NULL.\n");
         return grid;
     };
