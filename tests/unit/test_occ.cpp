@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "quorix-alloc.hpp"
+#include "quorix-import-atom.hpp"
+#include "quorix-import-occ.hpp"
+#include "quorix-la.hpp"
+
+namespace {
+
+struct Site {
+    const char* type;
+    int os;
+    double x, y, z, occ;
+};
+
+CellPtr make_cell(double a, double b, double c, const std::vector<Site>& sites, double gamma = 90.0) {
+    CellPtr cell(quorix_cell_new(static_cast<long>(sites.size())));
+    std::strcpy(cell->name, "test");
+    const double parameter[3] = {a, b, c}, angle[3] = {90.0, 90.0, gamma};
+    std::memcpy(cell->parameter, parameter, sizeof parameter);
+    std::memcpy(cell->angle, angle, sizeof angle);
+    quorix_cell_update_lattice_cartesion(cell.get());
+    for (size_t i = 0; i < sites.size(); i++) {
+        QUORIX_ATOM& atom = cell->atom[i];
+        std::snprintf(atom.name, sizeof atom.name, "%s%d", sites[i].type, static_cast<int>(i % 1000) + 1);
+        std::strcpy(atom.type, sites[i].type);
+        atom.os = sites[i].os;
+        atom.x_f[0] = sites[i].x;
+        atom.x_f[1] = sites[i].y;
+        atom.x_f[2] = sites[i].z;
+        atom.occ = sites[i].occ;
+    }
+    quorix_cell_update_coordinate_cartesion(cell.get());
+    return cell;
+}
+
+// Cubic perovskite with a B site shared by Sn (0.9) and In (0.0672), as in the In-doped CsSnCl3.
+CellPtr doped_perovskite() {
+    return make_cell(5.56, 5.56, 5.56,
+                     {{"Cs", 1, 0, 0, 0, 1}, {"Sn", 2, 0.5, 0.5, 0.5, 0.9}, {"Cl", -1, 0, 0.5, 0.5, 1},
+                      {"Cl", -1, 0.5, 0, 0.5, 1}, {"Cl", -1, 0.5, 0.5, 0, 1}, {"In", 3, 0.5, 0.5, 0.5, 0.0672}});
+}
+
+std::map<std::string, long> species_counts(const QUORIX_CELL* cell) {
+    std::map<std::string, long> count;
+    for (long i = 0; i < cell->total; i++) count[cell->atom[i].type]++;
+    return count;
+}
+
+// Every atom fully occupied and no two atoms on one site.
+void expect_ordered(QUORIX_CELL* cell) {
+    for (long i = 0; i < cell->total; i++) {
+        EXPECT_EQ(cell->atom[i].occ, 1.0) << cell->atom[i].name;
+        for (long j = i + 1; j < cell->total; j++)
+            EXPECT_GE(quorix_cell_min_distance_btw_atoms(cell, &cell->atom[i], &cell->atom[j]), 0.3);
+    }
+}
+
+std::string stderr_of(const std::function<void()>& call) {
+    testing::internal::CaptureStderr();
+    call();
+    return testing::internal::GetCapturedStderr();
+}
+
+}  // namespace
+
+TEST(Supercell, ImagesInOrderWithFieldsCopied) {
+    CellPtr cell = make_cell(4.0, 5.0, 6.0, {{"Li", 1, 0.1, 0.2, 0.3, 0.5}, {"O", -2, 0.6, 0.7, 0.8, 1}}, 100.0);
+    int n[3] = {2, 1, 3};
+    CellPtr super(quorix_cell_supercell(cell.get(), n));
+    ASSERT_TRUE(super);
+    ASSERT_EQ(super->total, 12);
+    EXPECT_STREQ(super->name, "test");
+    EXPECT_EQ(super->Z, 0);
+    EXPECT_NEAR(super->parameter[0], 8.0, 1e-9);
+    EXPECT_NEAR(super->parameter[2], 18.0, 1e-9);
+    EXPECT_NEAR(super->angle[2], 100.0, 1e-6);
+    for (long i = 0; i < 2; i++)
+        for (int p = 0; p < 2; p++)
+            for (int s = 0; s < 3; s++) {
+                const QUORIX_ATOM& image = super->atom[i * 6 + p * 3 + s];
+                const QUORIX_ATOM& source = cell->atom[i];
+                EXPECT_STREQ(image.name, source.name);
+                EXPECT_EQ(image.occ, source.occ);
+                EXPECT_NEAR(image.x_f[0], (source.x_f[0] + p) / 2, 1e-9);
+                EXPECT_NEAR(image.x_f[1], source.x_f[1], 1e-9);
+                EXPECT_NEAR(image.x_f[2], (source.x_f[2] + s) / 3, 1e-9);
+            }
+}
+
+TEST(Supercell, DefaultMultiplesFollowTheAtomCount) {
+    const std::map<long, int> multiple = {{1, 7},  {3, 6},  {4, 5},  {7, 5},   {8, 4},  {14, 4},
+                                          {15, 3}, {36, 3}, {37, 2}, {124, 2}, {250, 1}};
+    for (const auto& [atoms, m] : multiple) {
+        CellPtr cell = make_cell(4.0, 4.5, 5.0, std::vector<Site>(atoms, {"Li", 1, 0.1, 0.1, 0.1, 1}));
+        CellPtr super(quorix_cell_supercell_default(cell.get()));
+        ASSERT_TRUE(super);
+        EXPECT_EQ(super->total, atoms * m * m * m) << atoms;
+        EXPECT_NEAR(super->parameter[1], 4.5 * m, 1e-9) << atoms;
+    }
+    // 125 to 249 atoms: c stays single unless it is strictly the shortest axis; ties keep c single.
+    const double lengths[][3] = {{5, 6, 7}, {7, 6, 5}, {6, 5, 5}, {5, 5, 7}, {7, 5, 6}};
+    const double expected[][3] = {{10, 12, 7}, {14, 6, 10}, {12, 10, 5}, {10, 10, 7}, {14, 10, 6}};
+    for (int k = 0; k < 5; k++) {
+        CellPtr cell =
+            make_cell(lengths[k][0], lengths[k][1], lengths[k][2], std::vector<Site>(200, {"Li", 1, 0.1, 0.1, 0.1, 1}));
+        CellPtr super(quorix_cell_supercell_default(cell.get()));
+        ASSERT_TRUE(super);
+        for (int i = 0; i < 3; i++) EXPECT_NEAR(super->parameter[i], expected[k][i], 1e-9) << k;
+    }
+}
+
+TEST(Supercell, BadInputIsRefused) {
+    CellPtr cell = make_cell(4, 4, 4, {{"Li", 1, 0, 0, 0, 1}});
+    int zero[3] = {2, 0, 2}, huge[3] = {100000, 100000, 100000};
+    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell(cell.get(), zero)); }),
+              "Error: supercell parameters must be positive.\n");
+    EXPECT_NE(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell(cell.get(), huge)); }), "");
+    CellPtr empty(quorix_cell_new(0));
+    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell_default(empty.get())); }),
+              "Error: wrong total atom number 0\n in QUORIX_CELL.\n");
+    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell_default(nullptr)); }),
+              "Error: QUORIX_CELL has not been properly initialized.\n");
+}
+
+TEST(MixedSite, OtherSpeciesWithinThreeTenthsOfAnAngstromAcrossFaces) {
+    CellPtr cell = doped_perovskite();
+    EXPECT_TRUE(quorix_cell_partial_occ_at_conducting_site(cell.get(), "Sn", 2));
+    EXPECT_TRUE(quorix_cell_partial_occ_at_conducting_site(cell.get(), "In", 3));
+    EXPECT_FALSE(quorix_cell_partial_occ_at_conducting_site(cell.get(), "Cs", 1));
+    // 0.29 and 0.31 A apart through the a face; a split pair of one species does not count.
+    CellPtr faces = make_cell(10, 10, 10, {{"Na", 1, 0.99, 0, 0, 0.5}, {"K", 1, 0.019, 0, 0, 0.5},
+                                           {"Na", 1, 0.5, 0.5, 0.5, 0.5}, {"Na", 1, 0.51, 0.5, 0.5, 0.5}});
+    EXPECT_TRUE(quorix_cell_partial_occ_at_conducting_site(faces.get(), "Na", 1));
+    faces->atom[1].x_f[0] = 0.021;
+    quorix_cell_update_coordinate_cartesion(faces.get());
+    EXPECT_FALSE(quorix_cell_partial_occ_at_conducting_site(faces.get(), "Na", 1));
+}
+
+TEST(AssignOneSpecies, WholeAtomsOfTheOccupancySum) {
+    std::srand(7);
+    // 0.9 in three sites: all go; ten times 0.2 sums to 2 in floating point only within rounding;
+    // twelve thirds written as 0.333 stand for four atoms.
+    const struct {
+        int sites;
+        double occ;
+        long kept;
+    } cases[] = {{3, 0.3, 0}, {10, 0.2, 2}, {12, 0.333, 4}, {6, 0.6, 3}};
+    for (const auto& c : cases) {
+        std::vector<Site> sites{{"O", -2, 0, 0, 0, 1}, {"Li", 1, 0.5, 0.5, 0.5, 0.5}};
+        for (int k = 0; k < c.sites; k++) sites.push_back({"Na", 1, 0.05 * k + 0.1, 0.3, 0.3, c.occ});
+        CellPtr cell = make_cell(20, 20, 20, sites);
+        CellPtr assigned(quorix_cell_assign_partial_occ(cell.get(), "Na", 1));
+        ASSERT_TRUE(assigned);
+        auto count = species_counts(assigned.get());
+        EXPECT_EQ(count["Na"], c.kept) << c.sites << " x " << c.occ;
+        EXPECT_EQ(count["Li"], 1);
+        for (long i = 0; i < assigned->total; i++)
+            EXPECT_EQ(assigned->atom[i].occ, std::strcmp(assigned->atom[i].type, "Li") ? 1.0 : 0.5);
+    }
+}
+
+TEST(AssignOneSpecies, ChoiceFollowsOccupancy) {
+    std::srand(11);
+    CellPtr cell = make_cell(10, 10, 10, {{"Na", 1, 0.1, 0, 0, 0.9}, {"Na", 1, 0.6, 0, 0, 0.1}});
+    int first = 0;
+    for (int run = 0; run < 2000; run++) {
+        CellPtr assigned(quorix_cell_assign_partial_occ(cell.get(), "Na", 1));
+        ASSERT_EQ(assigned->total, 1);
+        first += assigned->atom[0].x_f[0] < 0.5;
+    }
+    EXPECT_NEAR(first / 2000.0, 0.9, 0.03);
+}
+
+// A four-way site and two sites that each share Sn with a different partner: whatever the
+// order of the draws, every site ends with one of its own occupants or empty, every species
+// with the floor or ceiling of its occupancy, and each choice is as likely as its occupancy.
+TEST(AssignMixedSites, SeveralSpeciesPerSiteKeepTheirShares) {
+    std::srand(5);
+    CellPtr cell = make_cell(8, 8, 8, {{"K", 1, 0, 0, 0, 0.4}, {"Na", 1, 0, 0, 0.01, 0.3}, {"Rb", 1, 0.01, 0, 0, 0.2},
+                                       {"Sn", 2, 0.5, 0.5, 0, 0.5}, {"In", 3, 0.5, 0.5, 0, 0.5},
+                                       {"Sn", 2, 0, 0.5, 0.5, 0.5}, {"Ca", 2, 0, 0.5, 0.5, 0.5}});
+    std::map<std::string, int> seen;
+    const int runs = 1000;
+    for (int run = 0; run < runs; run++) {
+        CellPtr by_na(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Na", 1));
+        CellPtr assigned(quorix_cell_assign_partial_occ_at_conducting_site(by_na.get(), "Sn", 2));
+        ASSERT_TRUE(assigned);
+        auto count = species_counts(assigned.get());
+        EXPECT_LE(count["K"] + count["Na"] + count["Rb"], 1);
+        EXPECT_EQ(count["Sn"], 1);
+        EXPECT_EQ(count["In"] + count["Ca"], 1);
+        expect_ordered(assigned.get());
+        for (const auto& [type, n] : count) seen[type] += static_cast<int>(n);
+    }
+    EXPECT_NEAR(seen["K"] / double(runs), 0.4, 0.05);
+    EXPECT_NEAR(seen["Na"] / double(runs), 0.3, 0.05);
+    EXPECT_NEAR(seen["Rb"] / double(runs), 0.2, 0.05);
+    EXPECT_NEAR(seen["In"] / double(runs), 0.5, 0.05);
+}
+
+TEST(AssignMixedSites, SplitAndPlainPartialSitesOfTheSpecies) {
+    std::srand(9);
+    // A split Li pair (0.1 A apart), two plain half sites, a negligible site and a full site.
+    CellPtr cell = make_cell(10, 10, 10, {{"Li", 1, 0.3, 0.3, 0.3, 0.5}, {"Li", 1, 0.31, 0.3, 0.3, 0.5},
+                                          {"Li", 1, 0.6, 0.6, 0.6, 0.5}, {"Li", 1, 0.8, 0.8, 0.8, 0.5},
+                                          {"Li", 1, 0.1, 0.8, 0.8, 0.005}, {"Li", 1, 0, 0, 0, 1},
+                                          {"O", -2, 0.5, 0, 0, 1}});
+    const std::vector<QUORIX_ATOM> before(cell->atom, cell->atom + cell->total);
+    for (int run = 0; run < 20; run++) {
+        CellPtr assigned(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Li", 1));
+        ASSERT_TRUE(assigned);
+        EXPECT_EQ(species_counts(assigned.get())["Li"], 3);
+        expect_ordered(assigned.get());
+    }
+    EXPECT_EQ(std::memcmp(before.data(), cell->atom, before.size() * sizeof(QUORIX_ATOM)), 0);
+    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Na", 1)); }),
+              "Error: no Na1+ ion in QUORIX_CELL.\n");
+}
+
+TEST(AssignAll, OnlyFullOccupanciesRemain) {
+    std::srand(13);
+    CellPtr cell = make_cell(6, 6, 6, {{"Sn", 2, 0.5, 0.5, 0.5, 0.6}, {"Cl", -1, 0, 0.5, 0.5, 1},
+                                       {"In", 3, 0.5, 0.5, 0.5, 0.4}, {"Na", 1, 0, 0, 0, 0.5},
+                                       {"Na", 1, 0.5, 0, 0, 0.5}, {"Na", 1, 0, 0, 0.5, 0.5}});
+    CellPtr assigned(quorix_cell_assign_partial_occ_all(cell.get()));
+    ASSERT_TRUE(assigned);
+    auto count = species_counts(assigned.get());
+    EXPECT_EQ(count["Sn"] + count["In"], 1);
+    EXPECT_EQ(count["Na"], 1);
+    EXPECT_EQ(count["Cl"], 1);
+    expect_ordered(assigned.get());
+    EXPECT_EQ(std::strcmp(cell->atom[0].type, "Sn"), 0);  // the source is not sorted
+    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_assign_partial_occ_all(nullptr)); }),
+              "Error: QUORIX_CELL has not been properly initialized.\n");
+}
