@@ -105,11 +105,14 @@ TEST(TotalEnergy, OnePairInALargeCell) {
     EXPECT_EQ(quorix_cell_calculate_stress_diagonal(stress, close.get(), ppt.get()), 1);
     close->atom[1].os = -1;
     EXPECT_EQ(quorix_cell_total_energy(close.get(), ppt.get()), 0.0);
+    CellPtr flat(make_cell(0, 25, 25, 90, 90, 90, {{"Li", 1, 0, 0, 0}, {"O", -2, 0.5, 0, 0}}));
+    EXPECT_EQ(quorix_cell_calculate_total_energy(flat.get(), ppt.get()), 0.0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "Error: quorix_cell_calculate_total_energy() returns zero.\n"
               "Error: quorix_cell_calculate_total_energy() returns 0.00.\n"
               "Error: quorix_property_find_index() returns negative value.\n"
-              "Error: quorix_cell_calculate_total_energy() returns zero.\n");
+              "Error: quorix_cell_calculate_total_energy() returns zero.\n"
+              "Error: lattice vector 0 of length 0.000000 A is too short for the pair sums.\n");
 }
 
 TEST(Forces, AreTheNumericalGradientOfTheEnergy) {
