@@ -1,0 +1,253 @@
+// Whole reads of CIF files and texts: real files with their dialect quirks, inline text
+// and hostile input.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+
+#include "cli.hpp"
+#include "quorix-alloc.hpp"
+#include "quorix-import-cif.hpp"
+
+namespace {
+
+struct Read {
+    int status = -1;
+    CellPtr cell;
+    SymmetryPtr symmetry;
+    std::string out;
+    std::string err;
+};
+
+Read read_file(const std::string& path) {
+    Read r;
+    QUORIX_CELL* cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    r.status = quorix_cell_import_cif_from_file(&cell, &symmetry, path.c_str(), quorix_test::symcards_db().c_str(),
+                                                quorix_test::unitary_db().c_str());
+    r.out = testing::internal::GetCapturedStdout();
+    r.err = testing::internal::GetCapturedStderr();
+    if (r.status == 0) {
+        r.cell.reset(cell);
+        r.symmetry.reset(symmetry);
+    }
+    return r;
+}
+
+Read read_text(const std::string& content) {
+    quorix_test::ScratchDir dir;
+    return read_file(dir.write("input.cif", content).string());
+}
+
+const QUORIX_ATOM* find_atom(const QUORIX_CELL* cell, const char* name) {
+    for (long i = 0; i < cell->total; i++)
+        if (std::strcmp(cell->atom[i].name, name) == 0) return &cell->atom[i];
+    return nullptr;
+}
+
+// A small structure in P-1; `indent` precedes every line, as in the inline text mode.
+std::string small_cif(const std::string& indent) {
+    const char* lines[] = {"data_small",
+                           "_cell_length_a 4.0",
+                           "_cell_length_b 5.0",
+                           "_cell_length_c 6.0",
+                           "_cell_angle_alpha 90",
+                           "_cell_angle_beta 90",
+                           "_cell_angle_gamma 90",
+                           "_cell_formula_units_Z 2",
+                           "loop_",
+                           "_symmetry_equiv_pos_as_xyz",
+                           "'x, y, z'",
+                           "'-x, -y, -z'",
+                           "loop_",
+                           "_atom_site_label",
+                           "_atom_site_type_symbol",
+                           "_atom_site_fract_x",
+                           "_atom_site_fract_y",
+                           "_atom_site_fract_z",
+                           "_atom_site_occupancy",
+                           "Li1 Li1+ 0.1 0.2 0.3 1.0",
+                           "Mn1 Mn3.5+ 0 0 0 1.0",
+                           "O1 O2- 0.5 0.5 0.5 1"};
+    std::string text;
+    for (const char* line : lines) text += indent + line + "\n";
+    return text;
+}
+
+}  // namespace
+
+TEST(CifReader, ExpandsSplitsAndLocatesASmallStructure) {
+    const Read r = read_text(small_cif(""));
+    ASSERT_EQ(r.status, 0) << r.err;
+    // Li1 has two images, Mn splits into Mn4+ and Mn3+ at the inversion centre, O1 sits on one.
+    ASSERT_EQ(r.cell->total, 5);
+    EXPECT_EQ(r.cell->Z, 2);
+    EXPECT_EQ(r.symmetry->total, 2);
+    EXPECT_NE(r.out.find("Message: reading cif file...\n"), std::string::npos);
+    EXPECT_NE(r.out.find("Message: calculated cell volume = 120.000000\n"), std::string::npos);
+    int manganese[2] = {0, 0};
+    for (long i = 0; i < r.cell->total; i++) {
+        const QUORIX_ATOM& a = r.cell->atom[i];
+        EXPECT_EQ(a.value, 0.0);
+        for (int k = 0; k < 3; k++) EXPECT_NEAR(a.x[k], a.x_f[k] * (4.0 + k), 1e-6);
+        if (std::strcmp(a.type, "Mn") == 0) {
+            EXPECT_DOUBLE_EQ(a.occ, 0.5);
+            manganese[a.os - 3]++;
+        }
+    }
+    EXPECT_EQ(manganese[0], 1);
+    EXPECT_EQ(manganese[1], 1);
+}
+
+TEST(CifReader, AcceptsTheLeadingBlanksOfInlineText) {
+    TextPtr text(quorix_text_new(small_cif(" ").c_str()));
+    QUORIX_CELL* cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    testing::internal::CaptureStdout();
+    const int status = quorix_cell_import_cif_from_text(&cell, &symmetry, text.get(),
+                                                        quorix_test::symcards_db().c_str(),
+                                                        quorix_test::unitary_db().c_str());
+    testing::internal::GetCapturedStdout();
+    CellPtr owned_cell(cell);
+    SymmetryPtr owned_symmetry(symmetry);
+    ASSERT_EQ(status, 0);
+    EXPECT_EQ(cell->total, 5);
+    EXPECT_DOUBLE_EQ(cell->parameter[2], 6.0);
+}
+
+TEST(CifReader, RealFileQuirks) {
+    // Labels such as O-H4 without type symbols give their element from the label.
+    const Read mica = read_file(quorix_test::test_data("Lepidolite_Li_mica_AMCSD0015659.cif").string());
+    ASSERT_EQ(mica.status, 0) << mica.err;
+    const QUORIX_ATOM* oh = find_atom(mica.cell.get(), "O-H4");
+    ASSERT_NE(oh, nullptr);
+    EXPECT_STREQ(oh->type, "O");
+    EXPECT_DOUBLE_EQ(oh->occ, 0.235);
+
+    // Tab characters between values.
+    const Read tabs = read_file(quorix_test::test_data("Na0.8CoO2_VESTA.cif").string());
+    ASSERT_EQ(tabs.status, 0) << tabs.err;
+    const QUORIX_ATOM* na = find_atom(tabs.cell.get(), "Na2");
+    ASSERT_NE(na, nullptr);
+    EXPECT_DOUBLE_EQ(na->occ, 0.6);
+
+    // Occupancies above 1 are read as they stand.
+    const Read olivine = read_file(quorix_test::test_data("LiFePO4_COD4001848.cif").string());
+    ASSERT_EQ(olivine.status, 0) << olivine.err;
+    EXPECT_DOUBLE_EQ(find_atom(olivine.cell.get(), "Fe1")->occ, 1.004);
+
+    // CRLF line endings: charges from the type loop, lattice without trailing '\r' trouble.
+    const Read crlf = read_file(quorix_test::test_data("La2CuO4_COD1008572.cif").string());
+    ASSERT_EQ(crlf.status, 0) << crlf.err;
+    EXPECT_EQ(crlf.cell->total, 28);
+    for (long i = 0; i < crlf.cell->total; i++) EXPECT_NE(crlf.cell->atom[i].os, 99);
+
+    // The same structure without its final newline: the last atom row still belongs to the loop.
+    std::string mica_text = quorix_test::read_file(quorix_test::test_data("Lepidolite_Li_mica_AMCSD0015659.cif"));
+    while (!mica_text.empty() && (mica_text.back() == '\n' || mica_text.back() == '\r')) mica_text.pop_back();
+    const Read unterminated = read_text(mica_text);
+    ASSERT_EQ(unterminated.status, 0) << unterminated.err;
+    EXPECT_EQ(unterminated.cell->total, mica.cell->total);
+}
+
+namespace {
+
+const std::string kReaderFailed = "Error: quorix_cell_import_cif_from_text() returns NULL.\n";
+const std::string kNoAtomLoop = "Error: unable to find compulsory keyword '_atom_site_label' in cif file.\n";
+const char kGarbage[] = "\x7f" "ELF\x02\x01\x01\0\0\0\xff\xfe'\n\0loop_\n\x80_atom_site_label\n\x9b";
+const std::string kNoSymmetry = "Error: quorix_symmetry_import_from_array_char_2D() returns NULL.\n";
+
+std::string replace(std::string text, const std::string& from, const std::string& to) {
+    const size_t at = text.find(from);
+    if (at != std::string::npos) text.replace(at, from.size(), to);
+    return text;
+}
+
+// The small structure without its type-symbol column, the first label replaced.
+std::string without_types(const std::string& cif, const std::string& first_label) {
+    return replace(replace(replace(replace(cif, "_atom_site_type_symbol\n", ""), "Li1 Li1+", first_label), " Mn3.5+", ""),
+                   " O2-", "");
+}
+
+}  // namespace
+
+TEST(CifReader, HostileInputFailsWithErrorLines) {
+    const std::string small = small_cif("");
+    const std::string olivine = quorix_test::read_file(quorix_test::test_data("LiFePO4_COD4001848.cif"));
+    const struct {
+        const char* what;
+        std::string content;
+        std::string err;
+    } cases[] = {
+        {"no symmetry", replace(small, "loop_\n_symmetry_equiv_pos_as_xyz\n'x, y, z'\n'-x, -y, -z'\n", ""),
+         kNoSymmetry + kReaderFailed},
+        {"binary garbage", std::string(kGarbage, sizeof(kGarbage) - 1), kNoSymmetry + kReaderFailed},
+        {"no atom loop", small.substr(0, small.find("loop_\n_atom_site_label")), kNoAtomLoop + kReaderFailed},
+        {"truncated before the atoms", olivine.substr(0, olivine.find("loop_\n_atom_site_label")),
+         kNoAtomLoop + kReaderFailed},
+        {"truncated in an atom row", olivine.substr(0, olivine.find("Fe1 Fe 0.282201(11) 0.25") + 24),
+         "Error: unable to read occupancy.\nError: quorix_cell_import_cif_read_atom() returns non-zero.\n" +
+             kReaderFailed},
+        {"atom loop without rows", small.substr(0, small.find("Li1 Li1+")),
+         "Error: number of atoms must be positive.\nError: unable to allocate QUORIX_ATOM.\n" + kReaderFailed},
+        {"unbalanced quote", replace(small, "Mn1 Mn3.5+", "Mn1 'Mn3.5+"),
+         "Error: open single quotation mark detected at row 2.\n" + kNoAtomLoop + kReaderFailed},
+        {"non-numeric coordinate", replace(small, "0.1 0.2 0.3", "0.1 abc 0.3"),
+         "Error: unable to read fractional y.\nError: quorix_cell_import_cif_read_atom() returns non-zero.\n" +
+             kReaderFailed},
+        {"label without a letter", without_types(small, "12"),
+         "Error: unable to read atom.type from atom.name.\nError: quorix_atom_name_to_typeos() returns non-zero.\n" +
+             kReaderFailed},
+        {"missing angle", replace(small, "_cell_angle_beta 90\n", ""),
+         "Error: quorix_cell_import_cif_grep_keyword() returns NULL.\n"
+         "Error: quorix_cell_import_cif_read_lattice() returns non-zero.\n" +
+             kReaderFailed},
+        {"oxidation numbers without a type loop", replace(small, "data_small\n", "data_small\n_atom_type_oxidation_number\n"),
+         "Error: unable to find keyword '_atom_type_symbol' in cif file.\n" + kReaderFailed},
+    };
+    for (const auto& c : cases) {
+        const Read r = read_text(c.content);
+        EXPECT_EQ(r.status, 1) << c.what;
+        EXPECT_EQ(r.err, c.err) << c.what;
+    }
+
+    const Read missing = read_file("/nonexistent/x.cif");
+    EXPECT_EQ(missing.err, "Error: unable to open /nonexistent/x.cif\nError: quorix_text_import_from_file() returns NULL.\n");
+    const Read empty = read_text("");
+    EXPECT_EQ(empty.status, 1);
+    EXPECT_NE(empty.err.find("Error: failed to read content of "), std::string::npos);
+}
+
+TEST(CifReader, TolerableOddities) {
+    const std::string small = small_cif("");
+    // Surplus values are dropped, a long label keeps 11 characters, a trailing "loop_" is ignored.
+    const Read r = read_text(replace(small, "Li1 Li1+ 0.1 0.2 0.3 1.0", "Li1234567890123 Li1+ 0.1 0.2 0.3 1.0 extra 7") +
+                             "loop_");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.cell->total, 5);
+    EXPECT_NE(find_atom(r.cell.get(), "Li123456789"), nullptr);
+}
+
+TEST(CifReader, SeriesOfImages) {
+    quorix_test::ScratchDir dir;
+    dir.write("neb.0.cif", small_cif(""));
+    dir.write("neb.1.cif", small_cif("  "));
+    const std::string base = (dir.path() / "neb").string();
+    testing::internal::CaptureStdout();
+    QUORIX_CELL** cells = quorix_cells_import_cif_from_file(base.c_str(), 2, quorix_test::symcards_db().c_str(),
+                                                            quorix_test::unitary_db().c_str());
+    testing::internal::CaptureStderr();
+    QUORIX_CELL** too_many = quorix_cells_import_cif_from_file(base.c_str(), 3, quorix_test::symcards_db().c_str(),
+                                                               quorix_test::unitary_db().c_str());
+    const std::string err = testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+    ASSERT_NE(cells, nullptr);
+    EXPECT_EQ(cells[1]->total, 5);
+    for (int i = 0; i < 2; i++) quorix_cell_free(cells[i]);
+    std::free(cells);
+    EXPECT_EQ(too_many, nullptr);
+    EXPECT_NE(err.find("Error: quorix_cell_import_cif_from_file() returns non-zero.\n"), std::string::npos);
+}

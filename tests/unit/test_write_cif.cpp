@@ -1,0 +1,156 @@
+// CIF writer: exact layout, the space-group lines of each symmetry source, read-back.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "cli.hpp"
+#include "quorix-alloc.hpp"
+#include "quorix-import-atom.hpp"
+#include "quorix-import-cif.hpp"
+#include "quorix-import-write.hpp"
+
+namespace {
+
+void set_atom(QUORIX_ATOM& atom, const char* name, const char* type, int os, double x, double y, double z,
+              double occ) {
+    quorix_copy_bounded(atom.name, name, sizeof(atom.name));
+    quorix_copy_bounded(atom.type, type, sizeof(atom.type));
+    atom.os = os;
+    atom.x_f[0] = x;
+    atom.x_f[1] = y;
+    atom.x_f[2] = z;
+    atom.occ = occ;
+}
+
+// An orthorhombic 4 x 5 x 6 cell with O, Li and Na (state 0) in that unsorted order.
+CellPtr three_species_cell() {
+    CellPtr cell(quorix_cell_new(3));
+    const double lengths[3] = {4.0, 5.0, 6.0};
+    for (int k = 0; k < 3; k++) {
+        cell->parameter[k] = lengths[k];
+        cell->angle[k] = 90.0;
+    }
+    cell->Z = 2;
+    set_atom(cell->atom[0], "O1", "O", -2, 0.5, 0.5, 0.5, 1.0);
+    set_atom(cell->atom[1], "Li1", "Li", 1, 0.0, 0.0, 0.0, 0.5);
+    set_atom(cell->atom[2], "Na1", "Na", 0, 0.25, 0.125, 0.0625, 1.0);
+    quorix_copy_bounded(cell->name, "O2-:1.000 Li1+:0.500 Na0+:1.000 ", sizeof(cell->name));
+    return cell;
+}
+
+std::string export_text(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, std::string* out = nullptr) {
+    testing::internal::CaptureStdout();
+    TextPtr text(quorix_cell_export_cif_to_text(cell, symmetry));
+    const std::string printed = testing::internal::GetCapturedStdout();
+    if (out) *out = printed;
+    return text ? std::string(text->content) : "(null)";
+}
+
+}  // namespace
+
+TEST(WriteCif, P1LayoutWhenNoSymmetryIsGiven) {
+    CellPtr cell = three_species_cell();
+    std::string printed;
+    const std::string text = export_text(cell.get(), nullptr, &printed);
+    EXPECT_EQ(printed, "Message: symmetry info missing. Using P1.\n");
+    const std::string expected =
+        "data_generated-by-quorix\r\n\n"
+        "_chemical_name_systematic         'O2-:1.000 Li1+:0.500 Na0+:1.000 '\r\n"
+        "_cell_length_a                    4.000\r\n"
+        "_cell_length_b                    5.000\r\n"
+        "_cell_length_c                    6.000\r\n"
+        "_cell_angle_alpha                 90.000\r\n"
+        "_cell_angle_beta                  90.000\r\n"
+        "_cell_angle_gamma                 90.000\r\n"
+        "_cell_volume                      120.000\r\n"
+        "_cell_formula_units_Z             2\r\n"
+        "_symmetry_space_group_name_H-M    'P 1'\r\n"
+        "_symmetry_Int_Tables_number       1\r\n"
+        "\r\nloop_\r\n"
+        "  _symmetry_equiv_pos_site_id\r\n"
+        "  _symmetry_equiv_pos_as_xyz\r\n"
+        "    1    'x, y, z'\r\n"
+        "\r\nloop_\r\n"
+        "  _atom_type_symbol\r\n"
+        "  _atom_type_oxidation_number\r\n"
+        "  Li1+     1\r\n"
+        "  Na0+     0\r\n"
+        "  O2-     -2\r\n"
+        "\r\nloop_\r\n"
+        "  _atom_site_label\r\n"
+        "  _atom_site_type_symbol\r\n"
+        "  _atom_site_fract_x\r\n"
+        "  _atom_site_fract_y\n"
+        "  _atom_site_fract_z\r\n"
+        "  _atom_site_occupancy\r\n"
+        "  Li1  Li1+  0.000  0.000  0.000  0.500\r\n"
+        "  Na1  Na0+  0.250  0.125  0.062  1.000\r\n"
+        "  O1  O2-  0.500  0.500  0.500  1.000\r\n"
+        "\r\n#end of data\r\n";
+    EXPECT_EQ(text, expected);
+}
+
+TEST(WriteCif, SymmetryReducesTheCellAndNamesTheGroup) {
+    // Inversion through the origin: atoms at (x, y, z) and (-x, -y, -z) form one orbit.
+    CellPtr cell(quorix_cell_new(4));
+    for (int k = 0; k < 3; k++) {
+        cell->parameter[k] = 5.0;
+        cell->angle[k] = 90.0;
+    }
+    set_atom(cell->atom[0], "K2", "K", 1, 0.1, 0.2, 0.3, 1.0);
+    set_atom(cell->atom[1], "K1", "K", 1, 0.9, 0.8, 0.7, 1.0);
+    set_atom(cell->atom[2], "K3", "K", 1, 0.5, 0.5, 0.5, 1.0);
+    set_atom(cell->atom[3], "F1", "F", -1, 0.0, 0.0, 0.0, 1.0);
+    SymmetryPtr symmetry(quorix_symmetry_new(2));
+    quorix_copy_bounded(symmetry->card[0].text, "x,y,z", sizeof(symmetry->card[0].text));
+    quorix_copy_bounded(symmetry->card[1].text, "-x,-y,-z", sizeof(symmetry->card[1].text));
+    for (int k = 0; k < 3; k++) {
+        symmetry->card[0].r_f[k][k] = 1.0;
+        symmetry->card[1].r_f[k][k] = -1.0;
+    }
+    // A symmetry read from an operation loop has no names and number 0.
+    const std::string text = export_text(cell.get(), symmetry.get());
+    EXPECT_NE(text.find("_symmetry_space_group_name_H-M    ''\r\n_symmetry_Int_Tables_number       0\r\n"),
+              std::string::npos);
+    EXPECT_NE(text.find("    1    'x,y,z'\r\n    2    '-x,-y,-z'\r\n\r\n"), std::string::npos);
+    // The first atom of each orbit is kept, the sites are in canonical order.
+    EXPECT_NE(text.find("  _atom_site_occupancy\r\n"
+                        "  F1  F1-  0.000  0.000  0.000  1.000\r\n"
+                        "  K2  K1+  0.100  0.200  0.300  1.000\r\n"
+                        "  K3  K1+  0.500  0.500  0.500  1.000\r\n\r\n"),
+              std::string::npos);
+
+    quorix_copy_bounded(symmetry->sg_HM, "P -1", sizeof(symmetry->sg_HM));
+    symmetry->sg_id = 2;
+    EXPECT_NE(export_text(cell.get(), symmetry.get()).find("'P -1'\r\n_symmetry_Int_Tables_number       2\r\n"),
+              std::string::npos);
+}
+
+TEST(WriteCif, FileIsReadBackWithTheSameAtoms) {
+    quorix_test::ScratchDir dir;
+    const std::string path = (dir.path() / "out.cif").string();
+    CellPtr cell = three_species_cell();
+    quorix_cell_update_cartesion(cell.get());
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(quorix_cell_export_cif_to_file(path.c_str(), cell.get(), nullptr), 0);
+    QUORIX_CELL* back = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    const int status = quorix_cell_import_cif_from_file(&back, &symmetry, path.c_str(),
+                                                        quorix_test::symcards_db().c_str(),
+                                                        quorix_test::unitary_db().c_str());
+    const std::string printed = testing::internal::GetCapturedStdout();
+    CellPtr owned_back(back);
+    SymmetryPtr owned_symmetry(symmetry);
+    ASSERT_EQ(status, 0);
+    EXPECT_NE(printed.find("Message: cif file saved to " + path + "\n"), std::string::npos);
+    ASSERT_EQ(back->total, cell->total);
+    for (long i = 0; i < cell->total; i++) EXPECT_TRUE(quorix_atom_belong(cell->atom[i], back->atom, back->total));
+
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_cell_export_cif_to_file("/nonexistent/dir/out.cif", cell.get(), nullptr), 1);
+    testing::internal::GetCapturedStdout();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Error: quorix_text_export_to_file() returns non-zero.\n"),
+              std::string::npos);
+}
