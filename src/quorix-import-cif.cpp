@@ -77,6 +77,13 @@ int first_column(char*** table, int col, const char* keyword) {
     return -1;
 }
 
+// Column of the first tag containing `keyword`; a missing one is reported.
+int required_column(char*** table, int col, const char* keyword) {
+    const int j = first_column(table, col, keyword);
+    if (j < 0) std::fprintf(stderr, "Error: unable to find keyword '%s'.\n", keyword);
+    return j;
+}
+
 const char* field_or_empty(const char* field) { return field ? field : ""; }
 
 // Reads one real number; values that are not finite are treated as unreadable.
@@ -368,7 +375,7 @@ char quorix_array_char_1D_first_nonspace_char(const char* line) {
 bool quorix_cell_import_cif_exist_keyword(const char* keyword, char** content, const long row) {
     if (!keyword || !content) return false;
     for (long i = 0; i < row; i++)
-        if (content[i] && std::strstr(content[i], keyword)) return true;
+        if (std::strstr(content[i], keyword)) return true;
     return false;
 }
 
@@ -418,7 +425,7 @@ char* grep_inline_value(const char* line, const char* keyword_at, size_t keyword
 char* quorix_cell_import_cif_grep_keyword(const char* keyword, char** content, const long row) {
     if (!keyword || !content) return nullptr;
     for (long i = 0; i < row; i++) {
-        const char* at = content[i] ? std::strstr(content[i], keyword) : nullptr;
+        const char* at = std::strstr(content[i], keyword);
         if (!at) continue;
         if (i < row - 2 && content[i + 1][0] == ';') return grep_text_field(content, row, i);
         return grep_inline_value(content[i], at, std::strlen(keyword));
@@ -460,11 +467,8 @@ int quorix_cell_import_cif_grep_loop(char**** loop, int* loop_r, int* loop_c, co
 // ---------------------------------------------------------------- atom-site fields
 
 int quorix_cell_import_cif_read_atom_name(QUORIX_ATOM* atom, char*** content, int row, int col) {
-    const int label = first_column(content, col, "_atom_site_label");
-    if (label < 0) {
-        std::fprintf(stderr, "Error: unable to find keyword '_atom_site_label'.\n");
-        return 1;
-    }
+    const int label = required_column(content, col, "_atom_site_label");
+    if (label < 0) return 1;
     for (int i = 0; i + 1 < row; i++) {
         quorix_copy_bounded(atom[i].name, field_or_empty(content[i + 1][label]), sizeof(atom[i].name));
         atom[i].value = 99.0;
@@ -473,11 +477,8 @@ int quorix_cell_import_cif_read_atom_name(QUORIX_ATOM* atom, char*** content, in
 }
 
 int quorix_cell_import_cif_read_atom_type(QUORIX_ATOM* atom, char*** content, int row, int col) {
-    const int symbol = first_column(content, col, "_atom_site_type_symbol");
-    if (symbol < 0) {
-        std::fprintf(stderr, "Error: unable to find keyword '_atom_site_type_symbol'.\n");
-        return 1;
-    }
+    const int symbol = required_column(content, col, "_atom_site_type_symbol");
+    if (symbol < 0) return 1;
     for (int i = 0; i + 1 < row; i++) {
         char field[128];
         quorix_copy_bounded(field, field_or_empty(content[i + 1][symbol]), sizeof(field));
@@ -492,11 +493,8 @@ int quorix_cell_import_cif_read_atom_type(QUORIX_ATOM* atom, char*** content, in
 
 int quorix_cell_import_cif_read_atom_typeos(QUORIX_ATOM* atom, char*** atm, int atm_r, int atm_c, char*** typ,
                                             int typ_r, int typ_c) {
-    const int site_symbol = first_column(atm, atm_c, "_atom_site_type_symbol");
-    if (site_symbol < 0) {
-        std::fprintf(stderr, "Error: unable to find keyword '_atom_site_type_symbol'.\n");
-        return 1;
-    }
+    const int site_symbol = required_column(atm, atm_c, "_atom_site_type_symbol");
+    if (site_symbol < 0) return 1;
     int symbol = -1;
     int number = -1;
     if (!type_loop_columns(typ, typ_c, &symbol, &number)) {
@@ -543,11 +541,8 @@ int quorix_cell_import_cif_read_atom(QUORIX_ATOM* atom, char*** content, int row
 }
 
 int quorix_cell_import_cif_read_atom_constraint(QUORIX_ATOM* atom, char*** content, int row, int col) {
-    const int fixed = first_column(content, col, "_atom_site_quorix_fixed");
-    if (fixed < 0) {
-        std::fprintf(stderr, "Error: unable to find keyword '_atom_site_quorix_fixed'.\n");
-        return 1;
-    }
+    const int fixed = required_column(content, col, "_atom_site_quorix_fixed");
+    if (fixed < 0) return 1;
     for (int i = 0; i + 1 < row; i++) {
         const char first = field_or_empty(content[i + 1][fixed])[0];
         atom[i].ignored = first == 't' || first == 'T';
