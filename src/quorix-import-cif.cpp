@@ -35,20 +35,15 @@ struct Rows {
 
 // A loop table: row 0 holds the tags, every further row the values of one text line.
 struct LoopTable {
-    char*** cell = nullptr;
+    char*** table = nullptr;
     int rows = 0;
     int cols = 0;
     LoopTable() = default;
     LoopTable(const LoopTable&) = delete;
     LoopTable& operator=(const LoopTable&) = delete;
-    ~LoopTable() { release(); }
-    void release() {
-        quorix_array_char_3D_free(cell, rows, cols);
-        cell = nullptr;
-        rows = cols = 0;
-    }
+    ~LoopTable() { quorix_array_char_3D_free(table, rows, cols); }
     int read(const char* keyword, char** content, long row) {
-        return quorix_cell_import_cif_grep_loop(&cell, &rows, &cols, keyword, content, row);
+        return quorix_cell_import_cif_grep_loop(&table, &rows, &cols, keyword, content, row);
     }
 };
 
@@ -278,7 +273,7 @@ int read_atom_types(QUORIX_ATOM* atom, LoopTable& atoms, char** content, long ro
         return 0;
     }
     if (!quorix_cell_import_cif_exist_keyword("_atom_type_oxidation_number", content, row)) {
-        if (quorix_cell_import_cif_read_atom_type(atom, atoms.cell, atoms.rows, atoms.cols)) {
+        if (quorix_cell_import_cif_read_atom_type(atom, atoms.table, atoms.rows, atoms.cols)) {
             std::fprintf(stderr, "Error: quorix_cell_import_cif_read_atom_type() returns non-zero.\n");
             return 1;
         }
@@ -289,7 +284,7 @@ int read_atom_types(QUORIX_ATOM* atom, LoopTable& atoms, char** content, long ro
         std::fprintf(stderr, "Error: unable to find keyword '_atom_type_symbol' in cif file.\n");
         return 1;
     }
-    if (quorix_cell_import_cif_read_atom_typeos(atom, atoms.cell, atoms.rows, atoms.cols, types.cell, types.rows,
+    if (quorix_cell_import_cif_read_atom_typeos(atom, atoms.table, atoms.rows, atoms.cols, types.table, types.rows,
                                                 types.cols)) {
         std::fprintf(stderr, "Error: quorix_cell_import_cif_read_atom_typeos() returns non-zero.\n");
         return 1;
@@ -297,8 +292,35 @@ int read_atom_types(QUORIX_ATOM* atom, LoopTable& atoms, char** content, long ro
     return 0;
 }
 
-// The atoms of the asymmetric unit with settled types and oxidation states, then expanded
-// by the symmetry into the full cell. Returns the atom array (owned) and its count.
+// Names, element types, charges, coordinates and occupancies from the atom loop.
+int read_atom_sites(QUORIX_ATOM* atom, long count, LoopTable& atoms, char** content, long row) {
+    if (quorix_cell_import_cif_read_atom_name(atom, atoms.table, atoms.rows, atoms.cols)) {
+        std::fprintf(stderr, "Error: quorix_cell_import_cif_read_atom_name() returns non-zero.\n");
+        return 1;
+    }
+    if (read_atom_types(atom, atoms, content, row)) return 1;
+    if (quorix_cell_import_cif_read_atom(atom, atoms.table, atoms.rows, atoms.cols)) {
+        std::fprintf(stderr, "Error: quorix_cell_import_cif_read_atom() returns non-zero.\n");
+        return 1;
+    }
+    if (quorix_atom_name_to_type(atom, static_cast<int>(count))) {
+        std::fprintf(stderr, "Error: quorix_atom_name_to_typeos() returns non-zero.\n");
+        return 1;
+    }
+    return 0;
+}
+
+// Runs `replace` on the array held by `atom`, which may swap it for a new one.
+template <class Replace>
+int replace_atoms(AtomPtr& atom, Replace&& replace) {
+    QUORIX_ATOM* raw = atom.release();
+    const int status = replace(&raw);
+    atom.reset(raw);
+    return status;
+}
+
+// The atoms of the asymmetric unit with settled oxidation states, expanded by the symmetry
+// into the full cell. Returns the atom array (owned) and its count.
 QUORIX_ATOM* read_full_cell_atoms(long* total, char** content, long row, QUORIX_SYMMETRY* symmetry) {
     LoopTable atoms;
     if (atoms.read("_atom_site_label", content, row)) {
@@ -311,30 +333,12 @@ QUORIX_ATOM* read_full_cell_atoms(long* total, char** content, long row, QUORIX_
         std::fprintf(stderr, "Error: unable to allocate QUORIX_ATOM.\n");
         return nullptr;
     }
-    if (quorix_cell_import_cif_read_atom_name(atom.get(), atoms.cell, atoms.rows, atoms.cols)) {
-        std::fprintf(stderr, "Error: quorix_cell_import_cif_read_atom_name() returns non-zero.\n");
-        return nullptr;
-    }
-    if (read_atom_types(atom.get(), atoms, content, row)) return nullptr;
-    if (quorix_cell_import_cif_read_atom(atom.get(), atoms.cell, atoms.rows, atoms.cols)) {
-        std::fprintf(stderr, "Error: quorix_cell_import_cif_read_atom() returns non-zero.\n");
-        return nullptr;
-    }
-    if (quorix_atom_name_to_type(atom.get(), static_cast<int>(count))) {
-        std::fprintf(stderr, "Error: quorix_atom_name_to_typeos() returns non-zero.\n");
-        return nullptr;
-    }
-    QUORIX_ATOM* raw = atom.release();
-    const int forked = quorix_atom_fork_os(&raw, &count);
-    atom.reset(raw);
-    if (forked) {
+    if (read_atom_sites(atom.get(), count, atoms, content, row)) return nullptr;
+    if (replace_atoms(atom, [&](QUORIX_ATOM** a) { return quorix_atom_fork_os(a, &count); })) {
         std::fprintf(stderr, "Error: quorix_atom_fork_os() returns non-zero.\n");
         return nullptr;
     }
-    raw = atom.release();
-    const int spawned = quorix_atom_spawn_by_symmetry(&raw, &count, symmetry);
-    atom.reset(raw);
-    if (spawned) {
+    if (replace_atoms(atom, [&](QUORIX_ATOM** a) { return quorix_atom_spawn_by_symmetry(a, &count, symmetry); })) {
         std::fprintf(stderr, "Error: quorix_atom_spawn_by_symmetry() returns non-zero.\n");
         return nullptr;
     }
