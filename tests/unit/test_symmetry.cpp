@@ -1,0 +1,456 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "cli.hpp"
+#include "quorix-alloc.hpp"
+#include "quorix-import-atom.hpp"
+#include "quorix-import-cif.hpp"
+#include "quorix-import-symmetry.hpp"
+
+namespace {
+
+using quorix_test::ScratchDir;
+using quorix_test::symcards_db;
+
+constexpr int kSettings = 530;
+
+QUORIX_CARD parse(const char* text) {
+    QUORIX_CARD card{};
+    EXPECT_EQ(quorix_card_set_by_text(&card, text), 0) << text;
+    return card;
+}
+
+void expect_card(const QUORIX_CARD& card, const std::vector<std::vector<double>>& rows,
+                 const std::vector<double>& translation) {
+    for (int i = 0; i < 3; i++) {
+        for (int j = 0; j < 3; j++) EXPECT_EQ(card.r_f[i][j], rows[i][j]) << card.text << " r[" << i << "][" << j << "]";
+        EXPECT_DOUBLE_EQ(card.t_f[i], translation[i]) << card.text << " t[" << i << "]";
+    }
+}
+
+// Text rows as the CIF reader hands them over.
+struct Rows {
+    std::vector<std::string> text;
+    std::vector<char*> row;
+    explicit Rows(const std::string& cif) {
+        std::istringstream in(cif);
+        for (std::string line; std::getline(in, line);) text.push_back(line);
+        for (auto& line : text) row.push_back(line.data());
+    }
+    QUORIX_SYMMETRY* symmetry() {
+        return quorix_symmetry_import_from_array_char_2D(row.data(), static_cast<long>(row.size()),
+                                                         symcards_db().c_str());
+    }
+};
+
+struct Loaded {
+    CellPtr cell;
+    SymmetryPtr symmetry;
+};
+
+Loaded read_cif(const std::string& name) {
+    QUORIX_CELL* cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    testing::internal::CaptureStdout();
+    const int failed = quorix_cell_import_cif_from_file(&cell, &symmetry, quorix_test::test_data(name).c_str(),
+                                                        symcards_db().c_str(), quorix_test::unitary_db().c_str());
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(failed, 0) << name;
+    return {CellPtr(failed ? nullptr : cell), SymmetryPtr(failed ? nullptr : symmetry)};
+}
+
+// Space group found by the structure search, with its output.
+struct Search {
+    SymmetryPtr found;
+    std::string out;
+};
+
+Search search(QUORIX_CELL* cell, const std::string& symcards, double accuracy = 0.0) {
+    testing::internal::CaptureStdout();
+    SymmetryPtr found(quorix_symmetry_calculate_from_cell(cell, accuracy, symcards.c_str()));
+    return {std::move(found), testing::internal::GetCapturedStdout()};
+}
+
+// Operation as one number: rotation entries (-1, 0, 1) and the translation in twelfths modulo 1.
+long integer_form(const double r[3][3], const double t[3]) {
+    long code = 0;
+    for (int i = 0; i < 3; i++)
+        for (int j = 0; j < 3; j++) code = code * 3 + std::lround(r[i][j]) + 1;
+    for (int i = 0; i < 3; i++) code = code * 12 + ((std::lround(t[i] * 12) % 12) + 12) % 12;
+    return code;
+}
+
+std::string run_python(const std::string& command) {
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return {};
+    std::string out;
+    char buffer[4096];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof(buffer), pipe)) > 0;) out.append(buffer, n);
+    return pclose(pipe) == 0 ? out : std::string();
+}
+
+}  // namespace
+
+TEST(SymmetryCard, SignsFractionsAndDecimals) {
+    expect_card(parse("-x+1/2,y,z"), {{-1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0.5, 0, 0});
+    expect_card(parse("'x, y, z'"), {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0});
+    expect_card(parse("x-y,x,z+1/6"), {{1, -1, 0}, {1, 0, 0}, {0, 0, 1}}, {0, 0, 1.0 / 6});
+    expect_card(parse("1/4-x,y-1/2,-1/2+z"), {{-1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {-0.25, -0.5, -0.5});
+    expect_card(parse("-y+2/3,X-Y+1/3,\tz+5/6\r\n"), {{0, -1, 0}, {1, -1, 0}, {0, 0, 1}}, {2.0 / 3, 1.0 / 3, 5.0 / 6});
+    expect_card(parse("+x,2y,z"), {{1, 0, 0}, {0, -1, 0}, {0, 0, 1}}, {0, 0, 0});  // one-character sign test
+    // Decimals are read from the field's start and always negated; integer offsets are dropped.
+    expect_card(parse("0.5+x,x+0.25,z+1"), {{1, 0, 0}, {1, 0, 0}, {0, 0, 1}}, {-0.5, 0, 0});
+    // Reduction into [-1, 1] keeps the ends: -2.0 negated is 2.0, brought down to 1.0.
+    expect_card(parse("2.5+x,-2.0+y,1.75+z"), {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {-0.5, 1.0, -0.75});
+    const QUORIX_CARD huge = parse("-1.0e300+x,y,z");  // terminates, and stays within [-1, 1]
+    EXPECT_TRUE(huge.t_f[0] >= -1.0 && huge.t_f[0] <= 1.0);
+
+    QUORIX_CARD card{};
+    EXPECT_EQ(quorix_card_set_by_text(&card, "x+0.123456789,y+0.123456789,z+0.123456789"), 0);
+    EXPECT_STREQ(card.text, "x+0.123456789,y+0.123456789,z+0.123");
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_card_set_by_text(&card, nullptr), 1);
+    EXPECT_EQ(quorix_card_set_by_text(&card, "x+1/0,y,z"), 1);
+    EXPECT_EQ(quorix_card_set_by_text(&card, "x,y,nan.+z"), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: unable to set QUORIX_CARD->text.\n"
+              "Error: unreadable translation in symmetry operation x+1/0,y,z.\n"
+              "Error: unreadable translation in symmetry operation x,y,nan.+z.\n");
+}
+
+TEST(SymmetryLookup, NamesOfRealCifsFindTheirGroup) {
+    struct Case {
+        const char* hm;
+        int id;
+        const char* hall;
+    };
+    const Case cases[] = {
+        {"P n m a", 62, "-P 2ac 2n"},       {"F m -3 m", 225, "-F 4 2 3"},      {"R -3 m", 166, "-R 3 2\""},
+        {"C m c a", 64, "-C 2bc 2"},        {"R -3 c :R", 167, "-P 3* 2n"},     {"P n -3 m :1", 224, "P 4n 2 3 -1n"},
+        {"F d -3 m :2", 227, "-F 4vw 2vw 3"}, {"P 63/m m c", 194, "-P 6c 2c"},  {"P 1 21/m 1", 11, "-P 2yb"},
+        {"C 1 2/c 1", 15, "-C 2yc"},        {"P 21/c", 14, "-P 2ybc"},          {"P21/n", 14, "-P 2yn"},
+        {"R 3 c :H", 161, "R 3 -2\"c"},     {"P 21 3", 198, "P 2ac 2ab 3"},     {"C 1 2/m 1", 12, "-C 2y"},
+        {"P -3 m 1", 164, "-P 3 2\""},      {"P 42/m n m", 136, "-P 4n 2n"},    {"P 1", 1, "P 1"},
+        {"Fd-3m:2", 227, "-F 4vw 2vw 3"},  {"I 41/a c d :2", 142, "-I 4bd 2c"}, {"C222", 21, "C 2 2"},
+    };
+    for (const Case& c : cases) {
+        SymmetryPtr by_hm(quorix_symmetry_import_by_keyword_HM(c.hm, symcards_db().c_str()));
+        ASSERT_TRUE(by_hm) << c.hm;
+        EXPECT_EQ(by_hm->sg_id, c.id) << c.hm;
+        EXPECT_STREQ(by_hm->sg_Hall, c.hall) << c.hm;
+        EXPECT_STREQ(by_hm->sg_HM, c.hm);
+        SymmetryPtr by_hall(quorix_symmetry_import_by_keyword_Hall(c.hall, symcards_db().c_str()));
+        ASSERT_TRUE(by_hall) << c.hall;
+        EXPECT_EQ(by_hall->total, by_hm->total) << c.hall;
+        EXPECT_EQ(by_hall->sg_id, c.id) << c.hall;
+    }
+    SymmetryPtr pnma(quorix_symmetry_import_by_keyword_id("62", symcards_db().c_str()));
+    ASSERT_TRUE(pnma);
+    EXPECT_STREQ(pnma->sg_HM, "P n m a");
+    EXPECT_EQ(pnma->total, 8);
+    EXPECT_STREQ(pnma->card[0].text, "x,y,z");
+    // Substrings: the first record that holds the text wins.
+    SymmetryPtr p2(quorix_symmetry_import_by_keyword_HM("P 2", symcards_db().c_str()));
+    EXPECT_STREQ(p2->sg_Hall, "P 2y");
+    SymmetryPtr c222(quorix_symmetry_import_by_keyword_HM("C 2 2 2", symcards_db().c_str()));
+    EXPECT_EQ(c222->sg_id, 20);  // inside 'C 2 2 21'
+}
+
+TEST(SymmetryLookup, MissingNamesNumbersAndFiles) {
+    const std::string db = symcards_db();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_symmetry_import_by_keyword_HM("X 9 9", db.c_str()), nullptr);
+    EXPECT_EQ(quorix_symmetry_import_by_keyword_HM("", db.c_str()), nullptr);
+    EXPECT_EQ(quorix_symmetry_import_by_keyword_id("999", db.c_str()), nullptr);
+    EXPECT_EQ(quorix_symmetry_import_by_keyword_Hall("-Q 1", db.c_str()), nullptr);
+    EXPECT_EQ(quorix_symmetry_import_by_internal_no(0, db.c_str()), nullptr);
+    EXPECT_EQ(quorix_symmetry_import_by_internal_no(kSettings + 1, db.c_str()), nullptr);
+    EXPECT_EQ(quorix_symmetry_import_by_internal_no(1, "/nonexistent/symcards"), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: unable to find keyword H-M X 9 9 in " + db + ".\n" +
+                  "Error: unable to find keyword H-M  in " + db + ".\n" +
+                  "Error: unable to find keyword id 999 in " + db + ".\n" +
+                  "Error: unable to find keyword Hall -Q 1 in " + db + ".\n" +
+                  "Error: unable to find required space group No.0 in " + db + ".\n" +
+                  "Error: unable to find required space group No.531 in " + db + ".\n" +
+                  "Error: unable to open /nonexistent/symcards\n");
+
+    // A record whose operation count runs past the end of the data, and one that does not parse.
+    ScratchDir dir;
+    const auto damaged = dir.write("symcards.dat", "# '#' before the data is not a record\nDATA_START\n"
+                                                   "# 1\n1\n'P 1'\n'P 1'\n1\nx,y,z\n"
+                                                   "# 2\n2\n'-P 1'\n'P -1'\n2\nx,y,z\nx+1/0,y,z\n"
+                                                   "# 3\n3\n'P 2y'\n'P 1 2 1'\n5\nx,y,z\nDATA_END\n");
+    testing::internal::CaptureStderr();
+    SymmetryPtr first(quorix_symmetry_import_by_internal_no(1, damaged.c_str()));
+    EXPECT_EQ(quorix_symmetry_import_by_internal_no(2, damaged.c_str()), nullptr);
+    EXPECT_EQ(quorix_symmetry_import_by_keyword_id("3", damaged.c_str()), nullptr);
+    const std::string err = testing::internal::GetCapturedStderr();
+    ASSERT_TRUE(first);
+    EXPECT_STREQ(first->sg_HM, "P 1");
+    EXPECT_NE(err.find("quorix_card_set_by_text() returns non-zero.\n"), std::string::npos);
+    EXPECT_NE(err.find("Error: damaged space group record in " + damaged.string() + ".\n"), std::string::npos);
+}
+
+// Every setting reads back as spglib's operations: compared with the generator's dump where
+// spglib is available, and checked as a group of proper operations everywhere.
+TEST(SymmetryDatabase, AllSettingsAreSpglibGroups) {
+    std::vector<SymmetryPtr> settings;
+    for (int no = 1; no <= kSettings; no++) {
+        settings.emplace_back(quorix_symmetry_import_by_internal_no(no, symcards_db().c_str()));
+        ASSERT_TRUE(settings.back()) << no;
+    }
+    EXPECT_EQ(SymmetryPtr(quorix_symmetry_import_by_keyword_id("230", symcards_db().c_str()))->sg_id, 230);
+
+    for (int no = 1; no <= kSettings; no++) {
+        const QUORIX_SYMMETRY& s = *settings[no - 1];
+        std::unordered_set<long> operations;
+        for (int c = 0; c < s.total; c++) {
+            const QUORIX_CARD& card = s.card[c];
+            for (int i = 0; i < 3; i++) {
+                EXPECT_TRUE(card.t_f[i] >= 0.0 && card.t_f[i] < 1.0) << no << " " << card.text;
+                EXPECT_NEAR(card.t_f[i] * 12, std::round(card.t_f[i] * 12), 1e-9) << no << " " << card.text;
+            }
+            operations.insert(integer_form(card.r_f, card.t_f));
+        }
+        ASSERT_EQ(operations.size(), static_cast<size_t>(s.total)) << no;
+        EXPECT_EQ(integer_form(s.card[0].r_f, s.card[0].t_f), integer_form(settings[0]->card[0].r_f, settings[0]->card[0].t_f))
+            << no << ": the identity comes first";
+        // Closed under composition modulo lattice translations.
+        for (int a = 0; a < s.total; a++)
+            for (int b = 0; b < s.total; b++) {
+                double r[3][3] = {}, t[3] = {};
+                for (int i = 0; i < 3; i++) {
+                    t[i] = s.card[a].t_f[i];
+                    for (int k = 0; k < 3; k++) {
+                        t[i] += s.card[a].r_f[i][k] * s.card[b].t_f[k];
+                        for (int j = 0; j < 3; j++) r[i][j] += s.card[a].r_f[i][k] * s.card[b].r_f[k][j];
+                    }
+                }
+                ASSERT_TRUE(operations.count(integer_form(r, t))) << no << ": " << a << " * " << b;
+            }
+    }
+
+    const std::string dump = run_python("/usr/bin/python3 " QUORIX_TOOLS_DIR "/make_symcards.py --dump 2>/dev/null");
+    if (dump.empty()) GTEST_SKIP() << "python3 with spglib is not available";
+    std::map<int, std::set<long>> expected;
+    std::istringstream in(dump);
+    for (int no; in >> no;) {
+        double r[3][3], t[3];
+        for (auto& row : r)
+            for (double& v : row) in >> v;
+        for (double& v : t) in >> v;
+        expected[no].insert(integer_form(r, t));
+    }
+    ASSERT_EQ(expected.size(), static_cast<size_t>(kSettings));
+    for (int no = 1; no <= kSettings; no++) {
+        std::set<long> loaded;
+        for (int c = 0; c < settings[no - 1]->total; c++)
+            loaded.insert(integer_form(settings[no - 1]->card[c].r_f, settings[no - 1]->card[c].t_f));
+        EXPECT_EQ(loaded, expected[no]) << "setting " << no;
+    }
+}
+
+TEST(SymmetryOfCif, PreferenceOrderOfItems) {
+    const std::string loop_xyz = "loop_\n_symmetry_equiv_pos_site_id\n_symmetry_equiv_pos_as_xyz\n1 x,y,z\n"
+                                 "2 '-x, -y, -z'\n\n";
+    const std::string loop_symop = "loop_\n_space_group_symop_id\n_space_group_symop_operation_xyz\n"
+                                   "1 x,y,z\n2 -x,y,-z\n3 x+1/2,y+1/2,z\n4 -x+1/2,y+1/2,-z\n\n";
+    const std::string hm = "_symmetry_space_group_name_H-M 'P n m a'\n";
+    const std::string number = "_space_group_IT_number 164\n";
+    const std::string hall = "_space_group_name_Hall 'P 2ac 2ab 3'\n";
+
+    struct Case {
+        std::string cif;
+        int total;
+        int id;
+        const char* message;
+    };
+    const Case cases[] = {
+        {hm + number + loop_symop + loop_xyz + hall, 2, 0, "_symmetry_equiv_pos_as_xyz/_space_group_symop_operation_xyz"},
+        {hm + loop_symop, 4, 0, "_symmetry_equiv_pos_as_xyz/_space_group_symop_operation_xyz"},
+        {hall + number + hm, 8, 62, "H-M symbol"},
+        {hall + number, 12, 164, "IT id"},
+        {"_space_group_id 2\n" + hall, 2, 2, "IT id"},
+        {hall, 12, 198, "Hall symbol"},
+    };
+    for (const Case& c : cases) {
+        Rows rows(c.cif);
+        testing::internal::CaptureStdout();
+        SymmetryPtr symmetry(rows.symmetry());
+        const std::string out = testing::internal::GetCapturedStdout();
+        ASSERT_TRUE(symmetry) << c.cif;
+        EXPECT_EQ(symmetry->total, c.total) << c.cif;
+        EXPECT_EQ(symmetry->sg_id, c.id) << c.cif;
+        EXPECT_NE(out.find(std::string("Message: determining symmetry from ") + c.message + " ...\n"),
+                  std::string::npos)
+            << out;
+    }
+    Rows loop_rows(loop_xyz);
+    testing::internal::CaptureStdout();
+    SymmetryPtr from_loop(loop_rows.symmetry());
+    testing::internal::GetCapturedStdout();
+    EXPECT_STREQ(from_loop->card[1].text, "-x, -y, -z");
+    EXPECT_STREQ(from_loop->sg_HM, "");
+
+    // No symmetry at all, a name the database lacks (no fall-through to the next item), a
+    // singular operation and a missing operation value.
+    struct Failure {
+        std::string cif;
+        std::string err;
+    };
+    const Failure failures[] = {
+        {"_cell_length_a 4.0\n", ""},
+        {"_symmetry_space_group_name_H-M 'Q 9'\n" + hall, "quorix_symmetry_import_by_keyword_HM() returns NULL.\n"},
+        {"loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z\nx,x,z\n", "Error: invalid symmetry operation x,x,z.\n"},
+        {"loop_\n_symmetry_equiv_pos_site_id\n_symmetry_equiv_pos_as_xyz\n1 x,y,z\n2\n",
+         "quorix_card_set_by_text() returns non-zero.\n"},
+    };
+    for (const Failure& f : failures) {
+        Rows rows(f.cif);
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        SymmetryPtr symmetry(rows.symmetry());
+        const std::string err = testing::internal::GetCapturedStderr();
+        testing::internal::GetCapturedStdout();
+        EXPECT_FALSE(symmetry) << f.cif;
+        EXPECT_TRUE(f.err.empty() ? err.empty() : err.ends_with(f.err)) << f.cif << err;
+    }
+}
+
+TEST(SymmetrySearch, RealStructuresFindTheirGroup) {
+    struct Case {
+        const char* cif;
+        int id;
+        const char* hm;
+    };
+    const Case cases[] = {
+        {"LiFePO4_COD4001848.cif", 62, "P n m a"},
+        {"Al2O3_corundum_COD1010914.cif", 167, "R -3 c :R"},
+        {"K2SO4_alpha_COD1000049.cif", 194, "P 63/m m c"},
+        {"Li7La3Zr2O12_tetragonal_P1_pymatgen.cif", 142, "I 41/a c d :2"},
+    };
+    for (const Case& c : cases) {
+        Loaded loaded = read_cif(c.cif);
+        ASSERT_TRUE(loaded.cell);
+        Search result = search(loaded.cell.get(), symcards_db());
+        ASSERT_TRUE(result.found) << c.cif;
+        EXPECT_EQ(result.found->sg_id, c.id) << c.cif;
+        EXPECT_STREQ(result.found->sg_HM, c.hm);
+        EXPECT_TRUE(result.out.ends_with("Message: determined space group: " + std::string(c.hm) + "\n"));
+        EXPECT_NE(result.out.find("Message: total 530 space group settings found in " + symcards_db() + ".\n"),
+                  std::string::npos);
+    }
+
+    // A C2/m structure also fits its subgroup P 1 21/a 1, which the file lists later.
+    Loaded mica = read_cif("Lepidolite_Li_mica_AMCSD0015659.cif");
+    EXPECT_TRUE(quorix_cell_validate_by_symmetry(
+        mica.cell.get(), SymmetryPtr(quorix_symmetry_import_by_keyword_HM("C 1 2/m 1", symcards_db().c_str())).get(),
+        0.01));
+    EXPECT_EQ(search(mica.cell.get(), symcards_db()).found->sg_id, 14);
+}
+
+TEST(SymmetrySearch, ValidationRulesAndNoFit) {
+    // Two atoms related by inversion; a lone atom near the origin whose inverse wraps to the
+    // far face has no partner, since distances take no periodic images.
+    const char* const setting_p1 = "# 1\n1\n'P 1'\n'P 1'\n1\nx,y,z\n";
+    const char* const setting_pm1 = "# 2\n2\n'-P 1'\n'P -1'\n2\nx,y,z\n-x,-y,-z\n";
+    ScratchDir dir;
+    const std::string both = dir.write("both.dat", std::string("DATA_START\n") + setting_p1 + setting_pm1 + "DATA_END\n");
+    const std::string inversion_only = dir.write("inv.dat", std::string("DATA_START\n") + setting_pm1 + "DATA_END\n");
+    SymmetryPtr pm1(quorix_symmetry_import_by_internal_no(2, both.c_str()));
+
+    CellPtr cell(quorix_cell_new(2));
+    cell->parameter[0] = cell->parameter[1] = cell->parameter[2] = 5.0;
+    cell->angle[0] = cell->angle[1] = cell->angle[2] = 90.0;
+    const double positions[2][3] = {{0.2, 0.3, 0.4}, {0.8, 0.7, 0.6}};
+    for (int i = 0; i < 2; i++) {
+        std::strcpy(cell->atom[i].type, "O");
+        cell->atom[i].os = -2;
+        cell->atom[i].occ = 1.0;
+        for (int k = 0; k < 3; k++) cell->atom[i].x_f[k] = positions[i][k];
+    }
+    quorix_cell_update_cartesion(cell.get());
+    EXPECT_TRUE(quorix_cell_validate_by_symmetry(cell.get(), pm1.get(), 0.0));
+    EXPECT_TRUE(cell->atom[0].ignored && cell->atom[1].ignored);  // marks of the last operation stay
+    Search fits = search(cell.get(), both);
+    EXPECT_STREQ(fits.found->sg_HM, "P -1");
+    EXPECT_NE(fits.out.find("Message: structure fits to symmetry P 1.\nMessage: structure fits to symmetry P -1.\n"),
+              std::string::npos);
+
+    cell->atom[1].occ = 0.9996;  // occupancies must agree within 0.0005
+    EXPECT_TRUE(quorix_cell_validate_by_symmetry(cell.get(), pm1.get(), 0.0));
+    cell->atom[1].occ = 0.999;
+    EXPECT_FALSE(quorix_cell_validate_by_symmetry(cell.get(), pm1.get(), 0.0));
+    EXPECT_FALSE(cell->atom[0].ignored || cell->atom[1].ignored);
+    cell->atom[1].occ = 1.0;
+    cell->atom[1].x_f[0] = 0.801;  // 0.005 A off: inside a 0.01 A tolerance, outside 0.001 A
+    quorix_cell_update_cartesion(cell.get());
+    EXPECT_TRUE(quorix_cell_validate_by_symmetry(cell.get(), pm1.get(), 0.01));
+    EXPECT_FALSE(quorix_cell_validate_by_symmetry(cell.get(), pm1.get(), 0.001));
+
+    cell->total = 1;
+    cell->atom[0].x_f[0] = 0.0002;
+    cell->atom[0].x_f[1] = cell->atom[0].x_f[2] = 0.5;
+    quorix_cell_update_cartesion(cell.get());
+    EXPECT_FALSE(quorix_cell_validate_by_symmetry(cell.get(), pm1.get(), 0.01));
+
+    testing::internal::CaptureStderr();
+    Search none = search(cell.get(), inversion_only);
+    EXPECT_FALSE(none.found);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: unable to find required space group No.0 in " + inversion_only + ".\n" +
+                  "Error: quorix_symmetry_import_by_internal_no() returns NULL at 0.\n");
+
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(quorix_cell_validate_by_symmetry(nullptr, pm1.get(), 0.01));
+    EXPECT_FALSE(search(nullptr, both).found);
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err,
+              "Error: QUORIX_CELL or QUORIX_SYMMETRY has not been properly initialized.\n"
+              "Error: QUORIX_CELL has not been properly initialized.\n");
+    EXPECT_EQ(search(cell.get(), dir.path().string() + "/missing.dat").out,
+              "Error: unable to open " + dir.path().string() + "/missing.dat.\n");
+}
+
+TEST(SymmetryGrid, IntegerFormsWrapIntoTheGrid) {
+    SymmetryPtr symmetry(quorix_symmetry_new(2));
+    ASSERT_EQ(quorix_card_set_by_text(&symmetry->card[0], "x,y,z"), 0);
+    ASSERT_EQ(quorix_card_set_by_text(&symmetry->card[1], "-y+2/3,x-y+1/3,z+5/6"), 0);
+    const long bound[3] = {12, 24, 10};
+    ASSERT_EQ(quorix_symmetry_fill_card_discrete(symmetry.get(), bound), 0);
+    const QUORIX_CARD& card = symmetry->card[1];
+    EXPECT_EQ(card.r_i[0][1], -1);
+    EXPECT_EQ(card.r_i[1][0], 1);
+    EXPECT_EQ(card.r_i[1][1], -1);
+    EXPECT_EQ(card.t_i[0], 8);
+    EXPECT_EQ(card.t_i[1], 8);
+    EXPECT_EQ(card.t_i[2], 8);  // 8.33 rounds to 8
+
+    long x[3] = {11, 0, 9};
+    quorix_card_transform_vector3_long(x, x, bound, &card);  // output may be the input
+    EXPECT_EQ(x[0], 8);        // -0 + 8
+    EXPECT_EQ(x[1], 19);       // 11 - 0 + 8
+    EXPECT_EQ(x[2], 7);        // 9 + 8 - 10
+    const long far[3] = {-30, 100, -1};
+    long out[3];
+    quorix_card_transform_vector3_long(out, far, bound, &card);
+    EXPECT_EQ(out[0], (-100 + 8 + 12 * 9) % 12);
+    EXPECT_EQ(out[1], (-30 - 100 + 8 + 24 * 6) % 24);
+    EXPECT_EQ(out[2], 7);
+
+    testing::internal::CaptureStderr();
+    SymmetryPtr empty(quorix_symmetry_new(0));
+    EXPECT_EQ(quorix_symmetry_fill_card_discrete(empty.get(), bound), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: QUORIX_SYMMETRY has not been properly initialized.\n");
+}
