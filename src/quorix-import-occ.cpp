@@ -330,7 +330,8 @@ private:
     std::vector<std::vector<long>> column_;  // per label, the sites listed as fractional
 };
 
-// One atom of the species on the site, chosen with probability proportional to its occupancy.
+// One atom of the species on the site, chosen with probability proportional to its occupancy;
+// -1 when the species has no usable atom there.
 long pick_occupant(const QUORIX_CELL* cell, const std::vector<long>& site, const QUORIX_ATOM& species) {
     auto candidate = [&](long i) {
         return usable_occupancy(cell->atom[i].occ) && same_species(cell->atom[i], species);
@@ -509,8 +510,9 @@ QUORIX_CELL* quorix_cell_assign_partial_occ_at_conducting_site(QUORIX_CELL* cell
         const std::vector<int> label = SiteRounding(table.p, table.sites, table.labels).labels();
         for (size_t s = 0; s < sites.size(); s++) {
             for (long i : sites[s]) fate[i] = Fate::dropped;
-            if (label[s] != table.vacancy())
-                fate[pick_occupant(cell, sites[s], *table.species[label[s]])] = Fate::filled;
+            if (label[s] == table.vacancy()) continue;
+            const long occupant = pick_occupant(cell, sites[s], *table.species[label[s]]);
+            if (occupant >= 0) fate[occupant] = Fate::filled;
         }
     }
     return copy_with_fates(cell, fate);
