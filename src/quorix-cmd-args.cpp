@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "quorix-cmd.hpp"
+#include "quorix-import-cif.hpp"
 
 namespace quorix_cmd {
 
@@ -21,6 +22,25 @@ bool parse_with(const QUORIX_CMD_OPT* opt, int index, const char* format, T* val
     const char* text = argument(opt, index);
     if (!text) return true;
     return std::sscanf(text, format, value) == 1 || report_wrong(word);
+}
+
+// Runs a structure reader, takes ownership of what it produced and reports its failure.
+template <class Reader>
+Structure read_with(const char* reader_name, Reader read) {
+    QUORIX_CELL* cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    const int failed = read(&cell, &symmetry);
+    Structure structure{CellPtr(cell), SymmetryPtr(symmetry)};
+    if (!failed) return structure;
+    std::fprintf(stderr, "Error: %s() returns non-zero.\n", reader_name);
+    return {};
+}
+
+// The inline structure text after "-:text".
+TextPtr inline_text(const QUORIX_CMD_OPT* opt) {
+    TextPtr text(quorix_cmd_opt_cat_tail(opt));
+    if (!text) std::fprintf(stderr, "Error: quorix_cmd_opt_cat_tail() returns NULL.\n");
+    return text;
 }
 
 char first_char(const QUORIX_CMD_OPT* opt, int index) {
@@ -123,10 +143,19 @@ std::string assigned_cell_name(const QUORIX_CMD_OPT* opt) {
     return name + "_assigned.cif";
 }
 
-TextPtr inline_text(const QUORIX_CMD_OPT* opt) {
-    TextPtr text(quorix_cmd_opt_cat_tail(opt));
-    if (!text) std::fprintf(stderr, "Error: quorix_cmd_opt_cat_tail() returns NULL.\n");
-    return text;
+
+Structure read_structure(const QUORIX_CMD_OPT* opt) {
+    return read_with("quorix_cell_import_cif_from_file", [opt](QUORIX_CELL** cell, QUORIX_SYMMETRY** symmetry) {
+        return quorix_cell_import_cif_from_file(cell, symmetry, argument(opt, 2), opt->dir_symcards, opt->dir_unitary);
+    });
+}
+
+Structure read_inline_structure(const QUORIX_CMD_OPT* opt) {
+    const TextPtr text = inline_text(opt);
+    if (!text) return {};
+    return read_with("quorix_cell_import_cif_from_text", [&](QUORIX_CELL** cell, QUORIX_SYMMETRY** symmetry) {
+        return quorix_cell_import_cif_from_text(cell, symmetry, text.get(), opt->dir_symcards, opt->dir_unitary);
+    });
 }
 
 void report_not_implemented() { std::fprintf(stderr, "Error: not implemented yet.\n"); }

@@ -64,8 +64,17 @@ std::string input_name(const QUORIX_CMD_OPT* opt);
 // argv[index] when given, otherwise the input name followed by `suffix`.
 std::string output_name(const QUORIX_CMD_OPT* opt, int index, const char* suffix);
 
-// The inline structure text after "-:text"; reports a failure and returns null.
-TextPtr inline_text(const QUORIX_CMD_OPT* opt);
+// A structure as read: the full cell and the symmetry it was completed by.
+struct Structure {
+    CellPtr cell;
+    SymmetryPtr symmetry;
+    explicit operator bool() const { return cell != nullptr; }
+};
+
+// Reads the CIF named by argv[2]; reports a failure and returns an empty structure.
+Structure read_structure(const QUORIX_CMD_OPT* opt);
+// Reads the structure given inline after "-:text"; reports a failure and returns an empty structure.
+Structure read_inline_structure(const QUORIX_CMD_OPT* opt);
 
 // Name of the supercell CIF that --gen-cube writes when conducting sites are partially occupied:
 // the input name without its last four characters (its extension) followed by "_assigned.cif".

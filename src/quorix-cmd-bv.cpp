@@ -135,8 +135,11 @@ constexpr double kDefaultRdsCutoff = -0.1;
 
 }  // namespace
 
+// Its further arguments are checked only once the structure has been read.
 void quorix_cmd_opt_do_print_ppt(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kPrintPptUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     double sf = -1.0;
     if (!parse_double(opt, 3, sf, "sf")) return;
     report_not_implemented();
@@ -157,17 +160,23 @@ void quorix_cmd_opt_do_print_ppt_full(QUORIX_CMD_OPT* opt) {
     } else if (!parse_double(opt, 3, sf, "sf")) {
         return;
     }
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
 void quorix_cmd_opt_do_cal_bv(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kCalBvUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
 // No usage text: the file argument is only checked for presence.
 void quorix_cmd_opt_do_cal_bv_gui(QUORIX_CMD_OPT* opt) {
     if (report_if_short(opt, 2)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
@@ -178,11 +187,15 @@ void quorix_cmd_opt_do_cal_bv_type(QUORIX_CMD_OPT* opt) {
     if (!parse_type(opt, 3, type1, "type1") || !parse_int(opt, 4, os1, "os1") || !parse_type(opt, 5, type2, "type2") ||
         !parse_int(opt, 6, os2, "os2"))
         return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
 void quorix_cmd_opt_do_cal_gii(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kCalGiiUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
@@ -191,6 +204,8 @@ void quorix_cmd_opt_do_cal_cn(QUORIX_CMD_OPT* opt) {
     char name[8] = "";
     double rds_cutoff = kDefaultRdsCutoff;
     if (!parse_name(opt, 3, name, "atom_name") || !parse_double(opt, 4, rds_cutoff, "rds_tiny")) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
@@ -202,6 +217,8 @@ void quorix_cmd_opt_do_cal_cn_atom(QUORIX_CMD_OPT* opt) {
     if (!parse_name(opt, 3, name, "atom_name") || !parse_type(opt, 4, type_c, "type_c") ||
         !parse_int(opt, 5, os_c, "os_c") || !parse_double(opt, 6, rds_cutoff, "rds_tiny"))
         return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
@@ -213,6 +230,8 @@ void quorix_cmd_opt_do_cal_cn_type(QUORIX_CMD_OPT* opt) {
     if (!parse_species(opt, 3, type, os) || !parse_type(opt, 5, type_c, "type_c") || !parse_int(opt, 6, os_c, "os_c") ||
         !parse_double(opt, 7, rds_cutoff, "rds_tiny"))
         return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
@@ -220,6 +239,8 @@ void quorix_cmd_opt_do_cal_cn_bv(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 3, kCalCnBvUsage)) return;
     char name[8] = "";
     if (!parse_name(opt, 3, name, "atom_name")) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
@@ -227,11 +248,16 @@ void quorix_cmd_opt_do_cal_tot_en(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kCalTotEnUsage)) return;
     double sf = -1.0;
     if (!parse_double(opt, 3, sf, "sf")) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
+// Its further arguments are checked only once the structure has been read.
 void quorix_cmd_opt_do_gen_cif_assign(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 4, kGenCifAssignUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     char type[3] = "";
     int os = 0;
     take_type(opt, 3, type);
@@ -242,13 +268,15 @@ void quorix_cmd_opt_do_gen_cif_assign(QUORIX_CMD_OPT* opt) {
 
 void quorix_cmd_opt_do_gen_cif_assign_all(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kGenCifAssignAllUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     const std::string name = output_name(opt, 3, ".assign.cif");
     report_not_implemented();
 }
 
 void quorix_cmd_opt_do_text_cal_bv(QUORIX_CMD_OPT* opt) {
     if (report_if_short(opt, 2)) return;
-    const TextPtr text = inline_text(opt);
-    if (!text) return;
+    const Structure structure = read_inline_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }

@@ -82,19 +82,27 @@ void quorix_cmd_opt_do_gen_cube(QUORIX_CMD_OPT* opt) {
     [[maybe_unused]] const bool periodic = flag(opt, 8, true);
     const std::string cube_name = output_name(opt, 9, ".cube");
     const std::string cif_name = assigned_cell_name(opt);
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
+// Its further arguments are checked only once the structure has been read.
 void quorix_cmd_opt_do_gen_gin_lib(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kGenGinLibUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     double sf = -1.0;
     if (!parse_double(opt, 3, sf, "screening factor")) return;
     const std::string name = output_name(opt, 4, ".lib");
     report_not_implemented();
 }
 
+// Its further arguments are checked only once the structure has been read.
 void quorix_cmd_opt_do_gen_gin(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kGenGinUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
     double sf = -1.0;
     if (!parse_double(opt, 3, sf, "screening factor")) return;
     const std::string name = output_name(opt, 4, "");
@@ -103,16 +111,16 @@ void quorix_cmd_opt_do_gen_gin(QUORIX_CMD_OPT* opt) {
 
 void quorix_cmd_opt_do_text_gen_gin_lib(QUORIX_CMD_OPT* opt) {
     if (report_if_short(opt, 2)) return;
-    const TextPtr text = inline_text(opt);
-    if (!text) return;
+    const Structure structure = read_inline_structure(opt);
+    if (!structure) return;
     report_not_implemented();
 }
 
 // argv[2] is the screening factor; the structure follows "-:text".
 void quorix_cmd_opt_do_text_gen_gin_lib_set_sf(QUORIX_CMD_OPT* opt) {
     if (report_if_short(opt, 3)) return;
-    const TextPtr text = inline_text(opt);
-    if (!text) return;
+    const Structure structure = read_inline_structure(opt);
+    if (!structure) return;
     double sf = -0.1;
     if (!parse_double(opt, 2, sf, "sf")) return;
     report_not_implemented();
