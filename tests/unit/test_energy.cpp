@@ -74,6 +74,22 @@ double strained_energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, cons
     return quorix_cell_calculate_total_energy(copy.get(), ppt);
 }
 
+// The screening-factor search of a set on the straightforward stress (six total energies a step).
+double straightforward_search(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
+    PropertyPtr copy(quorix_property_copy(ppt));
+    copy->sf = 0.75;
+    testing::internal::CaptureStdout();
+    quorix_property_search_screening_factor(copy.get(), [&](double sf, double* p) {
+        double s[3];
+        copy->sf = sf;
+        if (quorix_cell_calculate_stress_diagonal(s, cell, copy.get()) != 0) return 1;
+        *p = (s[0] + s[1] + s[2]) / 3.0;
+        return 0;
+    });
+    testing::internal::GetCapturedStdout();
+    return copy->sf;
+}
+
 // Li2O with its atoms moved off their sites, one Li site half occupied.
 QUORIX_CELL* distorted_li2o() {
     QUORIX_CELL* cell = quorix_test::make_li2o();
@@ -116,25 +132,36 @@ TEST(TotalEnergy, OnePairInALargeCell) {
 }
 
 TEST(Forces, AreTheNumericalGradientOfTheEnergy) {
-    CellPtr cell(distorted_li2o());
-    PropertyPtr ppt(shipped_set(cell.get(), 0.7));
-    ASSERT_TRUE(ppt);
-    cell->atom[7].ignored = true;
-    Vectors force(cell->total);
-    ASSERT_EQ(quorix_cell_calculate_force(force.get(), cell.get(), ppt.get()), 0);
-    EXPECT_EQ(force.get()[7][0], 0.0);
-    cell->atom[7].ignored = false;
-    ASSERT_EQ(quorix_cell_calculate_force(force.get(), cell.get(), ppt.get()), 0);
-    for (long i = 0; i < cell->total; i++) {
-        for (int k = 0; k < 3; k++) {
-            const double expected = numerical_force(cell.get(), ppt.get(), i, k);
-            EXPECT_NEAR(force.get()[i][k], expected, 1e-6 + 1e-5 * std::fabs(expected)) << "atom " << i << " axis " << k;
+    CellPtr li2o(distorted_li2o());
+    CellPtr olivine(quorix_test::read_cif("LiFePO4_COD4001848.cif"));  // occupancies above 1
+    ASSERT_TRUE(olivine);
+    quorix_test::displace(olivine.get(), 0.05);
+    for (QUORIX_CELL* cell : {li2o.get(), olivine.get()}) {
+        PropertyPtr ppt(shipped_set(cell, 0.7));
+        ASSERT_TRUE(ppt);
+        Vectors force(cell->total);
+        ASSERT_EQ(quorix_cell_calculate_force(force.get(), cell, ppt.get()), 0);
+        for (long i = 0; i < cell->total; i++) {
+            for (int k = 0; k < 3; k++) {
+                const double expected = numerical_force(cell, ppt.get(), i, k);
+                EXPECT_NEAR(force.get()[i][k], expected, 1e-6 + 1e-5 * std::fabs(expected))
+                    << cell->name << " atom " << i << " axis " << k;
+            }
         }
     }
+    // A fixed atom feels no force.
+    PropertyPtr ppt(shipped_set(li2o.get(), 0.7));
+    li2o->atom[7].ignored = true;
+    Vectors force(li2o->total);
+    ASSERT_EQ(quorix_cell_calculate_force(force.get(), li2o.get(), ppt.get()), 0);
+    EXPECT_EQ(force.get()[7][0], 0.0);
+    EXPECT_NE(force.get()[6][0], 0.0);
 }
 
 TEST(Stress, AgreesWithOtherStrainsOfTheEnergy) {
-    CellPtr cell(distorted_li2o());
+    CellPtr cell(quorix_test::read_cif("DyBO3_triclinic_COD2014429.cif"));
+    ASSERT_TRUE(cell);
+    quorix_test::displace(cell.get(), 0.05);
     PropertyPtr ppt(shipped_set(cell.get(), 0.7));
     ASSERT_TRUE(ppt);
     double diagonal[3], shear[3];
@@ -159,7 +186,7 @@ TEST(Stress, AgreesWithOtherStrainsOfTheEnergy) {
             (strained_energy(cell.get(), ppt.get(), plus) - strained_energy(cell.get(), ppt.get(), minus)) / (2 * h) / volume;
         EXPECT_NEAR(shear[k], expected, 1e-5 * std::fabs(expected) + 1e-7) << "shear " << k;
     }
-    // The distortion must leave shear to measure.
+    // The triclinic cell must leave shear to measure.
     EXPECT_GT(std::fabs(shear[0]) + std::fabs(shear[1]) + std::fabs(shear[2]), 1e-4);
 }
 
@@ -219,7 +246,8 @@ TEST(ScreeningFactor, FastStressIsBitIdenticalToTheStraightforwardOne) {
 }
 
 TEST(ScreeningFactor, Li2OSearchStepsThroughTheLowerBound) {
-    CellPtr cell(quorix_test::make_li2o());
+    CellPtr cell(quorix_test::read_cif("Li2O_COD9009059_occupancy.cif"));
+    ASSERT_TRUE(cell);
     std::string out;
     PropertyPtr ppt(shipped_set(cell.get(), -1.0, &out));
     ASSERT_TRUE(ppt);
@@ -229,27 +257,24 @@ TEST(ScreeningFactor, Li2OSearchStepsThroughTheLowerBound) {
     EXPECT_GT(ppt->sf, 0.55);
     EXPECT_LT(ppt->sf, 0.7);
 
-    // The same search on the straightforward stress ends on the same bits.
-    PropertyPtr reference(quorix_property_copy(ppt.get()));
-    reference->sf = 0.75;
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(quorix_property_search_screening_factor(reference.get(),
-                                                      [&](double sf, double* p) {
-                                                          double s[3];
-                                                          reference->sf = sf;
-                                                          if (quorix_cell_calculate_stress_diagonal(s, cell.get(), reference.get()))
-                                                              return 1;
-                                                          *p = (s[0] + s[1] + s[2]) / 3.0;
-                                                          return 0;
-                                                      }),
-              0);
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(reference->sf, ppt->sf);
+    EXPECT_EQ(straightforward_search(cell.get(), ppt.get()), ppt->sf);
 
     // A given factor is kept as it is.
     PropertyPtr given(shipped_set(cell.get(), 0.71, &out));
     EXPECT_EQ(given->sf, 0.71);
     EXPECT_EQ(out, "Message: sf=0.710000\n");
+}
+
+TEST(ScreeningFactor, FastSearchEndsOnTheSameBitsOnRealStructures) {
+    // Triclinic, rhombohedral, hexagonal, partial and mixed sites, occupancies above 1.
+    for (const char* name : {"DyBO3_triclinic_COD2014429.cif", "Al2O3_corundum_COD1010914.cif", "LiCoO2_VESTA.cif",
+                             "Na0.8CoO2_VESTA.cif", "CsSnCl3_In_COD4003024.cif", "LiFePO4_COD4001848.cif"}) {
+        CellPtr cell(quorix_test::read_cif(name));
+        ASSERT_TRUE(cell) << name;
+        PropertyPtr ppt(shipped_set(cell.get(), -1.0));
+        ASSERT_TRUE(ppt) << name;
+        EXPECT_EQ(straightforward_search(cell.get(), ppt.get()), ppt->sf) << name;
+    }
 }
 
 TEST(ScreeningFactor, FallsBackToTheDefault) {

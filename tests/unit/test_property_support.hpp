@@ -12,6 +12,7 @@
 #include "cli.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-atom.hpp"
+#include "quorix-import-cif.hpp"
 
 namespace quorix_test {
 
@@ -58,6 +59,19 @@ inline QUORIX_CELL* make_li2o() {
         for (double* x : {&site.x, &site.y, &site.z})
             if (*x >= 1) *x -= 1;
     return make_cell(4.619, 4.619, 4.619, 90, 90, 90, sites);
+}
+
+// A CIF of tests/data read as the commands read it, quietly; NULL when it cannot be read.
+inline QUORIX_CELL* read_cif(const std::string& name) {
+    QUORIX_CELL* cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    testing::internal::CaptureStdout();
+    const int failed = quorix_cell_import_cif_from_file(&cell, &symmetry, test_data(name).c_str(),
+                                                        symcards_db().c_str(), unitary_db().c_str());
+    testing::internal::GetCapturedStdout();
+    if (failed) return nullptr;
+    quorix_symmetry_free(symmetry);
+    return cell;
 }
 
 // Moves every atom by a fixed, irregular pattern of up to `amplitude` A per component.
