@@ -5,6 +5,9 @@
 
 #include <cstdio>
 
+#include "quorix-import-property.hpp"
+#include "quorix-rx.hpp"
+
 using namespace quorix_cmd;
 
 namespace {
@@ -133,6 +136,15 @@ constexpr const char* kGenCifAssignAllUsage[] = {
 // Omitted radial-density cutoff: the coordination functions replace it by their default.
 constexpr double kDefaultRdsCutoff = -0.1;
 
+// The force-field parameter set of a structure read (sorting its atoms); reports a failure.
+PropertyPtr import_property(const QUORIX_CMD_OPT* opt, const Structure& structure, const char* conducting_type,
+                            int conducting_os, double sf) {
+    PropertyPtr ppt(quorix_property_import_from_cell(structure.cell.get(), conducting_type, conducting_os, sf,
+                                                     opt->dir_unitary, opt->dir_binary));
+    if (!ppt) std::fprintf(stderr, "Error: quorix_property_import_from_cell() returns NULL.\n");
+    return ppt;
+}
+
 }  // namespace
 
 // Its further arguments are checked only once the structure has been read.
@@ -142,7 +154,8 @@ void quorix_cmd_opt_do_print_ppt(QUORIX_CMD_OPT* opt) {
     if (!structure) return;
     double sf = -1.0;
     if (!parse_double(opt, 3, sf, "sf")) return;
-    report_not_implemented();
+    const PropertyPtr ppt = import_property(opt, structure, nullptr, 0, sf);
+    if (ppt) quorix_property_print_format(ppt.get());
 }
 
 // With a conducting ion given (argc of 6 or more) the screening factor argument is not read.
@@ -162,7 +175,8 @@ void quorix_cmd_opt_do_print_ppt_full(QUORIX_CMD_OPT* opt) {
     }
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    const PropertyPtr ppt = import_property(opt, structure, type[0] ? type : nullptr, os, sf);
+    if (ppt) quorix_property_print(ppt.get());
 }
 
 void quorix_cmd_opt_do_cal_bv(QUORIX_CMD_OPT* opt) {
@@ -250,7 +264,15 @@ void quorix_cmd_opt_do_cal_tot_en(QUORIX_CMD_OPT* opt) {
     if (!parse_double(opt, 3, sf, "sf")) return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    const PropertyPtr ppt = import_property(opt, structure, nullptr, 0, sf);
+    if (!ppt) return;
+    // An energy from parameters that fail validation would be meaningless.
+    if (quorix_property_validate_generic(ppt.get()) != 0) {
+        std::fprintf(stderr, "Error: quorix_property_validate_generic() returns non-zero.\n");
+        return;
+    }
+    const double energy = quorix_cell_total_energy(structure.cell.get(), ppt.get());
+    if (energy != 0.0) std::printf("Message: total energy = %lf eV\n", energy);
 }
 
 // Its further arguments are checked only once the structure has been read.

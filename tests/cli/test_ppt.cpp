@@ -1,0 +1,126 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "cli.hpp"
+#include "quorix-import-property.hpp"
+#include "quorix-rx.hpp"
+#include "../unit/test_property_support.hpp"
+
+using quorix_test::run_quorix;
+using quorix_test::ScratchDir;
+
+namespace {
+
+const std::string kLi2O = "Li2O_COD9009059_occupancy.cif";
+
+// A P1 CIF of a 30 A cubic cell with the given atom-site rows (label, type symbol, x, y, z, occupancy).
+std::string p1_cif(const std::string& rows) {
+    return "data_test\n"
+           "_cell_length_a 30\n_cell_length_b 30\n_cell_length_c 30\n"
+           "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n"
+           "loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z\n\n"
+           "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
+           "_atom_site_fract_z\n_atom_site_occupancy\n" +
+           rows;
+}
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+}  // namespace
+
+TEST(CmdPpt, TableWithTheAutomaticOrTheGivenScreeningFactor) {
+    ScratchDir dir;
+    dir.copy_in(kLi2O);
+    const auto automatic = run_quorix({"--print-ppt", kLi2O}, dir.path());
+    EXPECT_EQ(automatic.status, 0);
+    EXPECT_EQ(automatic.err, "");
+    EXPECT_TRUE(contains(automatic.out, "Message: calculating sf= 0.55000;")) << automatic.out;
+    // Li counts as period 1 and O as period 2: q(Li) = sqrt(4 sqrt(2) / 8).
+    EXPECT_TRUE(contains(automatic.out, "PPT: | Li1+ |  3 | 0.028470 | 1.31 |  0.840896 |\n"
+                                        "PPT: |  O2- |  8 | 0.147520 | 1.33 | -1.681793 |\n"))
+        << automatic.out;
+    EXPECT_TRUE(contains(automatic.out, "PPT: total number of PROPERTY_BINARY: 4\n"));
+    const std::string last = "PPT: screening factor = 0.608594\n";
+    ASSERT_GE(automatic.out.size(), last.size());
+    EXPECT_EQ(automatic.out.substr(automatic.out.size() - last.size()), last);
+    EXPECT_FALSE(contains(automatic.out, "nan"));
+
+    const auto given = run_quorix({"--print-ppt", kLi2O, "0.72"}, dir.path());
+    EXPECT_FALSE(contains(given.out, "calculating sf"));
+    EXPECT_TRUE(contains(given.out, "Message: sf=0.720000\n"));
+    EXPECT_TRUE(contains(given.out, "PPT: screening factor = 0.720000\n"));
+}
+
+TEST(CmdPpt, FullSetWithAConductingIonIgnoresTheFactorArgument) {
+    ScratchDir dir;
+    dir.copy_in(kLi2O);
+    const auto full = run_quorix({"--print-ppt-full", kLi2O, "0.72", "Na", "1"}, dir.path());
+    EXPECT_EQ(full.err, "");
+    EXPECT_TRUE(contains(full.out, "PPT: total number of PROPERTY_UNITARY: 3\n"));
+    EXPECT_TRUE(contains(full.out, "Na(1)O(-2):b="));
+    EXPECT_TRUE(contains(full.out, "PPT: conducting species = Na(1)\nPPT: screening factor=0.608594\n")) << full.out;
+
+    const auto plain = run_quorix({"--print-ppt-full", kLi2O, "0.72"}, dir.path());
+    EXPECT_TRUE(contains(plain.out, "PPT: conducting species not specified.\nPPT: screening factor=0.720000\n"));
+}
+
+TEST(CmdPpt, StructuresTheForceFieldCannotDescribeFailClearly) {
+    ScratchDir dir;
+    dir.write("cations.cif", p1_cif("Li1 Li1+ 0 0 0 1\nLi2 Li1+ 0.5 0.5 0.5 1\n"));
+    dir.write("unknown.cif", p1_cif("Li1 Li1+ 0 0 0 1\nXx1 Xx1- 0.1 0 0 1\n"));
+    dir.write("neutral.cif", p1_cif("Li1 Li1+ 0 0 0 1\nLi2 Li0 0.5 0.5 0.5 1\nO1 O2- 0.06 0 0 1\n"));
+
+    const auto cations = run_quorix({"--print-ppt", "cations.cif"}, dir.path());
+    EXPECT_EQ(cations.status, 0);
+    EXPECT_EQ(cations.err,
+              "Error: fractional charges need both cations and anions in the cell.\n"
+              "Error: quorix_property_calculate_fractional_charge() returns non-zero.\n"
+              "Error: quorix_property_update() returns non-zero.\n"
+              "Error: quorix_property_import_from_cell() returns NULL.\n");
+    EXPECT_FALSE(contains(cations.out, "PPT:"));
+
+    const auto unknown = run_quorix({"--cal-tot-en", "unknown.cif", "0.7"}, dir.path());
+    EXPECT_EQ(unknown.status, 0);
+    EXPECT_TRUE(contains(unknown.err, "Error: Xx(-1) has no principal quantum number; is it in the per-species "
+                                      "database?\n"))
+        << unknown.err;
+    EXPECT_FALSE(contains(unknown.out, "total energy"));
+
+    // An oxidation state of 0 gets no charge: the set is printed with the default factor, but
+    // no energy is computed from it.
+    const auto printed = run_quorix({"--print-ppt", "neutral.cif"}, dir.path());
+    EXPECT_TRUE(contains(printed.out, "Warning: quorix_property_validate_generic() returns non-zero.\n"
+                                      "Message: default screening factor used 0.750000.\n"));
+    EXPECT_TRUE(contains(printed.err, "Error: incorrect q at [0](Li0+) q=0.000000\n")) << printed.err;
+    EXPECT_FALSE(contains(printed.out, "nan"));
+    const auto energy = run_quorix({"--cal-tot-en", "neutral.cif", "0.7"}, dir.path());
+    EXPECT_TRUE(contains(energy.err, "Error: quorix_property_validate_generic() returns non-zero.\n")) << energy.err;
+    EXPECT_FALSE(contains(energy.out, "total energy"));
+}
+
+TEST(CmdTotEn, PrintsTheEnergyUnlessItIsExactlyZero) {
+    ScratchDir dir;
+    dir.copy_in(kLi2O);
+    const auto result = run_quorix({"--cal-tot-en", kLi2O, "0.7"}, dir.path());
+    EXPECT_EQ(result.err, "");
+
+    CellPtr cell(quorix_test::read_cif(kLi2O));
+    ASSERT_TRUE(cell);
+    testing::internal::CaptureStdout();
+    PropertyPtr ppt(quorix_property_import_from_cell(cell.get(), nullptr, 0, 0.7, quorix_test::unitary_db().c_str(),
+                                                     quorix_test::binary_db().c_str()));
+    testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(ppt);
+    char expected[128];
+    std::snprintf(expected, sizeof expected, "Message: total energy = %lf eV\n",
+                  quorix_cell_calculate_total_energy(cell.get(), ppt.get()));
+    EXPECT_TRUE(contains(result.out, expected)) << result.out;
+
+    // Li and O 15 A apart: out of bonding reach, and no like pair within 10 A.
+    dir.write("apart.cif", p1_cif("Li1 Li1+ 0 0 0 1\nO1 O2- 0.5 0 0 1\n"));
+    const auto apart = run_quorix({"--cal-tot-en", "apart.cif", "0.7"}, dir.path());
+    EXPECT_EQ(apart.err, "Error: quorix_cell_calculate_total_energy() returns zero.\n");
+    EXPECT_FALSE(contains(apart.out, "total energy"));
+}
