@@ -2,6 +2,8 @@
 // commands.
 #include "quorix-cmd-args.hpp"
 #include "quorix-cmd.hpp"
+#include "quorix-import-occ.hpp"
+#include "quorix-import-write.hpp"
 
 #include <cstdio>
 
@@ -132,6 +134,16 @@ constexpr const char* kGenCifAssignAllUsage[] = {
     "symmetry.\n",
     "Example: ./quorix.x --gen-cif-assign-all Li6PS5Cl.cif\n",
 };
+
+// Writes a randomly assigned cell without symmetry; `assignment` names the function that made it.
+void write_assigned(CellPtr assigned, const char* assignment, const std::string& name) {
+    if (!assigned) {
+        std::fprintf(stderr, "Error: %s() returns NULL.\n", assignment);
+        return;
+    }
+    if (quorix_cell_export_cif_to_file(name.c_str(), assigned.get(), nullptr))
+        std::fprintf(stderr, "Error: quorix_cell_export_cif_to_file() returns non-zero.\n");
+}
 
 // Omitted radial-density cutoff: the coordination functions replace it by their default.
 constexpr double kDefaultRdsCutoff = -0.1;
@@ -285,7 +297,8 @@ void quorix_cmd_opt_do_gen_cif_assign(QUORIX_CMD_OPT* opt) {
     take_type(opt, 3, type);
     if (!parse_int(opt, 4, os, "os")) return;
     const std::string name = output_name(opt, 5, ".assign.cif");
-    report_not_implemented();
+    write_assigned(CellPtr(quorix_cell_assign_partial_occ_at_conducting_site(structure.cell.get(), type, os)),
+                   "quorix_cell_assign_partial_occ_at_conducting_site", name);
 }
 
 void quorix_cmd_opt_do_gen_cif_assign_all(QUORIX_CMD_OPT* opt) {
@@ -293,7 +306,8 @@ void quorix_cmd_opt_do_gen_cif_assign_all(QUORIX_CMD_OPT* opt) {
     const Structure structure = read_structure(opt);
     if (!structure) return;
     const std::string name = output_name(opt, 3, ".assign.cif");
-    report_not_implemented();
+    write_assigned(CellPtr(quorix_cell_assign_partial_occ_all(structure.cell.get())),
+                   "quorix_cell_assign_partial_occ_all", name);
 }
 
 void quorix_cmd_opt_do_text_cal_bv(QUORIX_CMD_OPT* opt) {
