@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -143,6 +144,24 @@ TEST(MixedSite, OtherSpeciesWithinThreeTenthsOfAnAngstromAcrossFaces) {
     faces->atom[1].x_f[0] = 0.021;
     quorix_cell_update_coordinate_cartesion(faces.get());
     EXPECT_FALSE(quorix_cell_partial_occ_at_conducting_site(faces.get(), "Na", 1));
+}
+
+// The early rejection of distant pairs must agree with the plain shortest distance, also in a
+// skewed cell and for pairs just either side of 0.3 A across a face or a corner.
+TEST(MixedSite, AgreesWithTheShortestDistanceInASkewedCell) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    for (int pair = 0; pair < 500; pair++) {
+        CellPtr cell = make_cell(3.1, 4.2, 3.7, {{"Na", 1, 0, 0, 0, 0.5}, {"K", 1, 0, 0, 0, 0.5}}, 63.0);
+        for (double& v : cell->atom[0].x_f) v = unit(random) < 0.5 ? unit(random) * 0.05 : 1.0 - unit(random) * 0.05;
+        quorix_cell_update_coordinate_cartesion(cell.get());
+        const double direction[3] = {unit(random) - 0.5, unit(random) - 0.5, unit(random) - 0.5};
+        const double length = 0.25 + 0.1 * unit(random) + 1e-12;
+        for (int k = 0; k < 3; k++)
+            cell->atom[1].x[k] = cell->atom[0].x[k] + length * direction[k] / quorix_vector3_double_length(direction);
+        const double shortest = quorix_cell_min_distance_btw_atoms(cell.get(), &cell->atom[0], &cell->atom[1]);
+        EXPECT_EQ(quorix_cell_partial_occ_at_conducting_site(cell.get(), "Na", 1), shortest < 0.3) << shortest;
+    }
 }
 
 TEST(AssignOneSpecies, WholeAtomsOfTheOccupancySum) {
