@@ -1,6 +1,9 @@
 // Handlers of the commands that compute or print a site-energy cube and of the GULP export.
+#include <cstdio>
+
 #include "quorix-cmd-args.hpp"
 #include "quorix-cmd.hpp"
+#include "quorix-cube.hpp"
 
 using namespace quorix_cmd;
 
@@ -62,8 +65,17 @@ constexpr double kDefaultResolution = 0.1;
 
 void quorix_cmd_opt_do_print_cube(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kPrintCubeUsage)) return;
-    [[maybe_unused]] const bool periodic = flag(opt, 3, true);
-    report_not_implemented();
+    const bool periodic = flag(opt, 3, true);
+    QUORIX_CUBE* cube = nullptr;
+    QUORIX_CELL* cell = nullptr;
+    if (quorix_cube_import_from_file(&cube, &cell, opt->argv[2], periodic ? 1 : 0, opt->dir_unitary)) {
+        std::fprintf(stderr, "Error: quorix_cube_import_from_file() returns non-zero.\n");
+        return;
+    }
+    const CubePtr owned_cube(cube);
+    const CellPtr owned_cell(cell);
+    quorix_cell_print(cell);
+    quorix_cube_print_info(cube);
 }
 
 // All arguments are checked before the structure is read.

@@ -3,6 +3,8 @@
 
 #include "quorix-cmd-args.hpp"
 #include "quorix-cmd.hpp"
+#include "quorix-cube.hpp"
+#include "quorix-fft.hpp"
 
 using namespace quorix_cmd;
 
@@ -239,6 +241,16 @@ bool parse_neb_settings(const QUORIX_CMD_OPT* opt, int first, NebSettings& neb) 
            parse_double(opt, first + 5, neb.sf, "sf") && parse_double(opt, first + 6, neb.k, "k");
 }
 
+// The landscape cube argv[2] without its structure; null (reported) when it cannot be read.
+CubePtr read_landscape(const QUORIX_CMD_OPT* opt, bool periodic) {
+    QUORIX_CUBE* cube = nullptr;
+    if (quorix_cube_import_from_file(&cube, nullptr, opt->argv[2], periodic ? 1 : 0, nullptr)) {
+        std::fprintf(stderr, "Error: quorix_cube_import_from_file() returns non-zero.\n");
+        return nullptr;
+    }
+    return CubePtr(cube);
+}
+
 }  // namespace
 
 void quorix_cmd_opt_do_rx_sd(QUORIX_CMD_OPT* opt) {
@@ -279,16 +291,20 @@ void quorix_cmd_opt_do_fft(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kFftUsage)) return;
     double cap = -0.1;
     if (!parse_double(opt, 3, cap, "cap")) return;
-    [[maybe_unused]] const bool periodic = flag(opt, 4, true);
+    const bool periodic = flag(opt, 4, true);
     const std::string name = output_name(opt, 5, "");
-    report_not_implemented();
+    const CubePtr cube = read_landscape(opt, periodic);
+    if (cube && quorix_fft_analyze_export_to_file(cube.get(), cap, name.c_str()))
+        std::fprintf(stderr, "Error: quorix_fft_analyze_export_to_file() returns non-zero.\n");
 }
 
 void quorix_cmd_opt_do_fft_cubes(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kFftCubesUsage)) return;
-    [[maybe_unused]] const bool periodic = flag(opt, 3, true);
+    const bool periodic = flag(opt, 3, true);
     const std::string name = output_name(opt, 4, "");
-    report_not_implemented();
+    const CubePtr cube = read_landscape(opt, periodic);
+    if (cube && quorix_fft_analyze_export_cubes_to_file(cube.get(), name.c_str()))
+        std::fprintf(stderr, "Error: quorix_fft_analyze_export_cubes_to_file() returns non-zero.\n");
 }
 
 void quorix_cmd_opt_do_fp_map(QUORIX_CMD_OPT* opt) {

@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <string>
+
+#include "../unit/test_fft_grid.hpp"
+#include "cli.hpp"
+
+using quorix_test::read_file;
+using quorix_test::run_quorix;
+using quorix_test::ScratchDir;
+
+namespace {
+
+// Two voxels per axis in a 4 A cubic cell with Li at the origin and O at the centre.
+const char* const kSmallCube =
+    "Li2O\r\n"
+    "Conducting = Li1+ ; sf = 0.710000;\r\n"
+    "   2    0.000000    0.000000    0.000000\r\n"
+    "   2    3.779452    0.000000    0.000000\r\n"
+    "   2    0.000000    3.779452    0.000000\r\n"
+    "   2    0.000000    0.000000    3.779452\r\n"
+    "   3    0.500000    0.000000    0.000000    0.000000\r\n"
+    "   8   -1.000000    3.779452    3.779452    3.779452\r\n"
+    " 1.0\r\n 2.0\r\n 3.0\r\n 4.0\r\n 5.0\r\n 6.0\r\n 7.0\r\n 8.0\r\n";
+
+// -cos along each axis on an 8^3 grid: 8 critical points.
+std::string write_cosine_cube(const ScratchDir& dir) {
+    const long n[3] = {8, 8, 8};
+    const double a[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
+    CubePtr cube = fft_test::make_cube(n, a, [](const fft_test::Frac& u) {
+        const double pi = 3.141592653589793;
+        return -std::cos(2 * pi * u[0]) - std::cos(2 * pi * u[1]) - std::cos(2 * pi * u[2]);
+    });
+    const std::string path = (dir.path() / "cos.cube").string();
+    testing::internal::CaptureStdout();
+    quorix_cube_export_to_file(cube.get(), nullptr, nullptr, path.c_str(), 1);
+    testing::internal::GetCapturedStdout();
+    return path;
+}
+
+long count_lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
+
+}  // namespace
+
+TEST(FftCli, PrintCubeShowsTheCellAndTheGrid) {
+    ScratchDir dir;
+    const auto path = dir.write("small.cube", kSmallCube).string();
+    const auto periodic = run_quorix({"--print-cube", path});
+    EXPECT_EQ(periodic.status, 0);
+    EXPECT_EQ(periodic.err, "");
+    EXPECT_NE(periodic.out.find("Message: cell information found, attempting to load cell.\n"), std::string::npos);
+    EXPECT_NE(periodic.out.find("CELL: name: " + path + "\n"), std::string::npos);
+    EXPECT_NE(periodic.out.find("CUBE: cube size = 2 * 2 * 2\nCUBE: cell vector (A):\nCUBE:     4.000000"),
+              std::string::npos);
+    EXPECT_NE(periodic.out.find("O2-"), std::string::npos) << periodic.out;
+
+    // Not periodic: the file repeats the boundary, so one voxel per axis remains.
+    const auto repeated = run_quorix({"--print-cube", path, "f"});
+    EXPECT_NE(repeated.out.find("CUBE: cube size = 1 * 1 * 1\n"), std::string::npos);
+
+    const auto missing = run_quorix({"--print-cube", (dir.path() / "none.cube").string()});
+    EXPECT_EQ(missing.status, 0);
+    EXPECT_EQ(missing.out, "Error: unable to open " + (dir.path() / "none.cube").string() + ".\n");
+    EXPECT_EQ(missing.err, "Error: quorix_cube_import_from_file() returns non-zero.\n");
+}
+
+TEST(FftCli, CriticalPointsWithDefaultAndGivenNames) {
+    ScratchDir dir;
+    const std::string cube = write_cosine_cube(dir);
+    const auto result = run_quorix({"--fft", cube});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_NE(result.out.find("Message: found 8 critical points via fft method.\n"), std::string::npos);
+    EXPECT_EQ(count_lines(read_file(cube + ".fft.txt")), 10);
+    EXPECT_NE(read_file(cube + ".fft.cif").find("  MIN  Li1+  0.000  0.000  0.000"), std::string::npos);
+
+    const std::string named = (dir.path() / "capped").string();
+    const auto capped = run_quorix({"--fft", cube, "0.5", "t", named});
+    EXPECT_EQ(capped.err, "");
+    EXPECT_EQ(count_lines(read_file(named + ".fft.txt")), 3);
+
+    const auto bad_cap = run_quorix({"--fft", cube, "low"});
+    EXPECT_EQ(bad_cap.err, "Error: wrong parameter cap.\n");
+}
+
+TEST(FftCli, DerivativeCubes) {
+    ScratchDir dir;
+    const std::string cube = write_cosine_cube(dir);
+    const auto result = run_quorix({"--fft-cubes", cube, "t", (dir.path() / "d").string()});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    for (const char* part : {"f0", "f1", "f2", "k00", "k01", "k02", "k10", "k11", "k12", "k20", "k21", "k22",
+                             "laplacian", "slope"})
+        EXPECT_TRUE(std::filesystem::exists(dir.path() / ("d.fft." + std::string(part) + ".cube"))) << part;
+}
+
+TEST(FftCli, DamagedCubeStopsWithoutResults) {
+    ScratchDir dir;
+    const std::string text = read_file(write_cosine_cube(dir));
+    const auto path = dir.write("short.cube", text.substr(0, text.size() / 2)).string();
+    const auto result = run_quorix({"--fft", path});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err.rfind("Error: cube file " + path + " holds only ", 0), 0u) << result.err;
+    EXPECT_NE(result.err.find(" of 512 values.\nError: quorix_cube_import_from_file() returns non-zero.\n"),
+              std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(path + ".fft.cif"));
+}
