@@ -26,17 +26,10 @@ const char* const kSmallCube =
     "   8   -1.000000    3.779452    3.779452    3.779452\r\n"
     " 1.0\r\n 2.0\r\n 3.0\r\n 4.0\r\n 5.0\r\n 6.0\r\n 7.0\r\n 8.0\r\n";
 
-// -cos along each axis on an 8^3 grid: 8 critical points.
 std::string write_cosine_cube(const ScratchDir& dir) {
-    const long n[3] = {8, 8, 8};
-    const double a[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
-    CubePtr cube = fft_test::make_cube(n, a, [](const fft_test::Frac& u) {
-        const double pi = 3.141592653589793;
-        return -std::cos(2 * pi * u[0]) - std::cos(2 * pi * u[1]) - std::cos(2 * pi * u[2]);
-    });
     const std::string path = (dir.path() / "cos.cube").string();
     testing::internal::CaptureStdout();
-    quorix_cube_export_to_file(cube.get(), nullptr, nullptr, path.c_str(), 1);
+    quorix_cube_export_to_file(fft_test::cosine_landscape().get(), nullptr, nullptr, path.c_str(), 1);
     testing::internal::GetCapturedStdout();
     return path;
 }
@@ -54,6 +47,8 @@ TEST(FftCli, PrintCubeShowsTheCellAndTheGrid) {
     EXPECT_NE(periodic.out.find("Message: cell information found, attempting to load cell.\n"), std::string::npos);
     EXPECT_NE(periodic.out.find("CELL: name: " + path + "\n"), std::string::npos);
     EXPECT_NE(periodic.out.find("CUBE: cube size = 2 * 2 * 2\nCUBE: cell vector (A):\nCUBE:     4.000000"),
+              std::string::npos);
+    EXPECT_NE(periodic.out.find("CUBE: votex vector (A):\nCUBE:     2.000000    0.000000    0.000000\n"),
               std::string::npos);
     EXPECT_NE(periodic.out.find("type= O;os=-2;x_f=(0.500,0.500,0.500);occ=1.000"), std::string::npos);
 
@@ -95,6 +90,16 @@ TEST(FftCli, DerivativeCubes) {
     for (const char* part : {"f0", "f1", "f2", "k00", "k01", "k02", "k10", "k11", "k12", "k20", "k21", "k22",
                              "laplacian", "slope"})
         EXPECT_TRUE(std::filesystem::exists(dir.path() / ("d.fft." + std::string(part) + ".cube"))) << part;
+    // d2E/ds0^2 = (2 pi / 4)^2 cos(2 pi u0), written once per period.
+    QUORIX_CUBE* k00 = nullptr;
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(quorix_cube_import_from_file(&k00, nullptr, (dir.path() / "d.fft.k00.cube").c_str(), 1, nullptr), 0);
+    testing::internal::GetCapturedStdout();
+    const CubePtr owned(k00);
+    const double curvature = std::pow(3.141592653589793 / 2, 2);
+    EXPECT_NEAR(k00->en[0][3][5], curvature, 2e-6);
+    EXPECT_NEAR(k00->en[4][0][0], -curvature, 2e-6);
+    EXPECT_NEAR(k00->a_i[2][2], 0.5, 1e-6);
 }
 
 TEST(FftCli, DamagedCubeStopsWithoutResults) {

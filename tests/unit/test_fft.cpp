@@ -64,23 +64,6 @@ double relative_error(const QUORIX_FFTCUBE* grid, Exact exact) {
     return worst / scale;
 }
 
-FftcubePtr random_grid(const long* n, unsigned seed, bool complex_values) {
-    FftcubePtr grid(quorix_fftcube_new(n));
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<double> value(-2.0, 2.0);
-    for (long p = 0; p < n[0] * n[1] * n[2]; p++) {
-        grid->value[p][0] = value(random);
-        grid->value[p][1] = complex_values ? value(random) : 0.0;
-    }
-    const double a[3][3] = {{4.0, 0.0, 0.0}, {1.5, 3.5, 0.0}, {-0.5, 0.8, 5.0}};
-    for (int d = 0; d < 3; d++)
-        for (int c = 0; c < 3; c++) {
-            grid->a[d][c] = a[d][c];
-            grid->a_i[d][c] = a[d][c] / n[d];
-        }
-    return grid;
-}
-
 // A spectrum holding 1 at one index only.
 FftcubePtr single_mode(const long* n, long i, long j, long k, double length) {
     FftcubePtr grid(quorix_fftcube_new(n));
@@ -122,13 +105,15 @@ TEST(Fft, DerivativesOfASumOfCosinesMatchTheAnalyticOnes) {
 // The derivative set reuses one spectrum and one plan; it must equal differentiating twelve times.
 TEST(Fft, DerivativeSetEqualsSeparateDifferentiations) {
     const long n[3] = {6, 5, 7};
-    FftcubePtr en = random_grid(n, 7, false);
-    CubePtr cube(quorix_cube_new_from_fftcube(en.get(), FFTCUBE_REAL));
+    const double a[3][3] = {{4.0, 0.0, 0.0}, {1.5, 3.5, 0.0}, {-0.5, 0.8, 5.0}};
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> value(-2.0, 2.0);
+    CubePtr cube = make_cube(n, a, [&](const Frac&) { return value(random); });
     FftPtr fft(quorix_fft_new_from_cube(cube.get()));
     ASSERT_TRUE(fft);
     auto expect_same = [&](const QUORIX_FFTCUBE* grid, int order, int i, int j) {
         const int sub[2] = {i, j};
-        FftcubePtr oracle(quorix_fftcube_differentiate(en.get(), order, sub));
+        FftcubePtr oracle(quorix_fftcube_differentiate(fft->en, order, sub));
         ASSERT_TRUE(oracle);
         for (long p = 0; p < n[0] * n[1] * n[2]; p++) {
             ASSERT_EQ(grid->value[p][0], oracle->value[p][0]) << order << i << j << " at " << p;
@@ -139,24 +124,6 @@ TEST(Fft, DerivativeSetEqualsSeparateDifferentiations) {
         expect_same(fft->f[i], 1, i, i);
         for (int j = 0; j < 3; j++) expect_same(fft->k[i][j], 2, i, j);
     }
-}
-
-TEST(Fft, TransformsAreScaledForwardAndInvertEachOther) {
-    const long n[3] = {4, 3, 5};
-    FftcubePtr grid = random_grid(n, 3, true);
-    FftcubePtr spectrum(quorix_fftcube_dft(grid.get(), 1));
-    FftcubePtr back(quorix_fftcube_dft(spectrum.get(), 0));
-    ASSERT_TRUE(back);
-    double mean[2] = {0.0, 0.0};
-    for (long p = 0; p < 60; p++) {
-        EXPECT_NEAR(back->value[p][0], grid->value[p][0], 1e-13);
-        EXPECT_NEAR(back->value[p][1], grid->value[p][1], 1e-13);
-        mean[0] += grid->value[p][0] / 60;
-        mean[1] += grid->value[p][1] / 60;
-    }
-    EXPECT_NEAR(spectrum->value[0][0], mean[0], 1e-14);
-    EXPECT_NEAR(spectrum->value[0][1], mean[1], 1e-14);
-    EXPECT_EQ(back->a[2][1], grid->a[2][1]);
 }
 
 // Odd axis: index n/2 is negative for a first derivative but positive in a mixed second derivative.
@@ -208,27 +175,20 @@ TEST(Fft, DerivedGrids) {
         EXPECT_NEAR(discriminant->value[p][0], 0.0, 1e-9);
         EXPECT_EQ(slope->value[p][1], 0.0);
     }
-    CubePtr real(quorix_cube_new_from_fftcube(slope.get(), FFTCUBE_MODU));
-    EXPECT_NEAR(real->en[2][0][0], w, 1e-7);
-    EXPECT_EQ(real->a_i[0][0], 0.5);
+    CubePtr modulus(quorix_cube_new_from_fftcube(slope.get(), FFTCUBE_MODU));
+    EXPECT_NEAR(modulus->en[2][0][0], w, 1e-7);
 }
 
 TEST(Fft, RefusesBadArguments) {
     const long zero[3] = {4, 0, 4};
     EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fftcube_new(zero), nullptr); }), "Error: argument must be positive.\n");
     const long n[3] = {3, 3, 3};
-    FftcubePtr grid = random_grid(n, 1, false);
+    FftcubePtr grid = single_mode(n, 1, 0, 0, 2.0);
     const int sub[2] = {0, 1};
     EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fftcube_differentiate_dft(grid.get(), 3, sub), nullptr); }),
               "Error: order must be 1 or 2.\n");
     EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fftcube_differentiate(grid.get(), -1, sub), nullptr); }),
               "Error: order must not be negative.\n");
-    const int outside[2] = {0, 3};
-    EXPECT_NE(stderr_of([&] { EXPECT_EQ(quorix_fftcube_differentiate_dft(grid.get(), 2, outside), nullptr); }), "");
     EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_cube_new_from_fftcube(grid.get(), 3), nullptr); }),
               "Error: invalid fftcube_option 3.\n");
-    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(quorix_fft_slope(nullptr), nullptr); }),
-              "Error: QUORIX_FFT has not been properly initialized.\n");
-    FftcubePtr unchanged(quorix_fftcube_differentiate_dft(grid.get(), 0, nullptr));
-    EXPECT_EQ(unchanged->value[5][0], grid->value[5][0]);
 }

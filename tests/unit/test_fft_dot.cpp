@@ -12,8 +12,6 @@ using fft_test::make_cube;
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-
 // A list of dots with the given type, energy and indices on a 10^3 grid of step 0.5.
 FftdotListPtr dot_list(const std::vector<std::tuple<fftdot_type, double, std::array<long, 3>>>& dots) {
     FftdotListPtr list(quorix_fftdot_list_new(static_cast<long>(dots.size())));
@@ -52,14 +50,8 @@ FftdotListPtr search(const QUORIX_CUBE* cube, std::string* out = nullptr) {
 
 }  // namespace
 
-// -cos along each axis: one minimum at the origin, first-order saddles at the three face centres,
-// second-order saddles at the three edge centres, the maximum at the body centre.
 TEST(FftDot, SearchClassifiesTheCriticalPointsOfACosineLandscape) {
-    const long n[3] = {8, 8, 8};
-    const double a[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
-    CubePtr cube = make_cube(n, a, [](const Frac& u) {
-        return -std::cos(2 * kPi * u[0]) - std::cos(2 * kPi * u[1]) - std::cos(2 * kPi * u[2]);
-    });
+    CubePtr cube = fft_test::cosine_landscape();
     std::string printed;
     FftdotListPtr list = search(cube.get(), &printed);
     ASSERT_TRUE(list);
@@ -127,15 +119,6 @@ TEST(FftDot, MergeJoinsOnlyDiagonalNeighbours) {
     EXPECT_EQ(kept->dot[1].type, FFT_UND);
 }
 
-TEST(FftDot, SortOrdersByTypeThenEnergy) {
-    FftdotListPtr list = dot_list({{FFT_MAX, 3.0, {1, 1, 1}},
-                                   {FFT_MIN, -0.5, {2, 2, 2}},
-                                   {FFT_SD1, 0.1, {3, 3, 3}},
-                                   {FFT_MIN, -1.5, {4, 4, 4}}});
-    quorix_fftdot_list_sort(list.get());
-    EXPECT_EQ(indices_of(list.get()), (std::vector<std::array<long, 3>>{{4, 4, 4}, {2, 2, 2}, {3, 3, 3}, {1, 1, 1}}));
-}
-
 // The cap counts from the lowest dot of any type.
 TEST(FftDot, FilterKeepsDotsWithinTheCap) {
     FftdotListPtr list = dot_list({{FFT_MIN, -3.0, {1, 1, 1}},
@@ -174,22 +157,22 @@ TEST(FftDot, TableLayout) {
     EXPECT_EQ(std::string(text->content), expected);
 }
 
-TEST(FftDot, RefusesBadArguments) {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(quorix_fftdot_new(0), nullptr);
-    EXPECT_EQ(quorix_fftdot_list_merge_near(nullptr), 1);
-    EXPECT_EQ(quorix_fftdot_list_filter(nullptr, 0.5), 1);
-    EXPECT_EQ(quorix_fftdot_list_new_from_fft(nullptr), nullptr);
-    QUORIX_FFTDOT dot;
-    long x_i[3] = {0, 0, 0};
-    EXPECT_EQ(quorix_fftdot_read_from_fft(&dot, nullptr, x_i), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Error: total number should be positive.\n"
-              "Error: QUORIX_FFTDOT_LIST has not been properly initialized.\n"
-              "Error: QUORIX_FFTDOT_LIST has not been properly initialized.\n"
-              "Error: QUORIX_FFT has not been properly initialized.\n"
-              "Error: QUORIX_FFTDOT has not been properly initialized.\n");
-    FftdotListPtr empty(quorix_fftdot_list_new(0));
-    EXPECT_EQ(empty->total, 0);
-    EXPECT_EQ(empty->dot, nullptr);
+TEST(FftDot, MarkerCell) {
+    FftdotListPtr list = dot_list({{FFT_MIN, -1.0, {0, 0, 0}},
+                                   {FFT_SD1, 0.0, {2, 0, 0}},
+                                   {FFT_SD2, 0.5, {4, 0, 0}},
+                                   {FFT_MAX, 1.0, {6, 0, 5}},
+                                   {FFT_UND, 0.0, {8, 0, 0}}});
+    CellPtr cell(quorix_fftdot_list_export_to_cell(list.get()));
+    ASSERT_EQ(cell->total, 5);
+    const char* markers[5][2] = {{"MIN", "Li"}, {"SD1", "Na"}, {"SD2", "K"}, {"MAX", "Rb"}, {"ERR", "Cs"}};
+    for (int p = 0; p < 5; p++) {
+        EXPECT_STREQ(cell->atom[p].name, markers[p][0]);
+        EXPECT_STREQ(cell->atom[p].type, markers[p][1]);
+        EXPECT_EQ(cell->atom[p].os, 1);
+        EXPECT_EQ(cell->atom[p].occ, 1.0);
+        EXPECT_NEAR(cell->atom[p].x_f[0], 0.2 * p, 1e-12);
+    }
+    EXPECT_NEAR(cell->atom[3].x_f[2], 0.5, 1e-12);
+    EXPECT_NEAR(cell->parameter[1], 5.0, 1e-12);
 }

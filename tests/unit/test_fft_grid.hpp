@@ -27,6 +27,18 @@ CubePtr make_cube(const long* n, const double a[3][3], Field field) {
     return cube;
 }
 
+// -cos(2 pi u) summed over the axes on an 8^3 grid in a cube of edge 4: the minimum -3 at the
+// origin, first-order saddles at the face centres, second-order ones at the edge centres, the
+// maximum 3 at the body centre, all on grid points.
+inline CubePtr cosine_landscape() {
+    const long n[3] = {8, 8, 8};
+    const double a[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
+    return make_cube(n, a, [](const Frac& u) {
+        const double two_pi = 6.283185307179586;
+        return -std::cos(two_pi * u[0]) - std::cos(two_pi * u[1]) - std::cos(two_pi * u[2]);
+    });
+}
+
 inline double length(const double* v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
 
 inline long index_of(const long* n, long i, long j, long k) { return (i * n[1] + j) * n[2] + k; }
