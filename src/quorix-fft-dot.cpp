@@ -117,6 +117,8 @@ long mark_merged(QUORIX_FFTDOT_LIST* list) {
     return marked;
 }
 
+bool list_usable(const QUORIX_FFTDOT_LIST* list) { return list && (list->total <= 0 || list->dot); }
+
 // A failed append has released the text already.
 bool append_row(TextPtr& text, const std::string& row) {
     if (quorix_text_append(text.get(), row.c_str()) == 0) return true;
@@ -268,7 +270,7 @@ void quorix_fftdot_list_sort(QUORIX_FFTDOT_LIST* list) {
 // Of two equal-type dots touching across a corner the one nearer the cell origin goes. The
 // shortened array keeps record p only where record p survived: merged places stay zero-filled.
 int quorix_fftdot_list_merge_near(QUORIX_FFTDOT_LIST* list) {
-    if (!list) {
+    if (!list_usable(list)) {
         std::fprintf(stderr, "Error: QUORIX_FFTDOT_LIST has not been properly initialized.\n");
         return 1;
     }
@@ -288,7 +290,7 @@ int quorix_fftdot_list_merge_near(QUORIX_FFTDOT_LIST* list) {
 }
 
 int quorix_fftdot_list_filter(QUORIX_FFTDOT_LIST* list, double en_cap) {
-    if (!list) {
+    if (!list_usable(list)) {
         std::fprintf(stderr, "Error: QUORIX_FFTDOT_LIST has not been properly initialized.\n");
         return 1;
     }
@@ -316,7 +318,7 @@ int quorix_fftdot_list_filter(QUORIX_FFTDOT_LIST* list, double en_cap) {
 }
 
 QUORIX_TEXT* quorix_fftdot_list_export_to_text(const QUORIX_FFTDOT_LIST* list) {
-    if (!list) {
+    if (!list_usable(list)) {
         std::fprintf(stderr, "Error: QUORIX_FFTDOT_LIST has not been properly initialized.\n");
         return nullptr;
     }

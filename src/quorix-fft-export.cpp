@@ -74,7 +74,7 @@ bool write_derived(const QUORIX_FFT* fft, QUORIX_FFTCUBE* (*derive)(const QUORIX
 }  // namespace
 
 QUORIX_CELL* quorix_fftdot_list_export_to_cell(const QUORIX_FFTDOT_LIST* list) {
-    if (!list) {
+    if (!list || (list->total > 0 && !list->dot)) {
         std::fprintf(stderr, "Error: QUORIX_FFTDOT_LIST has not been properly initialized.\n");
         return nullptr;
     }
