@@ -23,19 +23,17 @@ struct Site {
     double occ = 1.0;
 };
 
-inline QUORIX_CELL* make_cell(double a, double b, double c, double alpha, double beta, double gamma,
-                              const std::vector<Site>& sites) {
+// A rectangular a x b x c cell holding the sites.
+inline QUORIX_CELL* make_cell(double a, double b, double c, const std::vector<Site>& sites) {
     QUORIX_CELL* cell = quorix_cell_new(static_cast<long>(sites.size()));
-    cell->parameter[0] = a;
-    cell->parameter[1] = b;
-    cell->parameter[2] = c;
-    cell->angle[0] = alpha;
-    cell->angle[1] = beta;
-    cell->angle[2] = gamma;
+    const double edges[3] = {a, b, c};
+    for (int k = 0; k < 3; k++) {
+        cell->parameter[k] = edges[k];
+        cell->angle[k] = 90;
+    }
     for (size_t i = 0; i < sites.size(); i++) {
         QUORIX_ATOM& atom = cell->atom[i];
         quorix_copy_bounded(atom.type, sites[i].type, sizeof atom.type);
-        quorix_copy_bounded(atom.name, sites[i].type, sizeof atom.name);
         atom.os = sites[i].os;
         atom.occ = sites[i].occ;
         atom.x_f[0] = sites[i].x;
@@ -44,21 +42,6 @@ inline QUORIX_CELL* make_cell(double a, double b, double c, double alpha, double
     }
     quorix_cell_update_cartesion(cell);
     return cell;
-}
-
-// Antifluorite Li2O, a = 4.619 A, as its 12 atoms.
-inline QUORIX_CELL* make_li2o() {
-    const double fcc[4][3] = {{0, 0, 0}, {0, 0.5, 0.5}, {0.5, 0, 0.5}, {0.5, 0.5, 0}};
-    std::vector<Site> sites;
-    for (const auto& f : fcc) {
-        sites.push_back({"O", -2, f[0], f[1], f[2]});
-        sites.push_back({"Li", 1, f[0] + 0.25, f[1] + 0.25, f[2] + 0.25});
-        sites.push_back({"Li", 1, f[0] + 0.75, f[1] + 0.75, f[2] + 0.75});
-    }
-    for (auto& site : sites)
-        for (double* x : {&site.x, &site.y, &site.z})
-            if (*x >= 1) *x -= 1;
-    return make_cell(4.619, 4.619, 4.619, 90, 90, 90, sites);
 }
 
 // A CIF of tests/data read as the commands read it, quietly; NULL when it cannot be read.
