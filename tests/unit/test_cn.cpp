@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "quorix-cn.hpp"
+#include "test_bv_support.hpp"
+
+using quorix_test::box_cell;
+using quorix_test::printed_by;
+
+namespace {
+
+// CsCl type, a = 4: Cl shells around Cs of 8 at sqrt(12), 24 at sqrt(44), 24 at sqrt(76);
+// the next (at sqrt(108)) lies beyond 10 A.
+QUORIX_CELL* caesium_chloride() {
+    return box_cell(4, 4, 4, {{"Cs1", "Cs", 1, 0, 0, 0}, {"Cl1", "Cl", -1, 0.5, 0.5, 0.5}});
+}
+
+// Neighbour list, running number, radial density with its cap on ties, and shells at the
+// density minima; the farthest neighbour is never counted into a shell.
+TEST(Coordination, ShellsOfCaesiumChloride) {
+    CellPtr cell(caesium_chloride());
+    CnPtr cn;
+    const std::string out =
+        printed_by([&] { cn.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[0], "Cl", -1, -0.1)); });
+    ASSERT_TRUE(cn);
+    ASSERT_EQ(cn->total, 56);
+    EXPECT_NEAR(cn->r[0], std::sqrt(12.0), 1e-12);
+    EXPECT_NEAR(cn->r[8], std::sqrt(44.0), 1e-12);
+    EXPECT_NEAR(cn->r[55], std::sqrt(76.0), 1e-12);
+    EXPECT_EQ(cn->n[55], 56.0);
+    EXPECT_NEAR(cn->g[0], 1 / std::sqrt(12.0) / (12.5663706 * 12), 1e-15);
+    EXPECT_EQ(cn->g[1], 999.9);
+    const double g8 = 1 / (std::sqrt(44.0) - std::sqrt(12.0)) / (12.5663706 * 44);
+    EXPECT_NEAR(cn->g[8], g8, 1e-15);
+    ASSERT_EQ(cn->total_shell, 3);
+    EXPECT_EQ(cn->index_shell[1], 8);
+    EXPECT_EQ(cn->index_shell[2], 32);
+    EXPECT_EQ(cn->n_shell[0], 8.0);
+    EXPECT_EQ(cn->n_shell[1], 24.0);
+    EXPECT_EQ(cn->n_shell[2], 23.0);
+    EXPECT_NEAR(cn->r_shell[0], std::sqrt(12.0), 1e-12);
+    // The smallest density after the first neighbour is the one at sqrt(76); default rds_tiny.
+    const double g32 = 1 / (std::sqrt(76.0) - std::sqrt(44.0)) / (12.5663706 * 76);
+    char message[128];
+    std::snprintf(message, sizeof message, "Message: rds_min = %f   rds_tiny = %f  rds_threshold = %f\n", g32, 0.01,
+                  g32 + 0.01);
+    EXPECT_EQ(out, message);
+
+    // Distance gaps: every gap between the shells exceeds 0.5 A, none inside them.
+    ASSERT_EQ(quorix_cn_calculate_shell_with_sensitivity(cn.get(), -1), 0);
+    ASSERT_EQ(cn->total_shell, 3);
+    EXPECT_EQ(cn->n_shell[2], 24.0);
+    ASSERT_EQ(quorix_cn_calculate_shell_with_sensitivity(cn.get(), 3.5), 0);
+    EXPECT_EQ(cn->total_shell, 1);
+}
+
+// The search radius includes 10 A exactly, and another atom on the centre's place counts.
+TEST(Coordination, TenAngstromIsIncluded) {
+    CellPtr cell(box_cell(5, 5, 5, {{"Na1", "Na", 1, 0, 0, 0}, {"Cl1", "Cl", -1, 0, 0, 0}}));
+    CnPtr cn;
+    printed_by([&] { cn.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[0], "Cl", -1, 0)); });
+    ASSERT_TRUE(cn);
+    // Lattice points with i^2 + j^2 + k^2 <= 4: 1 + 6 + 12 + 8 + 6.
+    EXPECT_EQ(cn->total, 33);
+    EXPECT_EQ(cn->r[0], 0.0);
+    EXPECT_EQ(cn->r[32], 10.0);
+    EXPECT_TRUE(std::isfinite(cn->g[0]));
+}
+
+// Counter-ions and atoms of state 0 coordinate; like charges and the centre do not.
+TEST(Coordination, MixedCounterIons) {
+    CellPtr cell(box_cell(4, 4, 4,
+                          {{"Cs1", "Cs", 1, 0, 0, 0},
+                           {"Cl1", "Cl", -1, 0.5, 0.5, 0.5},
+                           {"Br1", "Br", -1, 0.5, 0, 0, 0.5},
+                           {"K1", "K", 1, 0, 0.5, 0},
+                           {"Xe1", "Xe", 0, 0, 0, 0.5}}));
+    CnMixPtr cn;
+    printed_by([&] { cn.reset(quorix_cn_mix_new_from_cell(cell.get(), &cell->atom[0], 0.01)); });
+    ASSERT_TRUE(cn);
+    // Two Br (occupancy 0.5) and two Xe at 2 A make the first shell, then eight Cl.
+    EXPECT_EQ(cn->r[3], 2.0);
+    EXPECT_EQ(cn->n[3], 3.0);
+    EXPECT_EQ(cn->n[11], 11.0);
+    for (int i = 0; i < cn->total; i++) EXPECT_STRNE(cn->type_c[i], "K");
+    const std::string out = printed_by([&] { quorix_cn_mix_print(cn.get()); });
+    EXPECT_EQ(out.substr(0, out.find("Index")),
+              "CN: Center atom:           Cs1 (Cs1+)\n"
+              "CN: Coordination Number:        3.000\n"
+              "CN: ");
+    // Listing stops before twice the start of the second shell.
+    const auto lines = std::count(out.begin(), out.end(), '\n');
+    EXPECT_EQ(lines, 3 + 2 * cn->index_shell[1]);
+
+    testing::internal::CaptureStderr();
+    CellPtr alone(box_cell(4, 4, 4, {{"Cs1", "Cs", 1, 0, 0, 0}, {"K1", "K", 1, 0.5, 0.5, 0.5}}));
+    EXPECT_FALSE(quorix_cn_mix_new_from_cell(alone.get(), &alone->atom[0], 0.01));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: coordinated atom of charge - not found.\n");
+}
+
+// Two Cs sites, one on the inversion centre (multiplicity 1) and one off it (2): the average
+// of the first shells is weighted by multiplicity.
+TEST(Coordination, AverageOverSitesOfASpecies) {
+    CellPtr cell(box_cell(6, 6, 6,
+                          {{"Cs1", "Cs", 1, 0, 0, 0},
+                           {"Cs2", "Cs", 1, 0.3, 0.2, 0.1},
+                           {"Cs2", "Cs", 1, 0.7, 0.8, 0.9},
+                           {"Cl1", "Cl", -1, 0.5, 0.5, 0.5},
+                           {"Cl2", "Cl", -1, 0.5, 0, 0},
+                           {"Cl3", "Cl", -1, 0, 0.5, 0}}));
+    SymmetryPtr inversion(quorix_test::symmetry_of({{{1, 1, 1}, {0, 0, 0}}, {{-1, -1, -1}, {0, 0, 0}}}));
+    double cn[2], r[2];
+    for (int site = 0; site < 2; site++) {
+        CnPtr record;
+        printed_by([&] { record.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[site], "Cl", -1, 0.01)); });
+        ASSERT_TRUE(record);
+        cn[site] = record->n_shell[0];
+        r[site] = record->r_shell[0];
+    }
+    const std::string out = printed_by(
+        [&] { EXPECT_EQ(quorix_cn_calculate_by_type(cell.get(), inversion.get(), "Cs", 1, "Cl", -1, 0.01), 0); });
+    char expected[512];
+    std::snprintf(expected, sizeof expected,
+                  "CN: Cs1+ coordinated by Cl1-\n"
+                  "CN: site multiplicity         cn         r\n"
+                  "CN:    0            1 %10.6f %9.6f\n"
+                  "CN:    1            2 %10.6f %9.6f\n"
+                  "CN:  ave            0 %10.6f %9.6f\n",
+                  cn[0], r[0], cn[1], r[1], (cn[0] + 2 * cn[1]) / 3, (r[0] + 2 * r[1]) / 3);
+    std::string table;
+    for (size_t start = 0; start < out.size();) {
+        const size_t end = out.find('\n', start) + 1;
+        if (out.compare(start, 4, "CN: ") == 0) table += out.substr(start, end - start);
+        start = end;
+    }
+    EXPECT_EQ(table, expected);
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_cn_calculate_by_type(cell.get(), inversion.get(), "Na", 1, "Cl", -1, 0.01), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: unable to find any atom of Na1+.\n");
+}
+
+// Bonds strongest first with running sums; the coordination number is reached when the
+// running sum comes within 5 % of the bond valence sum, and weak bonds are summed unlisted.
+TEST(Coordination, CoordinationByBondValence) {
+    CellPtr cell(quorix_test::rock_salt(5.64));
+    // Bonds of 1/6 at 2.82 A, cutoff past the eight Cl at 4.88 A.
+    const double r0 = 2.82 + 0.37 * std::log(1.0 / 6);
+    PropertyPtr ppt(quorix_test::bv_pair_set("Na", 1, "Cl", -1, r0, 0.37, 5.0));
+    const double weak = std::exp((r0 - 5.64 * std::sqrt(3.0) / 2) / 0.37);
+    const double bvs = 1.0 + 8 * weak;
+    CnBvPtr cn(quorix_cn_bv_new_from_cell(cell.get(), &cell->atom[0], ppt.get(), bvs));
+    ASSERT_TRUE(cn);
+    ASSERT_EQ(cn->total, 14);
+    EXPECT_NEAR(cn->s[0], 1.0 / 6, 1e-12);
+    EXPECT_NEAR(cn->s[13], weak, 1e-12);
+    EXPECT_NEAR(cn->s_sum[13], bvs, 1e-12);
+    EXPECT_NEAR(cn->s_ave[5], 1.0 / 6, 1e-12);
+    EXPECT_EQ(cn->cn_index, 5);
+    EXPECT_EQ(cn->n[cn->cn_index], 6.0);
+    EXPECT_EQ(cn->cn_print, 6);
+    const std::string out = printed_by([&] { quorix_cn_bv_print(cn.get()); });
+    EXPECT_NE(out.find("CN: Coordination Number:        6.000 (bonds up to 95% of the bond valence sum)\n"),
+              std::string::npos);
+    EXPECT_NE(out.find(" 99.5% <- cn\n"), std::string::npos) << out;
+    char tail[128];
+    std::snprintf(tail, sizeof tail, "CN: 8 weaker bonds below 0.01 v.u. not listed, together %.6f v.u.\n", 8 * weak);
+    EXPECT_NE(out.find(tail), std::string::npos) << out;
+}
+
+}  // namespace
