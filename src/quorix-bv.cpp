@@ -73,17 +73,21 @@ bool has_sites(const QUORIX_BV* bv) { return bv && bv->total > 0 && bv->atom; }
 
 }  // namespace
 
-int quorix_bv_image_range(int x_max[3], const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
-    double cutoff_max = 0;
+double quorix_bv_largest_cutoff(const QUORIX_PROPERTY* ppt) {
+    double cutoff = 0;
     for (int i = 0; i < ppt->total; i++)
-        for (int j = 0; j < ppt->total; j++) cutoff_max = std::max(cutoff_max, ppt->bin[i][j].cutoff);
+        for (int j = 0; j < ppt->total; j++) cutoff = std::max(cutoff, ppt->bin[i][j].cutoff);
+    return cutoff;
+}
+
+int quorix_bv_image_range(int x_max[3], const QUORIX_CELL* cell, double cutoff) {
     for (int i = 0; i < 3; i++) {
         const double length = quorix_vector3_double_length(cell->a[i]);
         if (!(length >= kShortestLatticeVector) || !std::isfinite(length)) {
             std::fprintf(stderr, "Error: lattice vector %d of QUORIX_CELL is too short: %f\n", i + 1, length);
             return 1;
         }
-        x_max[i] = static_cast<int>(cutoff_max / length + 2.0);
+        x_max[i] = static_cast<int>(cutoff / length + 2.0);
     }
     return 0;
 }
@@ -176,7 +180,7 @@ QUORIX_BV* quorix_bv_calculate_from_flagged_cell(QUORIX_CELL* cell, QUORIX_PROPE
         bv->multi[flag - 1]++;
     }
     int x_max[3];
-    if (quorix_bv_image_range(x_max, cell, ppt) != 0) return nullptr;
+    if (quorix_bv_image_range(x_max, cell, quorix_bv_largest_cutoff(ppt)) != 0) return nullptr;
 
     std::vector<int> species(cell->total);
     for (long j = 0; j < cell->total; j++)

@@ -40,9 +40,12 @@ inline bool quorix_bv_is_bond(int os_centre, int os_other) {
     return (os_centre > 0 && os_other < 0) || (os_centre < 0 && os_other >= 1);
 }
 
-// Images searched per lattice vector: (int)(largest cutoff of the set / |a_i| + 2). 1, with
-// a message, for a lattice vector too short to search around (under 0.5 A).
-int quorix_bv_image_range(int x_max[3], const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
+// The largest pair cutoff of a parameter set.
+double quorix_bv_largest_cutoff(const QUORIX_PROPERTY* ppt);
+
+// Images searched per lattice vector for bonds up to `cutoff`: (int)(cutoff / |a_i| + 2).
+// 1, with a message, for a lattice vector too short to search around (under 0.5 A).
+int quorix_bv_image_range(int x_max[3], const QUORIX_CELL* cell, double cutoff);
 
 // Calls visit(d) for every image of `other` within the open range (0.3 A, pair cutoff) of
 // the Cartesian position `centre`; a pair whose cutoff is 0.3 A or less has no bonds.

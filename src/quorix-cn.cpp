@@ -411,7 +411,7 @@ QUORIX_CN_BV* quorix_cn_bv_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, Q
         return nullptr;
     }
     int x_max[3];
-    if (quorix_bv_image_range(x_max, cell, ppt) != 0) return nullptr;
+    if (quorix_bv_image_range(x_max, cell, quorix_bv_largest_cutoff(ppt)) != 0) return nullptr;
     std::vector<double> s;
     bool failed = false;
     const auto bonds = bonds_of(cell, atom, ppt, x_max, s, failed);

@@ -159,8 +159,9 @@ def order_species(species, common):
         if default != lines[0]["default"]:
             choices.append((symbol, lines[0]["default"], default, reason))
         lines.sort(key=lambda line: line["os"] != default)
+        usual = ",".join(str(state) for state in common.get(lines[0]["an"], [])) or "-"
         for line in lines:
-            ordered.append(dict(line, default=default))
+            ordered.append(dict(line, default=default, common=usual))
     return ordered, choices
 
 
@@ -251,6 +252,9 @@ def unitary_header(choices, notes):
         "  9 radius (A) setting the Coulomb screening length",
         " 10 absolute softness of the ion (0 where none is tabulated: H, Hx and D,",
         "    which the pair model treats specially, and the dummy Du)",
+        " 11 common oxidation states of the element, most common first, comma-separated",
+        "    without blanks ('-' where none is listed); the same on every line of a symbol.",
+        "    Oxidation states assigned by bond valence are chosen among these first.",
         "",
         "Values from:",
     ] + [f"  {p}" for p in PUBLICATIONS] + [
@@ -321,7 +325,7 @@ def binary_header(counts):
 def format_unitary(line):
     return (f"{line['an']:3d} {line['symbol']:<2s} {line['os']:3d} {line['default']:3d} "
             f"{line['mass']:9.4f} {line['n']:2d} {line['group']:2d} {line['block']:2d} "
-            f"{line['radius']:5.2f} {line['softness']:8.5f}\n")
+            f"{line['radius']:5.2f} {line['softness']:8.5f} {line['common']}\n")
 
 
 def format_binary(pair):
