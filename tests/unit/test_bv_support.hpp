@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "cli.hpp"
+#include "test_property_support.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-property.hpp"
@@ -26,23 +27,13 @@ struct BvSite {
 
 // A box a x b x c whose lattice vectors are exact, so distances are too.
 inline QUORIX_CELL* box_cell(double a, double b, double c, const std::vector<BvSite>& sites) {
-    QUORIX_CELL* cell = quorix_cell_new(static_cast<long>(sites.size()));
+    std::vector<Site> plain;
+    for (const BvSite& s : sites) plain.push_back({s.type, s.os, s.x, s.y, s.z, s.occ});
+    QUORIX_CELL* cell = make_cell(a, b, c, 90, 90, 90, plain);
     const double lengths[3] = {a, b, c};
-    for (int k = 0; k < 3; k++) {
-        cell->a[k][k] = lengths[k];
-        cell->parameter[k] = lengths[k];
-        cell->angle[k] = 90;
-    }
-    for (size_t i = 0; i < sites.size(); i++) {
-        QUORIX_ATOM& atom = cell->atom[i];
-        quorix_copy_bounded(atom.name, sites[i].name, sizeof atom.name);
-        quorix_copy_bounded(atom.type, sites[i].type, sizeof atom.type);
-        atom.os = sites[i].os;
-        atom.occ = sites[i].occ;
-        atom.x_f[0] = sites[i].x;
-        atom.x_f[1] = sites[i].y;
-        atom.x_f[2] = sites[i].z;
-    }
+    for (int k = 0; k < 3; k++)
+        for (int l = 0; l < 3; l++) cell->a[k][l] = k == l ? lengths[k] : 0.0;
+    for (size_t i = 0; i < sites.size(); i++) quorix_copy_bounded(cell->atom[i].name, sites[i].name, sizeof cell->atom[i].name);
     quorix_cell_update_coordinate_cartesion(cell);
     return cell;
 }
