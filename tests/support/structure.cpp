@@ -7,7 +7,7 @@
 
 namespace quorix_test {
 
-CifRead read_cif(const std::string& path) {
+CifRead read_cif_file(const std::string& path) {
     CifRead r;
     QUORIX_CELL* cell = nullptr;
     QUORIX_SYMMETRY* symmetry = nullptr;

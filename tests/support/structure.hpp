@@ -16,6 +16,6 @@ struct CifRead {
 };
 
 // Reads the CIF file at `path` with the databases beside the built executable.
-CifRead read_cif(const std::string& path);
+CifRead read_cif_file(const std::string& path);
 
 }  // namespace quorix_test

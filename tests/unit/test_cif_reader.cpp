@@ -14,11 +14,11 @@
 namespace {
 
 using Read = quorix_test::CifRead;
-using quorix_test::read_cif;
+using quorix_test::read_cif_file;
 
 Read read_text(const std::string& content) {
     quorix_test::ScratchDir dir;
-    return read_cif(dir.write("input.cif", content).string());
+    return read_cif_file(dir.write("input.cif", content).string());
 }
 
 const QUORIX_ATOM* find_atom(const QUORIX_CELL* cell, const char* name) {
@@ -99,7 +99,7 @@ TEST(CifReader, AcceptsTheLeadingBlanksOfInlineText) {
 
 TEST(CifReader, RealFileQuirks) {
     // Labels such as O-H4 without type symbols give their element from the label.
-    const Read mica = read_cif(quorix_test::test_data("Lepidolite_Li_mica_AMCSD0015659.cif").string());
+    const Read mica = read_cif_file(quorix_test::test_data("Lepidolite_Li_mica_AMCSD0015659.cif").string());
     ASSERT_EQ(mica.status, 0) << mica.err;
     const QUORIX_ATOM* oh = find_atom(mica.cell.get(), "O-H4");
     ASSERT_NE(oh, nullptr);
@@ -107,19 +107,19 @@ TEST(CifReader, RealFileQuirks) {
     EXPECT_DOUBLE_EQ(oh->occ, 0.235);
 
     // Tab characters between values.
-    const Read tabs = read_cif(quorix_test::test_data("Na0.8CoO2_VESTA.cif").string());
+    const Read tabs = read_cif_file(quorix_test::test_data("Na0.8CoO2_VESTA.cif").string());
     ASSERT_EQ(tabs.status, 0) << tabs.err;
     const QUORIX_ATOM* na = find_atom(tabs.cell.get(), "Na2");
     ASSERT_NE(na, nullptr);
     EXPECT_DOUBLE_EQ(na->occ, 0.6);
 
     // Occupancies above 1 are read as they stand.
-    const Read olivine = read_cif(quorix_test::test_data("LiFePO4_COD4001848.cif").string());
+    const Read olivine = read_cif_file(quorix_test::test_data("LiFePO4_COD4001848.cif").string());
     ASSERT_EQ(olivine.status, 0) << olivine.err;
     EXPECT_DOUBLE_EQ(find_atom(olivine.cell.get(), "Fe1")->occ, 1.004);
 
     // CRLF line endings: charges from the type loop, lattice without trailing '\r' trouble.
-    const Read crlf = read_cif(quorix_test::test_data("La2CuO4_COD1008572.cif").string());
+    const Read crlf = read_cif_file(quorix_test::test_data("La2CuO4_COD1008572.cif").string());
     ASSERT_EQ(crlf.status, 0) << crlf.err;
     EXPECT_EQ(crlf.cell->total, 28);
     for (long i = 0; i < crlf.cell->total; i++) EXPECT_NE(crlf.cell->atom[i].os, 99);
