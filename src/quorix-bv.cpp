@@ -15,6 +15,7 @@ namespace {
 
 // Screening factor of the parameter sets built here; bond valences do not depend on it.
 constexpr double kScreeningFactor = 0.75;
+constexpr int kUnknownState = 99;
 // Shorter lattice vectors would make the image search run away.
 constexpr double kShortestLatticeVector = 0.5;
 
@@ -120,8 +121,25 @@ void quorix_bv_free(QUORIX_BV* bv) {
     std::free(bv);
 }
 
+bool quorix_bv_states_usable(const QUORIX_CELL* cell) {
+    for (long i = 0; cell && i < cell->total; i++) {
+        const QUORIX_ATOM& atom = cell->atom[i];
+        if (atom.os == 0) {
+            std::fprintf(stderr, "Error: oxidation state is zero where atom[%ld]: %s0+.\n", i, atom.type);
+            return false;
+        }
+        if (atom.os == kUnknownState) {
+            std::fprintf(stderr, "Error: oxidation state is unknown where atom[%ld]: %s (%s).\n", i, atom.type,
+                         atom.name);
+            return false;
+        }
+    }
+    return true;
+}
+
 QUORIX_BV* quorix_bv_calculate_from_cell(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, const char* dir_unitary,
                                          const char* dir_binary) {
+    if (!quorix_bv_states_usable(cell)) return nullptr;
     if (quorix_cell_flag_site_by_symmetry(cell, symmetry) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_flag_site_by_symmetry() returns non-zero.\n");
         return nullptr;
@@ -197,8 +215,8 @@ QUORIX_BV* quorix_bv_calculate_from_flagged_cell(QUORIX_CELL* cell, QUORIX_PROPE
                 return nullptr;
             }
             const bool cation_centre = centre.os > 0;
-            const QUORIX_PROPERTY_BINARY& pair = cation_centre ? ppt->bin[centre_species][species[j]]
-                                                               : ppt->bin[species[j]][centre_species];
+            const QUORIX_PROPERTY_BINARY& pair =
+                cation_centre ? ppt->bin[centre_species][species[j]] : ppt->bin[species[j]][centre_species];
             add_bonds(bv.get(), k, cell, other, pair, x_max);
         }
     }

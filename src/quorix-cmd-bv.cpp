@@ -7,7 +7,10 @@
 
 #include <cstdio>
 
+#include "quorix-bv.hpp"
+#include "quorix-cn.hpp"
 #include "quorix-import-property.hpp"
+#include "quorix-os.hpp"
 #include "quorix-rx.hpp"
 
 using namespace quorix_cmd;
@@ -106,7 +109,24 @@ constexpr const char* kCalCnBvUsage[] = {
     "Command: --cal-cn-bv [input.cif] {atom_name}\n\n",
     kAtomNameLine,
     "Command: calculates coordination number of the specified atom by bond valence.\n",
+    "Command: lists the bonds of the atom to its counter-ions within the bond-valence cutoff, strongest first: "
+    "distance r, occupancy, running occupancy n, bond valence bv, running sum bv_sum, running mean bv_ave and the "
+    "share of the bond valence sum reached, of_sum.\n",
+    "Command: the coordination number is n at the first bond where the running sum reaches 95% of the bond valence "
+    "sum (marked \"<- cn\"). Weaker bonds than 0.01 v.u. beyond it are summed but not listed.\n",
     "Example: ./quorix.x --cal-cn-bv LiFePO4.cif Fe1\n",
+};
+
+constexpr const char* kGenCifOsUsage[] = {
+    "Command: --gen-cif-os [input.cif] | {output_name}\n\n",
+    "Command: {output_name}: the name of the output file. If omitted, the input name appended by \".os.cif\" will "
+    "be used.\n",
+    "Command: assigns oxidation states by bond valence: of the charge-neutral combinations of the common oxidation "
+    "states of each element, the one whose bond valence sums fit the states best. When no such combination is "
+    "neutral, every tabulated state is tried, then one element of mixed valence over its sites.\n",
+    "Command: the cell is written in cif format with an oxidation-number loop that the other commands read.\n",
+    "Example: ./quorix.x --gen-cif-os LiFePO4.cif\n",
+    "Example: ./quorix.x --gen-cif-os LiFePO4.cif LiFePO4-os.cif\n",
 };
 
 constexpr const char* kCalTotEnUsage[] = {
@@ -143,6 +163,22 @@ void write_assigned(CellPtr assigned, const char* assignment, const std::string&
     }
     if (quorix_cell_export_cif_to_file(name.c_str(), assigned.get(), nullptr))
         std::fprintf(stderr, "Error: quorix_cell_export_cif_to_file() returns non-zero.\n");
+}
+
+// Bond valence sums of a structure; reports a failure and returns null.
+BvPtr bond_valence_sums(const QUORIX_CMD_OPT* opt, const Structure& structure) {
+    BvPtr bv(quorix_bv_calculate_from_cell(structure.cell.get(), structure.symmetry.get(), opt->dir_unitary,
+                                           opt->dir_binary));
+    if (!bv) std::fprintf(stderr, "Error: quorix_bv_calculate_from_cell() returns non-zero.\n");
+    return bv;
+}
+
+// --cal-bv and --text-cal-bv: the sums with their parts, then the GII and its verdict.
+void print_bond_valence_sums(const QUORIX_CMD_OPT* opt, const Structure& structure) {
+    const BvPtr bv = bond_valence_sums(opt, structure);
+    if (!bv) return;
+    quorix_bv_print(bv.get());
+    quorix_gii_calculate_from_bv(bv.get());
 }
 
 // Omitted radial-density cutoff: the coordination functions replace it by their default.
@@ -195,7 +231,7 @@ void quorix_cmd_opt_do_cal_bv(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kCalBvUsage)) return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    print_bond_valence_sums(opt, structure);
 }
 
 // No usage text: the file argument is only checked for presence.
@@ -203,7 +239,8 @@ void quorix_cmd_opt_do_cal_bv_gui(QUORIX_CMD_OPT* opt) {
     if (report_if_short(opt, 2)) return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    const BvPtr bv = bond_valence_sums(opt, structure);
+    if (bv) quorix_bv_print_gui(bv.get());
 }
 
 void quorix_cmd_opt_do_cal_bv_type(QUORIX_CMD_OPT* opt) {
@@ -215,14 +252,22 @@ void quorix_cmd_opt_do_cal_bv_type(QUORIX_CMD_OPT* opt) {
         return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    const BvPtr bv(quorix_bv_calculate_from_cell_with_type(structure.cell.get(), structure.symmetry.get(), type1, os1,
+                                                        type2, os2, opt->dir_unitary, opt->dir_binary));
+    if (!bv) {
+        std::fprintf(stderr, "Error: quorix_bv_calculate_from_cell_with_type() returns NULL.\n");
+        return;
+    }
+    quorix_bv_print(bv.get());
 }
 
 void quorix_cmd_opt_do_cal_gii(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kCalGiiUsage)) return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    const double gii = quorix_gii_calculate_from_cell(structure.cell.get(), structure.symmetry.get(), opt->dir_unitary,
+                                                      opt->dir_binary);
+    if (gii < 0) std::fprintf(stderr, "Error: quorix_gii_calculate_from_cell() returns negative value.\n");
 }
 
 void quorix_cmd_opt_do_cal_cn(QUORIX_CMD_OPT* opt) {
@@ -232,7 +277,7 @@ void quorix_cmd_opt_do_cal_cn(QUORIX_CMD_OPT* opt) {
     if (!parse_name(opt, 3, name, "atom_name") || !parse_double(opt, 4, rds_cutoff, "rds_tiny")) return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    quorix_cn_calculate(structure.cell.get(), name, rds_cutoff);
 }
 
 void quorix_cmd_opt_do_cal_cn_atom(QUORIX_CMD_OPT* opt) {
@@ -245,7 +290,7 @@ void quorix_cmd_opt_do_cal_cn_atom(QUORIX_CMD_OPT* opt) {
         return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    quorix_cn_calculate_by_name(structure.cell.get(), name, type_c, os_c, rds_cutoff);
 }
 
 void quorix_cmd_opt_do_cal_cn_type(QUORIX_CMD_OPT* opt) {
@@ -258,7 +303,7 @@ void quorix_cmd_opt_do_cal_cn_type(QUORIX_CMD_OPT* opt) {
         return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    quorix_cn_calculate_by_type(structure.cell.get(), structure.symmetry.get(), type, os, type_c, os_c, rds_cutoff);
 }
 
 void quorix_cmd_opt_do_cal_cn_bv(QUORIX_CMD_OPT* opt) {
@@ -267,7 +312,7 @@ void quorix_cmd_opt_do_cal_cn_bv(QUORIX_CMD_OPT* opt) {
     if (!parse_name(opt, 3, name, "atom_name")) return;
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    quorix_cn_calculate_by_bv(structure.cell.get(), structure.symmetry.get(), name, opt->dir_unitary, opt->dir_binary);
 }
 
 void quorix_cmd_opt_do_cal_tot_en(QUORIX_CMD_OPT* opt) {
@@ -314,5 +359,19 @@ void quorix_cmd_opt_do_text_cal_bv(QUORIX_CMD_OPT* opt) {
     if (report_if_short(opt, 2)) return;
     const Structure structure = read_inline_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    print_bond_valence_sums(opt, structure);
+}
+
+void quorix_cmd_opt_do_gen_cif_os(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 2, kGenCifOsUsage)) return;
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
+    const std::string name = output_name(opt, 3, ".os.cif");
+    QUORIX_CELL* cell = structure.cell.get();
+    if (quorix_os_assign_by_bv(cell, structure.symmetry.get(), opt->dir_unitary, opt->dir_binary) != 0) {
+        std::fprintf(stderr, "Error: quorix_os_assign_by_bv() returns non-zero.\n");
+        return;
+    }
+    if (quorix_cell_export_cif_to_file(name.c_str(), cell, structure.symmetry.get()) != 0)
+        std::fprintf(stderr, "Error: quorix_cell_export_cif_to_file() returns non-zero.\n");
 }

@@ -67,6 +67,7 @@ constexpr Command kCommands[] = {
     {"--text-cal-bv", quorix_cmd_opt_do_text_cal_bv},
     {"--text-gen-gin-lib", quorix_cmd_opt_do_text_gen_gin_lib},
     {"--text-gen-gin-lib-set-sf", quorix_cmd_opt_do_text_gen_gin_lib_set_sf},
+    {"--gen-cif-os", quorix_cmd_opt_do_gen_cif_os},
 };
 
 Handler find_handler(int argc, char** argv) {

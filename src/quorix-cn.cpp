@@ -98,10 +98,14 @@ struct RecordNames {
 };
 
 constexpr RecordNames kCnNames = {
-    "Error: unable to reallocate QUORIX_CN->r.\n",         "Error: unable to reallocate QUORIX_CN->occ.\n",
-    "Error: unable to allocate QUORIX_CN->n.\n",           "Error: unable to allocate QUORIX_CN->g.\n",
-    "Error: unable to reallocate QUORIX_CN->r_shell.\n",   "Error: unable to reallocate QUORIX_CN->n_shell.\n",
-    "Error: unable to reallocate QUORIX_CN->index_shell.\n", "Error: QUORIX_CN has not been properly initialized.\n",
+    "Error: unable to reallocate QUORIX_CN->r.\n",
+    "Error: unable to reallocate QUORIX_CN->occ.\n",
+    "Error: unable to allocate QUORIX_CN->n.\n",
+    "Error: unable to allocate QUORIX_CN->g.\n",
+    "Error: unable to reallocate QUORIX_CN->r_shell.\n",
+    "Error: unable to reallocate QUORIX_CN->n_shell.\n",
+    "Error: unable to reallocate QUORIX_CN->index_shell.\n",
+    "Error: QUORIX_CN has not been properly initialized.\n",
 };
 
 constexpr RecordNames kCnMixNames = {
@@ -127,7 +131,8 @@ bool fill_distances(Record* cn, const std::vector<Neighbour>& found, const Recor
         const double dr = i == 0 ? r[0] : r[i] - r[i - 1];
         // g[0] is not capped except for a neighbour on the centre itself.
         if (dr > 1e-6)
-            g[i] = i == 0 ? occ[i] / dr / (kFourPi * r[i] * r[i]) : std::min(occ[i] / dr / (kFourPi * r[i] * r[i]), kDensityCap);
+            g[i] = i == 0 ? occ[i] / dr / (kFourPi * r[i] * r[i])
+                          : std::min(occ[i] / dr / (kFourPi * r[i] * r[i]), kDensityCap);
         else
             g[i] = kDensityCap;
     }
@@ -182,7 +187,10 @@ int store_shells(Record* cn, const Shells& shells, const RecordNames& names) {
     cn->r_shell = array_copy(shells.r);
     cn->n_shell = array_copy(shells.n);
     cn->index_shell = array_copy(shells.index);
-    const char* failed = !cn->r_shell ? names.r_shell : !cn->n_shell ? names.n_shell : !cn->index_shell ? names.index_shell : nullptr;
+    const char* failed = !cn->r_shell       ? names.r_shell
+                         : !cn->n_shell     ? names.n_shell
+                         : !cn->index_shell ? names.index_shell
+                                            : nullptr;
     if (failed) {
         std::fputs(failed, stderr);
         clear_shells(cn);
@@ -236,8 +244,8 @@ bool same_species(const QUORIX_ATOM& atom, const char* type, int os) {
 }
 
 // Prints one site line of --cal-cn-type; false when the site has no first shell.
-bool site_first_shell(QUORIX_CELL* cell, QUORIX_ATOM* atom, const char* type_c, int os_c, double rds_tiny,
-                      double* cn, double* r) {
+bool site_first_shell(QUORIX_CELL* cell, QUORIX_ATOM* atom, const char* type_c, int os_c, double rds_tiny, double* cn,
+                      double* r) {
     CnPtr record(quorix_cn_new_from_cell(cell, atom, type_c, os_c, rds_tiny));
     if (!record) {
         std::fprintf(stderr, "Error: quorix_cn_new_from_cell() returns NULL.\n");
@@ -348,7 +356,8 @@ QUORIX_CN* quorix_cn_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, const c
     cn->os = atom->os;
     quorix_copy_bounded(cn->type_c, type_c, sizeof cn->type_c);
     cn->os_c = os_c;
-    const auto found = find_neighbours(cell, atom, [&](const QUORIX_ATOM& a) { return same_species(a, cn->type_c, os_c); });
+    const auto found =
+        find_neighbours(cell, atom, [&](const QUORIX_ATOM& a) { return same_species(a, cn->type_c, os_c); });
     if (found.empty()) {
         std::fprintf(stderr, "Error: atom of type %s%d%c not found.\n", cn->type_c, std::abs(os_c), sign_of(os_c));
         return nullptr;
@@ -530,7 +539,8 @@ int quorix_cn_calculate_by_type(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, co
         std::fprintf(stderr, "Error: quorix_cell_flag_site_by_symmetry() returns non-zero.\n");
         return 1;
     }
-    if (std::none_of(cell->atom, cell->atom + cell->total, [&](const QUORIX_ATOM& a) { return same_species(a, type, os); })) {
+    if (std::none_of(cell->atom, cell->atom + cell->total,
+                     [&](const QUORIX_ATOM& a) { return same_species(a, type, os); })) {
         std::fprintf(stderr, "Error: unable to find any atom of %s%d%c.\n", type, std::abs(os), sign_of(os));
         return 1;
     }
@@ -543,8 +553,8 @@ int quorix_cn_calculate_by_type(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, co
         QUORIX_ATOM* atom = &cell->atom[i];
         if (!same_species(*atom, type, os) || atom->flag <= handled) continue;
         handled = atom->flag;
-        const long multiplicity =
-            std::count_if(cell->atom, cell->atom + cell->total, [&](const QUORIX_ATOM& a) { return a.flag == handled; });
+        const long multiplicity = std::count_if(cell->atom, cell->atom + cell->total,
+                                                [&](const QUORIX_ATOM& a) { return a.flag == handled; });
         double cn = 0, r = 0;
         if (!site_first_shell(cell, atom, type_c, os_c, rds_tiny, &cn, &r)) return 1;
         std::printf("CN: %4ld %12ld %10.6f %9.6f\n", site++, multiplicity, cn, r);
@@ -562,6 +572,7 @@ int quorix_cn_calculate_by_bv(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, cons
         std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
         return 1;
     }
+    if (!quorix_bv_states_usable(cell)) return 1;
     if (quorix_cell_flag_site_by_symmetry(cell, symmetry) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_flag_site_by_symmetry() returns non-zero.\n");
         return 1;
@@ -639,14 +650,14 @@ void quorix_cn_bv_print(QUORIX_CN_BV* cn) {
     }
     std::printf("CN: Center atom: %13s (%s%d%c)\n", cn->name, cn->type, std::abs(cn->os), sign_of(cn->os));
     std::printf("CN: Bond valence sum: %12.6f\n", cn->BVS);
-    std::printf("CN: Coordination Number: %12.3f (bonds up to %.0f%% of the bond valence sum)\n",
-                cn->n[cn->cn_index], 100.0 * (1.0 - kQuorixCnBvFraction));
+    std::printf("CN: Coordination Number: %12.3f (bonds up to %.0f%% of the bond valence sum)\n", cn->n[cn->cn_index],
+                100.0 * (1.0 - kQuorixCnBvFraction));
     std::printf("CN: %5s %16s %9s %6s %8s %9s %9s %9s %7s\n", "Index", "Coordinated type", "r", "occ", "n", "bv",
                 "bv_sum", "bv_ave", "of_sum");
     for (int i = 0; i < cn->cn_print; i++)
         std::printf("CN: %5d %14s%d%c %9.6f %6.3f %8.3f %9.6f %9.6f %9.6f %6.1f%%%s\n", i + 1, cn->type_c[i],
-                    std::abs(cn->os_c[i]), sign_of(cn->os_c[i]), cn->r[i], cn->occ[i], cn->n[i], cn->s[i],
-                    cn->s_sum[i], cn->s_ave[i], 100.0 * cn->s_det[i], i == cn->cn_index ? " <- cn" : "");
+                    std::abs(cn->os_c[i]), sign_of(cn->os_c[i]), cn->r[i], cn->occ[i], cn->n[i], cn->s[i], cn->s_sum[i],
+                    cn->s_ave[i], 100.0 * cn->s_det[i], i == cn->cn_index ? " <- cn" : "");
     if (cn->cn_print < cn->total)
         std::printf("CN: %d weaker bonds below %.2f v.u. not listed, together %.6f v.u.\n", cn->total - cn->cn_print,
                     kListedBond, cn->s_sum[cn->total - 1] - cn->s_sum[cn->cn_print - 1]);

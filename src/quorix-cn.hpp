@@ -13,8 +13,7 @@ QUORIX_CN_BV* quorix_cn_bv_new();
 void quorix_cn_bv_free(QUORIX_CN_BV* cn_bv);
 
 // Neighbours of species (type_c, os_c) around `atom`.
-QUORIX_CN* quorix_cn_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, const char* type_c, int os_c,
-                                   double rds_tiny);
+QUORIX_CN* quorix_cn_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, const char* type_c, int os_c, double rds_tiny);
 // Neighbours among all counter-ions of `atom` (and atoms of oxidation state 0).
 QUORIX_CN_MIX* quorix_cn_mix_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, double rds_tiny);
 // Bonds of `atom` with its counter-ions within the pair cutoffs of `ppt`, strongest first;

@@ -26,6 +26,8 @@ constexpr double kNeutral = 0.005;
 // Per-element choices tried at most in one stage.
 constexpr double kMostChoices = 1e6;
 constexpr int kLineBuffer = 1024;
+// Sites of a mixed-valence element filled in every order when there are at most this many.
+constexpr size_t kEveryOrderUpTo = 6;
 
 struct Element {
     std::string type;
@@ -60,9 +62,9 @@ struct NearSite {
 
 struct Site {
     int element = 0;
-    long atom = 0;       // representative: the first atom carrying the site number
-    double weight = 0;   // multiplicity times occupancy, as in the global instability index
-    double charge = 0;   // summed occupancy of its atoms, each counted at most 1
+    long atom = 0;      // representative: the first atom carrying the site number
+    double weight = 0;  // multiplicity times occupancy, as in the global instability index
+    double charge = 0;  // summed occupancy of its atoms, each counted at most 1
     std::vector<NearSite> near;
 };
 
@@ -151,6 +153,7 @@ private:
     bool for_each_choice(const std::vector<std::vector<int>>& lists, Visit&& visit) const;
     bool best_per_element(bool common_only);
     bool best_mixed();
+    void mix(int e, const std::vector<int>& choice, int high);
     bool closest_to_neutral();
     void consider(const Assignment& assignment, Fit&& fit);
 
@@ -176,8 +179,8 @@ bool StateSearch::prepare() {
         Site& site = sites_[atom.flag - 1];
         if (!seen[atom.flag - 1]) {
             site.atom = i;
-            const auto known = std::find_if(elements_.begin(), elements_.end(),
-                                            [&](const Element& e) { return e.type == atom.type; });
+            const auto known =
+                std::find_if(elements_.begin(), elements_.end(), [&](const Element& e) { return e.type == atom.type; });
             site.element = static_cast<int>(known - elements_.begin());
             if (known == elements_.end()) elements_.push_back({atom.type, {}, {}});
             seen[atom.flag - 1] = true;
@@ -240,7 +243,8 @@ bool StateSearch::find_neighbours(double cutoff) {
 
 // Parameters of two species of opposite sign, cation first; null when the file has none.
 const Pair* StateSearch::pair_of(int element1, int os1, int element2, int os2) const {
-    const auto key = os1 > 0 ? std::make_tuple(element1, os1, element2, os2) : std::make_tuple(element2, os2, element1, os1);
+    const auto key =
+        os1 > 0 ? std::make_tuple(element1, os1, element2, os2) : std::make_tuple(element2, os2, element1, os1);
     const auto found = pairs_.find(key);
     return found != pairs_.end() && found->second.usable() ? &found->second : nullptr;
 }
@@ -336,41 +340,61 @@ bool StateSearch::best_mixed() {
         std::vector<int> states = elements_[e].tabulated;
         std::sort(states.begin(), states.end());
         for (size_t i = 0; i + 1 < states.size(); i++) {
-            const int low = states[i], high = states[i + 1];
-            if (low * high < 0) continue;
+            if (states[i] * states[i + 1] < 0) continue;
             std::vector<std::vector<int>> lists;
             for (const Element& element : elements_) lists.push_back(element.tabulated);
-            lists[e] = {low};
-            const bool bounded = for_each_choice(lists, [&](const std::vector<int>& choice) {
-                Assignment assignment = per_element(choice);
-                const Fit baseline = evaluate(assignment);
-                if (!baseline.usable) return;
-                // Occupancy that must take the higher state for neutrality.
-                double amount = -baseline.charge / (high - low);
-                std::vector<size_t> order;
-                double capacity = 0;
-                for (size_t k = 0; k < sites_.size(); k++)
-                    if (sites_[k].element == static_cast<int>(e)) {
-                        order.push_back(k);
-                        capacity += sites_[k].charge;
-                    }
-                if (amount <= 1e-9 || amount >= capacity - 1e-9) return;
-                // The higher state goes to the sites that bond most strongly.
-                std::stable_sort(order.begin(), order.end(),
-                                 [&](size_t a, size_t b) { return baseline.sums[a][0] > baseline.sums[b][0]; });
-                for (size_t k : order) {
-                    if (amount <= 1e-9) break;
-                    const double share = std::min(1.0, amount / sites_[k].charge);
-                    assignment[k] = share >= 1.0 - 1e-9 ? std::vector<Component>{{high, 1.0}}
-                                                        : std::vector<Component>{{low, 1.0 - share}, {high, share}};
-                    amount -= share * sites_[k].charge;
-                }
-                consider(assignment, evaluate(assignment));
-            });
+            lists[e] = {states[i]};
+            const bool bounded = for_each_choice(
+                lists, [&](const std::vector<int>& choice) { mix(static_cast<int>(e), choice, states[i + 1]); });
             if (!bounded) return false;
         }
     }
     return true;
+}
+
+// Element e at its lower state in `choice` passes to `high` site by site until the cell is
+// neutral, the site on the border split between both. Every order of filling the sites is
+// tried when there are few; otherwise the sites gaining most in fit go first.
+void StateSearch::mix(int e, const std::vector<int>& choice, int high) {
+    const int low = choice[e];
+    const Assignment all_low = per_element(choice);
+    const Fit at_low = evaluate(all_low);
+    std::vector<int> raised = choice;
+    raised[e] = high;
+    const Fit at_high = evaluate(per_element(raised));
+    if (!at_low.usable || !at_high.usable) return;
+    const double amount = -at_low.charge / (high - low);  // occupancy that must take the higher state
+    std::vector<size_t> order;
+    double capacity = 0;
+    for (size_t k = 0; k < sites_.size(); k++)
+        if (sites_[k].element == e) {
+            order.push_back(k);
+            capacity += sites_[k].charge;
+        }
+    if (amount <= 1e-6 || amount >= capacity - 1e-6) return;
+    auto fill = [&] {
+        Assignment assignment = all_low;
+        double left = amount;
+        for (size_t k : order) {
+            if (left <= 1e-9) break;
+            const double share = std::min(1.0, left / sites_[k].charge);
+            assignment[k] = share >= 1.0 - 1e-9 ? std::vector<Component>{{high, 1.0}}
+                                                : std::vector<Component>{{low, 1.0 - share}, {high, share}};
+            left -= share * sites_[k].charge;
+        }
+        consider(assignment, evaluate(assignment));
+    };
+    if (order.size() <= kEveryOrderUpTo) {
+        do fill();
+        while (std::next_permutation(order.begin(), order.end()));
+        return;
+    }
+    auto gain = [&](size_t k) {
+        const double off_low = at_low.sums[k][0] - std::abs(low), off_high = at_high.sums[k][0] - std::abs(high);
+        return off_low * off_low - off_high * off_high;
+    };
+    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) { return gain(a) > gain(b); });
+    fill();
 }
 
 bool StateSearch::closest_to_neutral() {

@@ -198,16 +198,15 @@ TEST(BondValence, PrintedLayouts) {
     TextPtr text(quorix_bv_export_to_text(bv.get()));
     ASSERT_TRUE(text);
     const std::string rule = "=================================================================\r\n";
-    EXPECT_EQ(std::string(text->content),
-              "Bond valence sum:\r\nTotal inequivalent sites: 2\r\n" + rule +
-                  " Li1(Li1+)(occ=0.500) bv_sum =  1.062500\r\n"
-                  "  O1(O2-)(occ=1.000) bv_sum = -2.125000\r\n" +
-                  rule +
-                  " Li1(Li1+)(occ=0.500)  Li1(Li1+)(occ=0.500) bv =  0.000000\r\n"
-                  " Li1(Li1+)(occ=0.500)   O1(O2-)(occ=1.000) bv =  1.062500\r\n"
-                  "  O1(O2-)(occ=1.000)  Li1(Li1+)(occ=0.500) bv = -2.125000\r\n"
-                  "  O1(O2-)(occ=1.000)   O1(O2-)(occ=1.000) bv =  0.000000\r\n" +
-                  rule);
+    EXPECT_EQ(std::string(text->content), "Bond valence sum:\r\nTotal inequivalent sites: 2\r\n" + rule +
+                                              " Li1(Li1+)(occ=0.500) bv_sum =  1.062500\r\n"
+                                              "  O1(O2-)(occ=1.000) bv_sum = -2.125000\r\n" +
+                                              rule +
+                                              " Li1(Li1+)(occ=0.500)  Li1(Li1+)(occ=0.500) bv =  0.000000\r\n"
+                                              " Li1(Li1+)(occ=0.500)   O1(O2-)(occ=1.000) bv =  1.062500\r\n"
+                                              "  O1(O2-)(occ=1.000)  Li1(Li1+)(occ=0.500) bv = -2.125000\r\n"
+                                              "  O1(O2-)(occ=1.000)   O1(O2-)(occ=1.000) bv =  0.000000\r\n" +
+                                              rule);
     testing::internal::CaptureStderr();
     quorix_bv_print(nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "BV: (not allocated)\n");

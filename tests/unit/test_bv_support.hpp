@@ -29,11 +29,12 @@ struct BvSite {
 inline QUORIX_CELL* box_cell(double a, double b, double c, const std::vector<BvSite>& sites) {
     std::vector<Site> plain;
     for (const BvSite& s : sites) plain.push_back({s.type, s.os, s.x, s.y, s.z, s.occ});
-    QUORIX_CELL* cell = make_cell(a, b, c, 90, 90, 90, plain);
+    QUORIX_CELL* cell = make_cell(a, b, c, plain);
     const double lengths[3] = {a, b, c};
     for (int k = 0; k < 3; k++)
         for (int l = 0; l < 3; l++) cell->a[k][l] = k == l ? lengths[k] : 0.0;
-    for (size_t i = 0; i < sites.size(); i++) quorix_copy_bounded(cell->atom[i].name, sites[i].name, sizeof cell->atom[i].name);
+    for (size_t i = 0; i < sites.size(); i++)
+        quorix_copy_bounded(cell->atom[i].name, sites[i].name, sizeof cell->atom[i].name);
     quorix_cell_update_coordinate_cartesion(cell);
     return cell;
 }
@@ -56,10 +57,8 @@ inline QUORIX_SYMMETRY* symmetry_of(const std::vector<Operation>& operations) {
 
 // The face-centring translations of a conventional cubic cell.
 inline QUORIX_SYMMETRY* face_centring() {
-    return symmetry_of({{{1, 1, 1}, {0, 0, 0}},
-                        {{1, 1, 1}, {0, 0.5, 0.5}},
-                        {{1, 1, 1}, {0.5, 0, 0.5}},
-                        {{1, 1, 1}, {0.5, 0.5, 0}}});
+    return symmetry_of(
+        {{{1, 1, 1}, {0, 0, 0}}, {{1, 1, 1}, {0, 0.5, 0.5}}, {{1, 1, 1}, {0.5, 0, 0.5}}, {{1, 1, 1}, {0.5, 0.5, 0}}});
 }
 
 // Rock salt, conventional cell: four Na then four Cl.

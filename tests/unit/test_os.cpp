@@ -16,8 +16,8 @@ namespace {
 int assign(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, std::string* out = nullptr) {
     int result = 1;
     const std::string printed = printed_by([&] {
-        result = quorix_os_assign_by_bv(cell, symmetry, quorix_test::unitary_db().c_str(),
-                                        quorix_test::binary_db().c_str());
+        result =
+            quorix_os_assign_by_bv(cell, symmetry, quorix_test::unitary_db().c_str(), quorix_test::binary_db().c_str());
     });
     if (out) *out = printed;
     return result;
@@ -37,7 +37,8 @@ TEST(OxidationStates, RockSaltTakesTheCommonStates) {
     // Sorted: chlorine first.
     for (long i = 0; i < 8; i++) EXPECT_EQ(cell->atom[i].os, i < 4 ? -1 : 1) << i;
     EXPECT_STREQ(cell->name, "Cl1-:4.000 Na1+:4.000 ");
-    EXPECT_EQ(out.substr(0, out.find('\n') + 1), "OS: oxidation states by bond valence, one common state per element\n");
+    EXPECT_EQ(out.substr(0, out.find('\n') + 1),
+              "OS: oxidation states by bond valence, one common state per element\n");
     EXPECT_EQ(cell->atom[0].flag, 0);
 }
 
