@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "cli.hpp"
 #include "quorix-alloc.hpp"
 
 TEST(Text, GrowsInWholeBlocksAndSplitsRows) {
@@ -33,13 +34,8 @@ TEST(Text, GrowsInWholeBlocksAndSplitsRows) {
 }
 
 TEST(Text, FileReadSizesAndEmptyFileFails) {
-    const std::string path = testing::TempDir() + "/quorix-text-1023";
-    {
-        FILE* f = std::fopen(path.c_str(), "wb");
-        std::string content(1023, 'x');
-        std::fwrite(content.data(), 1, content.size(), f);
-        std::fclose(f);
-    }
+    quorix_test::ScratchDir dir;
+    const std::string path = dir.write("text-1023", std::string(1023, 'x')).string();
     TextPtr text(quorix_text_import_from_file(path.c_str()));
     ASSERT_TRUE(text);
     EXPECT_EQ(text->allocated, 2048);
@@ -50,7 +46,6 @@ TEST(Text, FileReadSizesAndEmptyFileFails) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(quorix_text_import_from_file(path.c_str()), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: failed to read content of " + path + "\n");
-    std::remove(path.c_str());
 }
 
 TEST(Arrays, RefuseZeroDimension) {

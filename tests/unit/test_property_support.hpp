@@ -64,21 +64,16 @@ inline void displace(QUORIX_CELL* cell, double amplitude) {
     quorix_cell_update_coordinate_fractional(cell);
 }
 
-// Files written into the test's temporary directory and removed with the fixture.
+// Files written into a scratch directory of the test's own, removed with the fixture; tests
+// run as parallel processes, so names must not be shared between them.
 class TempFiles : public testing::Test {
 protected:
     std::string write(const std::string& name, const std::string& content) {
-        const std::string path = testing::TempDir() + "/quorix-ff-" + name;
-        std::ofstream(path, std::ios::binary) << content;
-        written_.push_back(path);
-        return path;
-    }
-    void TearDown() override {
-        for (const auto& path : written_) std::remove(path.c_str());
+        return dir_.write("quorix-ff-" + name, content).string();
     }
 
 private:
-    std::vector<std::string> written_;
+    ScratchDir dir_;
 };
 
 }  // namespace quorix_test
