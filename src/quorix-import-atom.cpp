@@ -5,13 +5,17 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
+#include <map>
 #include <numeric>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "quorix-alloc.hpp"
+#include "quorix-import-grid.hpp"
 #include "quorix-la.hpp"
 
 namespace {
@@ -19,6 +23,7 @@ namespace {
 constexpr double kDegreeToRadian = 0.0174532925;
 constexpr double kRadianToDegree = 57.29577957855229;
 constexpr double kSamePosition = 0.005;  // fractional, per coordinate, also across a cell face
+constexpr double kSameReach[3] = {kSamePosition, kSamePosition, kSamePosition};
 constexpr double kSameOccupancy = 0.02;
 
 bool cell_has_atoms(const QUORIX_CELL* cell) { return cell && cell->atom && cell->total > 0; }
@@ -30,80 +35,92 @@ bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
     return std::strncmp(a.type, b.type, sizeof(a.type)) == 0 && a.os == b.os;
 }
 
-// Buckets of atoms by wrapped fractional position. Two atoms that quorix_atom_equal accepts
-// lie within 0.005 of each other modulo 1 in every coordinate; bins are at least 0.01 wide,
-// so such a partner sits in the same or a periodically adjacent bin. Atoms with non-finite
-// coordinates never equal anything and are not stored.
-class PositionGrid {
-public:
-    explicit PositionGrid(long capacity)
-        : bins_(std::clamp(static_cast<int>(std::cbrt(static_cast<double>(capacity))), 1, 100)),
-          head_(static_cast<size_t>(bins_) * bins_ * bins_, -1),
-          next_(static_cast<size_t>(std::max(capacity, 1L)), -1) {}
+// Key of an atom in one sorting pass: atoms with equal keys are never swapped.
+using SortKey = std::pair<std::uint64_t, std::uint64_t>;
 
-    void insert(long index, const double* x_f) {
-        if (!finite(x_f)) return;
-        const size_t bin = flat(bin_of(x_f[0]), bin_of(x_f[1]), bin_of(x_f[2]));
-        next_[index] = head_[bin];
-        head_[bin] = index;
-    }
+std::uint64_t bits_of(double v) {
+    std::uint64_t bits;
+    std::memcpy(&bits, &v, sizeof(bits));
+    return bits;
+}
 
-    // Calls visit(index) for every stored atom in the bins around x_f; visit returns false to stop.
-    template <class Visit>
-    void visit_near(const double* x_f, Visit&& visit) const {
-        if (!finite(x_f)) return;
-        int around[3][3];
-        int count[3];
-        for (int k = 0; k < 3; k++) count[k] = neighbour_bins(bin_of(x_f[k]), around[k]);
-        for (int i = 0; i < count[0]; i++)
-            for (int j = 0; j < count[1]; j++)
-                for (int l = 0; l < count[2]; l++)
-                    for (long index = head_[flat(around[0][i], around[1][j], around[2][l])]; index >= 0;
-                         index = next_[index])
-                        if (!visit(index)) return;
-    }
-
-private:
-    static bool finite(const double* x_f) {
-        return std::isfinite(x_f[0]) && std::isfinite(x_f[1]) && std::isfinite(x_f[2]);
-    }
-    int bin_of(double v) const {
-        const double wrapped = v - std::floor(v);
-        return std::min(static_cast<int>(wrapped * bins_), bins_ - 1);
-    }
-    // The distinct bins b-1, b, b+1 modulo the bin count.
-    int neighbour_bins(int b, int* out) const {
-        int count = 0;
-        for (int shift = -1; shift <= 1; shift++) {
-            const int n = (b + shift + bins_) % bins_;
-            if (std::find(out, out + count, n) == out + count) out[count++] = n;
-        }
-        return count;
-    }
-    size_t flat(int i, int j, int k) const { return (static_cast<size_t>(i) * bins_ + j) * bins_ + k; }
-
-    int bins_;
-    std::vector<long> head_;
-    std::vector<long> next_;
+// Swap decisions between the distinct keys of a range, made once per pair of keys.
+struct SwapTable {
+    int keys = 0;
+    std::vector<int> id;  // per position of the range
+    std::vector<char> swaps;
+    bool later_first(int a, int b) const { return swaps[static_cast<size_t>(a) * keys + b]; }
 };
 
+template <class KeyOf, class LaterFirst>
+SwapTable swap_table(const std::vector<long>& order, long begin, long end, KeyOf&& key_of, LaterFirst&& later_first) {
+    SwapTable table;
+    std::map<SortKey, int> ids;
+    std::vector<long> representative;
+    for (long p = begin; p < end; p++) {
+        const auto [it, added] = ids.emplace(key_of(order[p]), table.keys);
+        if (added) {
+            representative.push_back(order[p]);
+            table.keys++;
+        }
+        table.id.push_back(it->second);
+    }
+    table.swaps.resize(static_cast<size_t>(table.keys) * table.keys);
+    for (int a = 0; a < table.keys; a++)
+        for (int b = 0; b < table.keys; b++)
+            table.swaps[static_cast<size_t>(a) * table.keys + b] = later_first(representative[a], representative[b]);
+    return table;
+}
+
+// With few distinct keys, each step of the pass jumps from one swap to the next through the
+// positions of every key instead of visiting each later position.
+constexpr int kJumpKeys = 32;
+
 // One exchange-sort pass over order[begin, end): every pair i < j is swapped when
-// later_first(order[i], order[j]) holds. Swapping indices instead of whole atoms.
-template <class LaterFirst>
-void exchange_pass(std::vector<long>& order, long begin, long end, LaterFirst&& later_first) {
-    for (long i = begin; i < end; i++)
-        for (long j = i + 1; j < end; j++)
-            if (later_first(order[i], order[j])) std::swap(order[i], order[j]);
+// later_first(order[i], order[j]) holds, exactly as visiting all pairs in order would.
+template <class KeyOf, class LaterFirst>
+void exchange_pass(std::vector<long>& order, long begin, long end, KeyOf&& key_of, LaterFirst&& later_first) {
+    if (end - begin < 2) return;
+    SwapTable table = swap_table(order, begin, end, key_of, later_first);
+    std::vector<int>& id = table.id;  // id[p - begin] follows the swaps
+    auto swap = [&](long i, long j) {
+        std::swap(order[i], order[j]);
+        std::swap(id[i - begin], id[j - begin]);
+    };
+    if (table.keys > kJumpKeys) {
+        for (long i = begin; i < end; i++)
+            for (long j = i + 1; j < end; j++)
+                if (table.later_first(id[i - begin], id[j - begin])) swap(i, j);
+        return;
+    }
+    std::vector<std::set<long>> ahead(table.keys);  // positions after the current step, by key
+    for (long p = begin + 1; p < end; p++) ahead[id[p - begin]].insert(p);
+    for (long i = begin; i < end; i++) {
+        ahead[id[i - begin]].erase(i);
+        for (long p = i;;) {
+            long next = end;
+            for (int k = 0; k < table.keys; k++) {
+                if (!table.later_first(id[i - begin], k)) continue;
+                const auto it = ahead[k].upper_bound(p);
+                if (it != ahead[k].end() && *it < next) next = *it;
+            }
+            if (next == end) break;
+            ahead[id[next - begin]].erase(next);
+            ahead[id[i - begin]].insert(next);
+            swap(i, next);
+            p = next;
+        }
+    }
 }
 
 // Runs an exchange pass on each run of order whose atoms share the key `same`.
-template <class Same, class LaterFirst>
-void exchange_pass_in_groups(std::vector<long>& order, Same&& same, LaterFirst&& later_first) {
+template <class Same, class KeyOf, class LaterFirst>
+void exchange_pass_in_groups(std::vector<long>& order, Same&& same, KeyOf&& key_of, LaterFirst&& later_first) {
     const long n = static_cast<long>(order.size());
     for (long begin = 0, end = 0; begin < n; begin = end) {
         end = begin + 1;
         while (end < n && same(order[begin], order[end])) end++;
-        exchange_pass(order, begin, end, later_first);
+        exchange_pass(order, begin, end, key_of, later_first);
     }
 }
 
@@ -153,7 +170,7 @@ void mark_images(const QUORIX_CELL* cell, const QUORIX_SYMMETRY* symmetry, const
 }
 
 PositionGrid grid_of_cell(const QUORIX_CELL* cell) {
-    PositionGrid grid(cell->total);
+    PositionGrid grid(cell->total, kSameReach);
     for (long i = 0; i < cell->total; i++) grid.insert(i, cell->atom[i].x_f);
     return grid;
 }
@@ -214,7 +231,7 @@ int quorix_atom_remove_duplicate(QUORIX_ATOM** atom, long* total) {
         return 1;
     }
     const QUORIX_ATOM* in = *atom;
-    PositionGrid grid(*total);
+    PositionGrid grid(*total, kSameReach);
     std::vector<long> survivors;
     for (long j = 0; j < *total; j++) {
         if (in[j].ignored) continue;
@@ -286,18 +303,27 @@ void quorix_atom_sort(QUORIX_ATOM* atom, long total) {
     if (!atom || total < 2) return;
     const std::vector<int> type = type_ranks(atom, total);
     const std::vector<int> name = name_ids(atom, total);
+    auto os = [&](long i) { return static_cast<std::uint64_t>(static_cast<std::int64_t>(atom[i].os)); };
+    auto occ = [&](long i) { return bits_of(atom[i].occ); };
     std::vector<long> order(total);
     std::iota(order.begin(), order.end(), 0L);
 
-    exchange_pass(order, 0, total, [&](long i, long j) { return type[i] > type[j]; });
+    exchange_pass(
+        order, 0, total, [&](long i) { return SortKey(type[i], 0); }, [&](long i, long j) { return type[i] > type[j]; });
     auto same_type = [&](long i, long j) { return type[i] == type[j]; };
-    exchange_pass_in_groups(order, same_type, [&](long i, long j) { return atom[i].os > atom[j].os; });
+    exchange_pass_in_groups(
+        order, same_type, [&](long i) { return SortKey(os(i), 0); },
+        [&](long i, long j) { return atom[i].os > atom[j].os; });
     auto same_state = [&](long i, long j) { return same_type(i, j) && atom[i].os == atom[j].os; };
-    exchange_pass_in_groups(order, same_state, [&](long i, long j) { return atom[i].occ > atom[j].occ; });
-    exchange_pass_in_groups(order, same_state, [&](long i, long j) {
-        return atom[i].occ == atom[j].occ && name[i] != name[j] &&
-               quorix_atom_name_compare(atom[i].name, atom[j].name) > 0;
-    });
+    exchange_pass_in_groups(
+        order, same_state, [&](long i) { return SortKey(occ(i), 0); },
+        [&](long i, long j) { return atom[i].occ > atom[j].occ; });
+    exchange_pass_in_groups(
+        order, same_state, [&](long i) { return SortKey(occ(i), name[i]); },
+        [&](long i, long j) {
+            return atom[i].occ == atom[j].occ && name[i] != name[j] &&
+                   quorix_atom_name_compare(atom[i].name, atom[j].name) > 0;
+        });
     apply_order(atom, order);
 }
 
@@ -305,7 +331,9 @@ void quorix_atom_sort_by_value(QUORIX_ATOM* atom, long total) {
     if (!atom || total < 2) return;
     std::vector<long> order(total);
     std::iota(order.begin(), order.end(), 0L);
-    exchange_pass(order, 0, total, [&](long i, long j) { return atom[i].value > atom[j].value; });
+    exchange_pass(
+        order, 0, total, [&](long i) { return SortKey(bits_of(atom[i].value), 0); },
+        [&](long i, long j) { return atom[i].value > atom[j].value; });
     apply_order(atom, order);
 }
 

@@ -1,5 +1,6 @@
 #include "quorix-import-symmetry.hpp"
 
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include "quorix-alloc.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-cif.hpp"
+#include "quorix-import-grid.hpp"
 #include "quorix-la.hpp"
 
 namespace {
@@ -240,19 +242,72 @@ const SymmetryItem kSymmetryItems[] = {
 
 // ---------------------------------------------------------------- fitting a cell
 
-// The first atom that an image of atom `i` lands on: same species, occupancy within 0.0005,
-// Cartesian distance below the tolerance without periodic images; -1 when there is none.
-long partner_of(const QUORIX_CELL* cell, const QUORIX_ATOM& image, double tolerance) {
+// Atoms of a cell looked up by Cartesian position: binned by the fractional coordinates of
+// their Cartesian positions, reaching along each lattice direction as far as the tolerance can.
+class NearbyAtoms {
+public:
+    NearbyAtoms(const QUORIX_CELL* cell, double tolerance)
+        : reciprocal_(reciprocal_of(cell->a)), grid_(cell->total, reach(reciprocal_, tolerance).data()) {
+        for (long i = 0; i < cell->total; i++) {
+            const auto f = fractional(cell->atom[i].x);
+            grid_.insert(i, f.data());
+        }
+    }
+
+    // The lowest index j among the atoms near x for which accept(j) holds, or -1.
+    template <class Accept>
+    long first(const double* x, Accept&& accept) const {
+        long found = -1;
+        grid_.visit_near(fractional(x).data(), [&](long j) {
+            if ((found < 0 || j < found) && accept(j)) found = j;
+            return true;
+        });
+        return found;
+    }
+
+private:
+    using Rows = std::array<std::array<double, 3>, 3>;
+
+    // Rows b_k with b_k . a_j = 1 when k == j, else 0; zero for a degenerate lattice.
+    static Rows reciprocal_of(const double a[3][3]) {
+        Rows b{};
+        const double volume = quorix_matrix33_double_determinant(a);
+        if (volume == 0.0 || !std::isfinite(volume)) return b;
+        for (int k = 0; k < 3; k++) {
+            quorix_vector3_double_cross(b[k].data(), a[(k + 1) % 3], a[(k + 2) % 3]);
+            for (double& v : b[k]) v /= volume;
+        }
+        return b;
+    }
+    // A Cartesian distance d changes fractional coordinate k by at most d |b_k|.
+    static std::array<double, 3> reach(const Rows& b, double tolerance) {
+        std::array<double, 3> out;
+        for (int k = 0; k < 3; k++) {
+            out[k] = tolerance * quorix_vector3_double_length(b[k].data());
+            if (!(out[k] > 0.0 && out[k] < HUGE_VAL)) out[k] = HUGE_VAL;  // one bin: every atom is a candidate
+        }
+        return out;
+    }
+    std::array<double, 3> fractional(const double* x) const {
+        return {quorix_vector3_double_dot(reciprocal_[0].data(), x), quorix_vector3_double_dot(reciprocal_[1].data(), x),
+                quorix_vector3_double_dot(reciprocal_[2].data(), x)};
+    }
+
+    Rows reciprocal_;
+    PositionGrid grid_;
+};
+
+// The first atom that the image lands on: same species, occupancy within 0.0005, Cartesian
+// distance below the tolerance without periodic images; -1 when there is none.
+long partner_of(const QUORIX_CELL* cell, const NearbyAtoms& nearby, const QUORIX_ATOM& image, double tolerance) {
     double x[3];
     quorix_vector3_double_sum3(x, cell->a[0], image.x_f[0], cell->a[1], image.x_f[1], cell->a[2], image.x_f[2]);
-    for (long j = 0; j < cell->total; j++) {
+    return nearby.first(x, [&](long j) {
         const QUORIX_ATOM& atom = cell->atom[j];
-        if (atom.os == image.os && std::strncmp(atom.type, image.type, sizeof(atom.type)) == 0 &&
-            std::fabs(atom.occ - image.occ) < kSameOccupancyStrict &&
-            quorix_vector3_double_distance(x, atom.x) < tolerance)
-            return j;
-    }
-    return -1;
+        return atom.os == image.os && std::strncmp(atom.type, image.type, sizeof(atom.type)) == 0 &&
+               std::fabs(atom.occ - image.occ) < kSameOccupancyStrict &&
+               quorix_vector3_double_distance(x, atom.x) < tolerance;
+    });
 }
 
 void clear_marks(QUORIX_CELL* cell) {
@@ -378,12 +433,21 @@ bool quorix_cell_validate_by_symmetry(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmet
         return false;
     }
     if (accuracy <= 0.0) accuracy = kDefaultTolerance;
+    const NearbyAtoms nearby(cell, accuracy);
+    // The first atom is looked at first under every operation; trying it under all of them
+    // before the rest rejects most settings early, with the same outcome.
+    for (int c = 0; c < symmetry->total; c++) {
+        if (partner_of(cell, nearby, quorix_atom_spawn_by_card(cell->atom[0], symmetry->card[c]), accuracy) < 0) {
+            clear_marks(cell);
+            return false;
+        }
+    }
     for (int c = 0; c < symmetry->total; c++) {
         clear_marks(cell);
         for (long i = 0; i < cell->total; i++) {
             if (cell->atom[i].ignored) continue;
             const long partner =
-                partner_of(cell, quorix_atom_spawn_by_card(cell->atom[i], symmetry->card[c]), accuracy);
+                partner_of(cell, nearby, quorix_atom_spawn_by_card(cell->atom[i], symmetry->card[c]), accuracy);
             if (partner < 0) {
                 clear_marks(cell);
                 return false;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "quorix-alloc.hpp"
@@ -234,14 +235,15 @@ TEST(AtomOrder, NaturalNamesAndCanonicalKeys) {
     const char* names[] = {"Fe2", "Fe1", "Li3", "Li2", "Li2", "Li10", "LiA", "O1", "O2"};
     for (size_t i = 0; i < atoms.size(); i++) EXPECT_STREQ(array.get()[i].name, names[i]) << i;
 
-    // Ties (equal in all four keys) end where the exchange passes put them.
+    // Ties (equal in all four keys) end where the exchange passes put them; few and many
+    // distinct labels per species.
     std::mt19937 random(11);
-    const char* labels[] = {"Li1", "Li2", "Li10", "O1", "O2"};
     for (int round = 0; round < 10; round++) {
+        const int labels = round < 5 ? 3 : 60;
         std::vector<QUORIX_ATOM> mixed;
         for (int k = 0; k < 300; k++) {
-            const char* label = labels[random() % 5];
-            mixed.push_back(make_atom(label, label[0] == 'O' ? "O" : "Li", static_cast<int>(random() % 2),
+            const std::string label = (random() % 2 ? "Li" : "O") + std::to_string(random() % labels);
+            mixed.push_back(make_atom(label.c_str(), label[0] == 'O' ? "O" : "Li", static_cast<int>(random() % 2),
                                       static_cast<double>(k), 0, 0, random() % 3 ? 1.0 : 0.5));
             if (k % 50 == 7) mixed.back().occ = NAN;  // never swapped by the occupancy pass
         }
@@ -251,9 +253,20 @@ TEST(AtomOrder, NaturalNamesAndCanonicalKeys) {
         for (size_t i = 0; i < mixed.size(); i++) ASSERT_TRUE(same_record(sorted.get()[i], mixed[i])) << i;
     }
 
-    for (size_t i = 0; i < atoms.size(); i++) array.get()[i].value = 10.0 - static_cast<double>(i % 4);
-    quorix_atom_sort_by_value(array.get(), static_cast<long>(atoms.size()));
-    for (size_t i = 1; i < atoms.size(); i++) EXPECT_LE(array.get()[i - 1].value, array.get()[i].value);
+    // By value: few distinct values (ties in exchange order) and all distinct.
+    for (int distinct : {4, 1000}) {
+        std::vector<QUORIX_ATOM> valued;
+        for (int k = 0; k < 200; k++) {
+            valued.push_back(make_atom("X", "X", 0, k, 0, 0));
+            valued.back().value = static_cast<double>(random() % distinct);
+        }
+        AtomPtr sorted = make_array(valued);
+        quorix_atom_sort_by_value(sorted.get(), static_cast<long>(valued.size()));
+        for (size_t i = 0; i < valued.size(); i++)
+            for (size_t j = i + 1; j < valued.size(); j++)
+                if (valued[i].value > valued[j].value) std::swap(valued[i], valued[j]);
+        for (size_t i = 0; i < valued.size(); i++) ASSERT_TRUE(same_record(sorted.get()[i], valued[i])) << i;
+    }
 }
 
 TEST(CellName, RunsOfSpeciesInArrayOrder) {

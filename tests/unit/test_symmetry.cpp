@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -87,6 +88,37 @@ long integer_form(const double r[3][3], const double t[3]) {
         for (int j = 0; j < 3; j++) code = code * 3 + std::lround(r[i][j]) + 1;
     for (int i = 0; i < 3; i++) code = code * 12 + ((std::lround(t[i] * 12) % 12) + 12) % 12;
     return code;
+}
+
+// The straightforward validation: each image's partner is found by scanning every atom.
+bool validate_oracle(QUORIX_CELL* cell, const QUORIX_SYMMETRY& symmetry, double tolerance) {
+    auto clear = [&] {
+        for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = false;
+    };
+    for (int c = 0; c < symmetry.total; c++) {
+        clear();
+        for (long i = 0; i < cell->total; i++) {
+            if (cell->atom[i].ignored) continue;
+            const QUORIX_ATOM image = quorix_atom_spawn_by_card(cell->atom[i], symmetry.card[c]);
+            double x[3];
+            for (int k = 0; k < 3; k++)
+                x[k] = image.x_f[0] * cell->a[0][k] + image.x_f[1] * cell->a[1][k] + image.x_f[2] * cell->a[2][k];
+            long partner = -1;
+            for (long j = 0; j < cell->total && partner < 0; j++) {
+                const QUORIX_ATOM& atom = cell->atom[j];
+                if (atom.os == image.os && std::strcmp(atom.type, image.type) == 0 &&
+                    std::fabs(atom.occ - image.occ) < 0.0005 &&
+                    std::hypot(x[0] - atom.x[0], x[1] - atom.x[1], x[2] - atom.x[2]) < tolerance)
+                    partner = j;
+            }
+            if (partner < 0) {
+                clear();
+                return false;
+            }
+            cell->atom[partner].ignored = cell->atom[i].ignored = true;
+        }
+    }
+    return true;
 }
 
 std::string run_python(const std::string& command) {
@@ -358,6 +390,40 @@ TEST(SymmetrySearch, RealStructuresFindTheirGroup) {
         mica.cell.get(), SymmetryPtr(quorix_symmetry_import_by_keyword_HM("C 1 2/m 1", symcards_db().c_str())).get(),
         0.01));
     EXPECT_EQ(search(mica.cell.get(), symcards_db()).found->sg_id, 14);
+}
+
+TEST(SymmetrySearch, ValidationAgreesWithFullScan) {
+    std::vector<SymmetryPtr> settings;
+    for (int no = 1; no <= kSettings; no++)
+        settings.emplace_back(quorix_symmetry_import_by_internal_no(no, symcards_db().c_str()));
+    struct Case {
+        CellPtr cell;
+        double tolerance;
+    };
+    std::vector<Case> cases;
+    cases.push_back({read_cif("Al2O3_corundum_COD1010914.cif").cell, 0.01});
+    cases.push_back({read_cif("K2SO4_alpha_COD1000049.cif").cell, 0.01});
+    // Copies of LiFePO4 shaken by up to 0.006 A in Cartesian space, so the tolerance decides.
+    std::mt19937 random(5);
+    for (double tolerance : {0.004, 0.3}) {
+        CellPtr shaken = std::move(read_cif("LiFePO4_COD4001848.cif").cell);
+        for (long i = 0; i < shaken->total; i++)
+            for (double& v : shaken->atom[i].x) v += (static_cast<int>(random() % 1201) - 600) * 1e-5;
+        cases.push_back({std::move(shaken), tolerance});
+    }
+    int fitting = 0;
+    for (const auto& [cell, tolerance] : cases)
+        for (int no = 1; no <= kSettings; no++) {
+            {
+                CellPtr copy(quorix_cell_copy(cell.get()));
+                const bool expected = validate_oracle(copy.get(), *settings[no - 1], tolerance);
+                ASSERT_EQ(quorix_cell_validate_by_symmetry(cell.get(), settings[no - 1].get(), tolerance), expected)
+                    << cell->name << " setting " << no << " tolerance " << tolerance;
+                for (long i = 0; i < cell->total; i++) ASSERT_EQ(cell->atom[i].ignored, copy->atom[i].ignored) << i;
+                fitting += expected;
+            }
+        }
+    EXPECT_GT(fitting, 20);  // both outcomes are exercised
 }
 
 TEST(SymmetrySearch, ValidationRulesAndNoFit) {
