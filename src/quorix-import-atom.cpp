@@ -44,63 +44,60 @@ std::uint64_t bits_of(double v) {
     return bits;
 }
 
-// Swap decisions between the distinct keys of a range, made once per pair of keys.
-struct SwapTable {
-    int keys = 0;
-    std::vector<int> id;  // per position of the range
-    std::vector<char> swaps;
-    bool later_first(int a, int b) const { return swaps[static_cast<size_t>(a) * keys + b]; }
+// With few distinct keys in a range, each step of a pass jumps from one swap to the next
+// through the positions of every key instead of visiting each later position.
+constexpr int kJumpKeys = 32;
+
+// Distinct keys of a range: an id per position and one atom standing for each key.
+struct RangeKeys {
+    std::vector<int> id;  // id[p - begin]
+    std::vector<long> representative;
+    int count() const { return static_cast<int>(representative.size()); }
 };
 
-template <class KeyOf, class LaterFirst>
-SwapTable swap_table(const std::vector<long>& order, long begin, long end, KeyOf&& key_of, LaterFirst&& later_first) {
-    SwapTable table;
+template <class KeyOf>
+RangeKeys range_keys(const std::vector<long>& order, long begin, long end, KeyOf&& key_of) {
+    RangeKeys keys;
     std::map<SortKey, int> ids;
-    std::vector<long> representative;
     for (long p = begin; p < end; p++) {
-        const auto [it, added] = ids.emplace(key_of(order[p]), table.keys);
-        if (added) {
-            representative.push_back(order[p]);
-            table.keys++;
-        }
-        table.id.push_back(it->second);
+        const auto [it, added] = ids.emplace(key_of(order[p]), keys.count());
+        if (added) keys.representative.push_back(order[p]);
+        keys.id.push_back(it->second);
     }
-    table.swaps.resize(static_cast<size_t>(table.keys) * table.keys);
-    for (int a = 0; a < table.keys; a++)
-        for (int b = 0; b < table.keys; b++)
-            table.swaps[static_cast<size_t>(a) * table.keys + b] = later_first(representative[a], representative[b]);
-    return table;
+    return keys;
 }
-
-// With few distinct keys, each step of the pass jumps from one swap to the next through the
-// positions of every key instead of visiting each later position.
-constexpr int kJumpKeys = 32;
 
 // One exchange-sort pass over order[begin, end): every pair i < j is swapped when
 // later_first(order[i], order[j]) holds, exactly as visiting all pairs in order would.
+// Atoms with equal keys are never swapped.
 template <class KeyOf, class LaterFirst>
 void exchange_pass(std::vector<long>& order, long begin, long end, KeyOf&& key_of, LaterFirst&& later_first) {
     if (end - begin < 2) return;
-    SwapTable table = swap_table(order, begin, end, key_of, later_first);
-    std::vector<int>& id = table.id;  // id[p - begin] follows the swaps
+    RangeKeys keys = range_keys(order, begin, end, key_of);
+    std::vector<int>& id = keys.id;  // follows the swaps
     auto swap = [&](long i, long j) {
         std::swap(order[i], order[j]);
         std::swap(id[i - begin], id[j - begin]);
     };
-    if (table.keys > kJumpKeys) {
+    const int count = keys.count();
+    if (count > kJumpKeys) {
         for (long i = begin; i < end; i++)
             for (long j = i + 1; j < end; j++)
-                if (table.later_first(id[i - begin], id[j - begin])) swap(i, j);
+                if (id[i - begin] != id[j - begin] && later_first(order[i], order[j])) swap(i, j);
         return;
     }
-    std::vector<std::set<long>> ahead(table.keys);  // positions after the current step, by key
+    std::vector<char> swaps(static_cast<size_t>(count) * count);  // decisions between keys, made once
+    for (int a = 0; a < count; a++)
+        for (int b = 0; b < count; b++)
+            swaps[a * count + b] = later_first(keys.representative[a], keys.representative[b]);
+    std::vector<std::set<long>> ahead(count);  // positions after the current step, by key
     for (long p = begin + 1; p < end; p++) ahead[id[p - begin]].insert(p);
     for (long i = begin; i < end; i++) {
         ahead[id[i - begin]].erase(i);
         for (long p = i;;) {
             long next = end;
-            for (int k = 0; k < table.keys; k++) {
-                if (!table.later_first(id[i - begin], k)) continue;
+            for (int k = 0; k < count; k++) {
+                if (!swaps[id[i - begin] * count + k]) continue;
                 const auto it = ahead[k].upper_bound(p);
                 if (it != ahead[k].end() && *it < next) next = *it;
             }
