@@ -3,13 +3,16 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "cli.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-la.hpp"
+#include "structure.hpp"
 
 namespace {
 
@@ -371,4 +374,26 @@ TEST(CellSites, ReductionAndSiteNumbersFollowOrbits) {
               "Error: QUORIX_SYMMETRY has not been properly initialized.\n"
               "Error: QUORIX_CELL has not been properly initialized.\n"
               "Error: QUORIX_CELL has not been properly initialized.\n");
+}
+
+TEST(CellSites, OlivineOrbitsHaveTheirMultiplicities) {
+    quorix_test::CifRead olivine =
+        quorix_test::read_cif_file(quorix_test::test_data("LiFePO4_COD4001848.cif").string());
+    ASSERT_TRUE(olivine.cell);
+    QUORIX_CELL* cell = olivine.cell.get();
+    ASSERT_EQ(cell->total, 28);
+
+    CellPtr unit(quorix_cell_reduce_by_symmetry(cell, olivine.symmetry.get()));
+    ASSERT_TRUE(unit);
+    std::vector<std::string> names;
+    for (long i = 0; i < unit->total; i++) names.emplace_back(unit->atom[i].name);
+    EXPECT_EQ(names, (std::vector<std::string>{"Fe1", "Li1", "O1", "O2", "O3", "P1"}));
+
+    ASSERT_EQ(quorix_cell_flag_site_by_symmetry(cell, olivine.symmetry.get()), 0);
+    std::map<long, int> multiplicity;
+    for (long i = 0; i < cell->total; i++) {
+        multiplicity[cell->atom[i].flag]++;
+        EXPECT_STREQ(cell->atom[i].name, names[cell->atom[i].flag - 1].c_str()) << i;
+    }
+    EXPECT_EQ(multiplicity, (std::map<long, int>{{1, 4}, {2, 4}, {3, 4}, {4, 4}, {5, 8}, {6, 4}}));
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "cli.hpp"
+#include "structure.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-cif.hpp"
@@ -53,20 +54,11 @@ struct Rows {
     }
 };
 
-struct Loaded {
-    CellPtr cell;
-    SymmetryPtr symmetry;
-};
-
-Loaded read_cif(const std::string& name) {
-    QUORIX_CELL* cell = nullptr;
-    QUORIX_SYMMETRY* symmetry = nullptr;
-    testing::internal::CaptureStdout();
-    const int failed = quorix_cell_import_cif_from_file(&cell, &symmetry, quorix_test::test_data(name).c_str(),
-                                                        symcards_db().c_str(), quorix_test::unitary_db().c_str());
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(failed, 0) << name;
-    return {CellPtr(failed ? nullptr : cell), SymmetryPtr(failed ? nullptr : symmetry)};
+// A real structure from tests/data, read through the library.
+quorix_test::CifRead read_cif(const std::string& name) {
+    quorix_test::CifRead read = quorix_test::read_cif_file(quorix_test::test_data(name).string());
+    EXPECT_EQ(read.status, 0) << name << read.err;
+    return read;
 }
 
 // Space group found by the structure search, with its output.
@@ -373,7 +365,7 @@ TEST(SymmetrySearch, RealStructuresFindTheirGroup) {
         {"Li7La3Zr2O12_tetragonal_P1_pymatgen.cif", 142, "I 41/a c d :2"},
     };
     for (const Case& c : cases) {
-        Loaded loaded = read_cif(c.cif);
+        quorix_test::CifRead loaded = read_cif(c.cif);
         ASSERT_TRUE(loaded.cell);
         Search result = search(loaded.cell.get(), symcards_db());
         ASSERT_TRUE(result.found) << c.cif;
@@ -385,7 +377,7 @@ TEST(SymmetrySearch, RealStructuresFindTheirGroup) {
     }
 
     // A C2/m structure also fits its subgroup P 1 21/a 1, which the file lists later.
-    Loaded mica = read_cif("Lepidolite_Li_mica_AMCSD0015659.cif");
+    quorix_test::CifRead mica = read_cif("Lepidolite_Li_mica_AMCSD0015659.cif");
     EXPECT_TRUE(quorix_cell_validate_by_symmetry(
         mica.cell.get(), SymmetryPtr(quorix_symmetry_import_by_keyword_HM("C 1 2/m 1", symcards_db().c_str())).get(),
         0.01));
