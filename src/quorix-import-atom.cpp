@@ -306,7 +306,8 @@ void quorix_atom_sort(QUORIX_ATOM* atom, long total) {
     std::iota(order.begin(), order.end(), 0L);
 
     exchange_pass(
-        order, 0, total, [&](long i) { return SortKey(type[i], 0); }, [&](long i, long j) { return type[i] > type[j]; });
+        order, 0, total, [&](long i) { return SortKey(type[i], 0); },
+        [&](long i, long j) { return type[i] > type[j]; });
     auto same_type = [&](long i, long j) { return type[i] == type[j]; };
     exchange_pass_in_groups(
         order, same_type, [&](long i) { return SortKey(os(i), 0); },

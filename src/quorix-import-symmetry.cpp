@@ -289,8 +289,9 @@ private:
         return out;
     }
     std::array<double, 3> fractional(const double* x) const {
-        return {quorix_vector3_double_dot(reciprocal_[0].data(), x), quorix_vector3_double_dot(reciprocal_[1].data(), x),
-                quorix_vector3_double_dot(reciprocal_[2].data(), x)};
+        std::array<double, 3> f;
+        for (int k = 0; k < 3; k++) f[k] = quorix_vector3_double_dot(reciprocal_[k].data(), x);
+        return f;
     }
 
     Rows reciprocal_;

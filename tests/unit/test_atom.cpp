@@ -32,7 +32,8 @@ QUORIX_ATOM make_atom(const char* name, const char* type, int os, double x, doub
 bool same_record(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
     return std::strcmp(a.name, b.name) == 0 && std::strcmp(a.type, b.type) == 0 && a.os == b.os &&
            std::memcmp(a.x_f, b.x_f, sizeof(a.x_f)) == 0 && std::memcmp(a.x, b.x, sizeof(a.x)) == 0 &&
-           std::memcmp(&a.occ, &b.occ, sizeof(a.occ)) == 0 && a.flag == b.flag && a.value == b.value && a.ignored == b.ignored;
+           std::memcmp(&a.occ, &b.occ, sizeof(a.occ)) == 0 && a.flag == b.flag && a.value == b.value &&
+           a.ignored == b.ignored;
 }
 
 AtomPtr make_array(const std::vector<QUORIX_ATOM>& atoms) {
@@ -172,7 +173,8 @@ TEST(AtomDuplicates, GridAgreesWithQuadraticOracle) {
         std::vector<QUORIX_ATOM> atoms;
         std::vector<std::array<double, 3>> centres;
         for (int c = 0; c < 12; c++)
-            centres.push_back({std::round(unit(random) * 4) / 4, unit(random), unit(random) < 0.3 ? 0.0 : unit(random)});
+            centres.push_back(
+                {std::round(unit(random) * 4) / 4, unit(random), unit(random) < 0.3 ? 0.0 : unit(random)});
         for (int k = 0; k < 400; k++) {
             const auto& centre = centres[random() % centres.size()];
             QUORIX_ATOM atom = make_atom("X", types[random() % 3], 0, 0, 0, 0, unit(random) < 0.1 ? 0.5 : 1.0);

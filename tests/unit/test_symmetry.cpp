@@ -34,7 +34,8 @@ QUORIX_CARD parse(const char* text) {
 void expect_card(const QUORIX_CARD& card, const std::vector<std::vector<double>>& rows,
                  const std::vector<double>& translation) {
     for (int i = 0; i < 3; i++) {
-        for (int j = 0; j < 3; j++) EXPECT_EQ(card.r_f[i][j], rows[i][j]) << card.text << " r[" << i << "][" << j << "]";
+        for (int j = 0; j < 3; j++)
+            EXPECT_EQ(card.r_f[i][j], rows[i][j]) << card.text << " r[" << i << "][" << j << "]";
         EXPECT_DOUBLE_EQ(card.t_f[i], translation[i]) << card.text << " t[" << i << "]";
     }
 }
@@ -248,7 +249,8 @@ TEST(SymmetryDatabase, AllSettingsAreSpglibGroups) {
             operations.insert(integer_form(card.r_f, card.t_f));
         }
         ASSERT_EQ(operations.size(), static_cast<size_t>(s.total)) << no;
-        EXPECT_EQ(integer_form(s.card[0].r_f, s.card[0].t_f), integer_form(settings[0]->card[0].r_f, settings[0]->card[0].t_f))
+        const QUORIX_CARD& identity = settings[0]->card[0];
+        EXPECT_EQ(integer_form(s.card[0].r_f, s.card[0].t_f), integer_form(identity.r_f, identity.t_f))
             << no << ": the identity comes first";
         // Closed under composition modulo lattice translations.
         for (int a = 0; a < s.total; a++)
@@ -294,6 +296,7 @@ TEST(SymmetryOfCif, PreferenceOrderOfItems) {
     const std::string number = "_space_group_IT_number 164\n";
     const std::string hall = "_space_group_name_Hall 'P 2ac 2ab 3'\n";
 
+    const char* const loop = "_symmetry_equiv_pos_as_xyz/_space_group_symop_operation_xyz";
     struct Case {
         std::string cif;
         int total;
@@ -301,8 +304,8 @@ TEST(SymmetryOfCif, PreferenceOrderOfItems) {
         const char* message;
     };
     const Case cases[] = {
-        {hm + number + loop_symop + loop_xyz + hall, 2, 0, "_symmetry_equiv_pos_as_xyz/_space_group_symop_operation_xyz"},
-        {hm + loop_symop, 4, 0, "_symmetry_equiv_pos_as_xyz/_space_group_symop_operation_xyz"},
+        {hm + number + loop_symop + loop_xyz + hall, 2, 0, loop},
+        {hm + loop_symop, 4, 0, loop},
         {hall + number + hm, 8, 62, "H-M symbol"},
         {hall + number, 12, 164, "IT id"},
         {"_space_group_id 2\n" + hall, 2, 2, "IT id"},
@@ -424,7 +427,8 @@ TEST(SymmetrySearch, ValidationRulesAndNoFit) {
     const char* const setting_p1 = "# 1\n1\n'P 1'\n'P 1'\n1\nx,y,z\n";
     const char* const setting_pm1 = "# 2\n2\n'-P 1'\n'P -1'\n2\nx,y,z\n-x,-y,-z\n";
     ScratchDir dir;
-    const std::string both = dir.write("both.dat", std::string("DATA_START\n") + setting_p1 + setting_pm1 + "DATA_END\n");
+    const std::string both =
+        dir.write("both.dat", std::string("DATA_START\n") + setting_p1 + setting_pm1 + "DATA_END\n");
     const std::string inversion_only = dir.write("inv.dat", std::string("DATA_START\n") + setting_pm1 + "DATA_END\n");
     SymmetryPtr pm1(quorix_symmetry_import_by_internal_no(2, both.c_str()));
 
