@@ -255,3 +255,99 @@ struct QUORIX_FFTDOT_LIST {
 };
 
 enum fpdot_type { FP_UND = 0, FP_NOR = 1, FP_MIN = 2, FP_MAX = 3, FP_SAD = 4, FP_PAT = 5, FP_ERR = 6 };
+
+// ---------------------------------------------------------------- path finding and the site graph
+
+// One point of the path-finding grid. Neighbours are not stored: they follow from x_i and the
+// grid size with periodic wrap. A neighbour position is (a * 9 + b * 3 + c) for the offset
+// (a - 1, b - 1, c - 1); position 13 is the dot itself and QUORIX_FPDOT_NO_STEP marks no step.
+// The compact layout keeps the grid below 100 bytes per point.
+constexpr unsigned char QUORIX_FPDOT_NO_STEP = 27;
+
+struct QUORIX_FPDOT {
+    double en;
+    double x[3];                  // Cartesian, angstrom
+    int x_i[3];                   // grid indices
+    fpdot_type type;
+    signed char cluster[3][3][3]; // neighbour group labels: > 0 upward, < 0 downward, 0 for the dot
+    signed char total_up;
+    signed char total_dn;
+    unsigned char up[8];          // neighbour position of the steepest step of each upward group
+    unsigned char dn[8];          // same for the downward groups
+};
+
+// Classified grid over one cell; dot[i0][i1] is a row of n[2] dots.
+struct QUORIX_FPCUBE {
+    QUORIX_FPDOT*** dot;
+    double a[3][3];
+    double a_i[3][3];
+    long n[3];
+};
+
+// Steepest-descent walk from a saddle (dot[0]) down one branch; dots belong to the grid.
+struct QUORIX_FPHALF {
+    long total;
+    QUORIX_FPDOT** dot;
+    double barrier;
+};
+
+struct QUORIX_FPHALF_LIST {
+    long total;
+    QUORIX_FPHALF* half;
+};
+
+struct QUORIX_GRAPH_EDGE;
+
+// A site of the migration network: one landscape minimum.
+struct QUORIX_GRAPH_VERTEX {
+    char name[12];
+    long x_i[3];
+    double x[3];
+    double occ;
+    double eig[3];
+    double eiv[3][3];
+    double en;
+    long index;
+    int total_e;
+    QUORIX_GRAPH_EDGE** e;  // edges leaving this vertex
+    long site;
+    QUORIX_GRAPH_VERTEX* sub;
+    bool visited;
+    QUORIX_GRAPH_VERTEX* v_b;
+};
+
+// One direction of a hop between two sites through a saddle.
+struct QUORIX_GRAPH_EDGE {
+    long x_i[3];
+    double x[3];
+    double en;
+    double l;
+    long index;
+    QUORIX_GRAPH_VERTEX* v_i;
+    QUORIX_GRAPH_VERTEX* v_f;
+    QUORIX_GRAPH_EDGE* e_r;
+    double barrier;
+    int bound[3];    // cell boundaries crossed from v_i to v_f
+    int bound_i[3];  // from v_i to the saddle
+    int bound_f[3];  // from the saddle to v_f
+    double dir[3];
+    long index_half;
+    QUORIX_GRAPH_EDGE* sub;
+};
+
+// Migration network of the conducting ion in one cell (or supercell).
+struct QUORIX_GRAPH {
+    long total_v;
+    long total_e;
+    QUORIX_GRAPH_VERTEX* v;
+    QUORIX_GRAPH_EDGE* e;
+    long n[3];
+    double a_i[3][3];
+    double a[3][3];
+    double volume;
+    char type[3];
+    int os;
+    double m;
+    double c;
+    double total_occ;
+};

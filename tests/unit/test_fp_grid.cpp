@@ -1,0 +1,230 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+
+#include "quorix-fp.hpp"
+#include "test_fp_landscapes.hpp"
+
+using quorix_test::SyntheticCube;
+
+namespace {
+
+const QUORIX_FPDOT& dot_at(const FpcubePtr& fpcube, long i, long j, long k) { return fpcube->dot[i][j][k]; }
+
+// The neighbour the dot's steepest step leads to, as grid indices.
+std::array<long, 3> step_target(const FpcubePtr& fpcube, const QUORIX_FPDOT& dot, unsigned char step) {
+    const QUORIX_FPDOT* target = quorix_fpcube_neighbour(fpcube.get(), &dot, step);
+    if (!target) return {-1, -1, -1};
+    return {target->x_i[0], target->x_i[1], target->x_i[2]};
+}
+
+// Straightforward labelling, classification and steepest steps on the 5x5x5 block, neighbours
+// looked up by index arithmetic on the cube itself: the oracle for the compact grid.
+struct OracleDot {
+    int labels[5][5][5] = {};
+    int total_up = 0, total_dn = 0;
+    fpdot_type type = FP_UND;
+    std::array<std::array<long, 3>, 8> up{}, dn{};
+};
+
+OracleDot oracle(QUORIX_CUBE* cube, long i, long j, long k) {
+    auto en = [&](int a, int b, int c) {
+        const long* n = cube->n;
+        return cube->en[((i + a - 2) % n[0] + n[0]) % n[0]][((j + b - 2) % n[1] + n[1]) % n[1]]
+                       [((k + c - 2) % n[2] + n[2]) % n[2]];
+    };
+    OracleDot o;
+    int sign[5][5][5] = {};
+    for (int a = 1; a <= 3; a++)
+        for (int b = 1; b <= 3; b++)
+            for (int c = 1; c <= 3; c++)
+                if (a != 2 || b != 2 || c != 2) sign[a][b][c] = en(a, b, c) >= en(2, 2, 2) ? 1 : -1;
+    int counter = 1;
+    for (int a = 1; a <= 3; a++)
+        for (int b = 1; b <= 3; b++)
+            for (int c = 1; c <= 3; c++) {
+                if (sign[a][b][c] == 0) continue;
+                for (int da = -1; da <= 1; da++)
+                    for (int db = -1; db <= 1; db++)
+                        for (int dc = -1; dc <= 1; dc++) {
+                            const int q = o.labels[a + da][b + db][c + dc];
+                            if (q == 0 || sign[a + da][b + db][c + dc] != sign[a][b][c]) continue;
+                            if (o.labels[a][b][c] != 0)
+                                quorix_fpdot_merge_cluster(o.labels, o.labels[a][b][c], q);
+                            else
+                                o.labels[a][b][c] = q;
+                        }
+                if (o.labels[a][b][c] == 0) o.labels[a][b][c] = sign[a][b][c] * counter++;
+            }
+    int max = 0, min = 0;
+    for (auto& target : o.up) target = {-1, -1, -1};
+    for (auto& target : o.dn) target = {-1, -1, -1};
+    auto steepest = [&](int label, bool upward) {
+        double best = en(2, 2, 2);
+        std::array<long, 3> target{};
+        for (int a = 1; a <= 3; a++)
+            for (int b = 1; b <= 3; b++)
+                for (int c = 1; c <= 3; c++)
+                    if (o.labels[a][b][c] == label && (upward ? en(a, b, c) >= best : en(a, b, c) <= best)) {
+                        best = en(a, b, c);
+                        target = {(i + a - 2 + cube->n[0]) % cube->n[0], (j + b - 2 + cube->n[1]) % cube->n[1],
+                                  (k + c - 2 + cube->n[2]) % cube->n[2]};
+                    }
+        return target;
+    };
+    for (int a = 1; a <= 3; a++)
+        for (int b = 1; b <= 3; b++)
+            for (int c = 1; c <= 3; c++) {
+                const int label = o.labels[a][b][c];
+                if (label > max) {
+                    max = label;
+                    if (o.total_up < 8) o.up[o.total_up] = steepest(label, true);
+                    o.total_up++;
+                }
+                if (label < min) {
+                    min = label;
+                    if (o.total_dn < 8) o.dn[o.total_dn] = steepest(label, false);
+                    o.total_dn++;
+                }
+            }
+    if (o.total_dn == 0)
+        o.type = FP_MIN;
+    else if (o.total_dn == 1)
+        o.type = o.total_up == 1 ? FP_NOR : FP_ERR;
+    else
+        o.type = o.total_dn <= 3 ? FP_SAD : FP_ERR;
+    if (o.total_up == 0 && o.total_dn > 0) o.type = FP_MAX;
+    return o;
+}
+
+void expect_matches_oracle(SyntheticCube& cube) {
+    testing::internal::CaptureStdout();  // rough landscapes print branch warnings
+    FpcubePtr fpcube(quorix_fpcube_new_from_cube(cube.get()));
+    testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(fpcube);
+    const long* n = cube.get()->n;
+    for (long i = 0; i < n[0]; i++)
+        for (long j = 0; j < n[1]; j++)
+            for (long k = 0; k < n[2]; k++) {
+                SCOPED_TRACE(testing::Message() << "dot " << i << " " << j << " " << k);
+                const OracleDot o = oracle(cube.get(), i, j, k);
+                const QUORIX_FPDOT& dot = dot_at(fpcube, i, j, k);
+                for (int p = 0; p < 27; p++)
+                    ASSERT_EQ(dot.cluster[p / 9][p / 3 % 3][p % 3], o.labels[p / 9 + 1][p / 3 % 3 + 1][p % 3 + 1]);
+                ASSERT_EQ(dot.total_up, o.total_up);
+                ASSERT_EQ(dot.total_dn, o.total_dn);
+                ASSERT_EQ(dot.type, o.type);
+                for (int g = 0; g < 8; g++) {
+                    ASSERT_EQ(step_target(fpcube, dot, dot.up[g]), o.up[g]);
+                    ASSERT_EQ(step_target(fpcube, dot, dot.dn[g]), o.dn[g]);
+                }
+            }
+}
+
+}  // namespace
+
+TEST(FpGrid, MatchesStraightforwardLabellingOnRoughLandscapes) {
+    std::srand(7);
+    // Few distinct values make many ties; sizes 1 and 2 make neighbours coincide.
+    for (const auto& n : {std::array<long, 3>{5, 4, 6}, {1, 5, 5}, {2, 3, 4}, {3, 1, 2}}) {
+        SyntheticCube cube(n[0], n[1], n[2]);
+        cube.fill([](long, long, long) { return static_cast<double>(std::rand() % 4); });
+        expect_matches_oracle(cube);
+    }
+    SyntheticCube smooth(8, 6, 7);
+    smooth.fill([](long i, long j, long k) {
+        return quorix_test::wave(i, 8, 2) + 0.5 * quorix_test::wave(j, 6, 1) * quorix_test::wave(k, 7, 1);
+    });
+    expect_matches_oracle(smooth);
+}
+
+TEST(FpGrid, ClassifiesMinimaMaximaSaddlesAndErrors) {
+    SyntheticCube cube(5, 5, 5);
+    cube.fill([](long, long, long) { return 1.0; });
+    cube.at(2, 2, 2) = 0.0;  // minimum; one neighbour ties with it
+    cube.at(2, 2, 3) = 0.0;
+    cube.at(0, 0, 0) = 9.0;  // maximum
+    FpcubePtr fpcube(quorix_fpcube_new_from_cube(cube.get()));
+    ASSERT_TRUE(fpcube);
+    EXPECT_EQ(dot_at(fpcube, 2, 2, 2).type, FP_MIN);
+    EXPECT_EQ(dot_at(fpcube, 2, 2, 3).type, FP_MIN);  // ties count as upward
+    EXPECT_EQ(dot_at(fpcube, 0, 0, 0).type, FP_MAX);
+    EXPECT_EQ(dot_at(fpcube, 0, 0, 0).total_dn, 1);
+    EXPECT_EQ(dot_at(fpcube, 1, 1, 1).type, FP_NOR);  // sees the minimum below and the plateau
+
+    // Lower neighbours on opposite faces with only higher ones between: two downward groups.
+    SyntheticCube saddle(5, 5, 5);
+    saddle.fill([](long, long, long) { return 2.0; });
+    saddle.at(2, 2, 2) = 1.0;
+    saddle.at(1, 2, 2) = 0.0;
+    saddle.at(3, 2, 2) = 0.5;
+    fpcube.reset(quorix_fpcube_new_from_cube(saddle.get()));
+    const QUORIX_FPDOT& s = dot_at(fpcube, 2, 2, 2);
+    EXPECT_EQ(s.type, FP_SAD);
+    EXPECT_EQ(s.total_dn, 2);
+    EXPECT_EQ(s.total_up, 1);
+    EXPECT_EQ(step_target(fpcube, s, s.dn[0]), (std::array<long, 3>{1, 2, 2}));
+    EXPECT_EQ(step_target(fpcube, s, s.dn[1]), (std::array<long, 3>{3, 2, 2}));
+    EXPECT_EQ(s.dn[2], QUORIX_FPDOT_NO_STEP);
+
+    // One lower group (the middle plane) between two higher ones (the planes above and below).
+    SyntheticCube error(5, 5, 5);
+    error.fill([](long i, long, long) { return i == 2 ? 0.0 : 1.0; });
+    error.at(2, 2, 2) = 0.5;
+    fpcube.reset(quorix_fpcube_new_from_cube(error.get()));
+    const QUORIX_FPDOT& e = dot_at(fpcube, 2, 2, 2);
+    EXPECT_EQ(e.total_dn, 1);
+    EXPECT_EQ(e.total_up, 2);
+    EXPECT_EQ(e.type, FP_ERR);
+}
+
+TEST(FpGrid, AxisOfOnePointSeesTheDotItself) {
+    // A two-dimensional bowl and a saddle on a grid one point thick along a.
+    SyntheticCube bowl(1, 6, 6);
+    bowl.fill([](long, long j, long k) { return -quorix_test::wave(j, 6, 1) - quorix_test::wave(k, 6, 1); });
+    FpcubePtr fpcube(quorix_fpcube_new_from_cube(bowl.get()));
+    ASSERT_TRUE(fpcube);
+    EXPECT_EQ(dot_at(fpcube, 0, 0, 0).type, FP_MIN);
+    EXPECT_EQ(dot_at(fpcube, 0, 0, 0).cluster[0][1][1], 1);  // the dot's own image along a is upward
+    EXPECT_EQ(dot_at(fpcube, 0, 3, 0).type, FP_SAD);
+    // A two-dimensional maximum: its level images on either side along a are two separate
+    // upward groups around one lower ring.
+    EXPECT_EQ(dot_at(fpcube, 0, 3, 3).type, FP_ERR);
+    // Neighbour lookups wrap onto the single plane.
+    const QUORIX_FPDOT& origin = dot_at(fpcube, 0, 0, 0);
+    EXPECT_EQ(quorix_fpcube_neighbour(fpcube.get(), &origin, 0), &dot_at(fpcube, 0, 5, 5));
+    EXPECT_EQ(quorix_fpcube_neighbour(fpcube.get(), &origin, 13), &origin);
+    EXPECT_EQ(quorix_fpcube_neighbour(fpcube.get(), &origin, QUORIX_FPDOT_NO_STEP), nullptr);
+}
+
+TEST(FpGrid, ConstructionFailuresAndPrinting) {
+    const long bad[3] = {4, 0, 4};
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_fpcube_new(bad), nullptr);
+    EXPECT_EQ(quorix_fpcube_new_from_cube(nullptr), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: all arguments must be positive.\nError: QUORIX_CUBE has not been properly initialized.\n");
+    EXPECT_LT(sizeof(QUORIX_FPDOT), 100u);
+
+    SyntheticCube cube(3, 3, 3);
+    cube.fill([](long i, long j, long k) { return static_cast<double>(i + j + k); });
+    FpcubePtr fpcube(quorix_fpcube_new_from_cube(cube.get()));
+    const long wrapped[3] = {-3, 4, 7};
+    EXPECT_EQ(quorix_fpcube_dot(fpcube.get(), wrapped), &dot_at(fpcube, 0, 1, 1));
+    EXPECT_EQ(quorix_fpdot_equal(&dot_at(fpcube, 0, 1, 1), quorix_fpcube_dot(fpcube.get(), wrapped)), 1);
+    EXPECT_EQ(quorix_fpdot_equal(&dot_at(fpcube, 0, 1, 1), &dot_at(fpcube, 1, 1, 0)), 0);
+
+    testing::internal::CaptureStdout();
+    quorix_fpdot_print(&dot_at(fpcube, 0, 0, 0));
+    quorix_fpdot_print(nullptr);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.rfind("FPDOT: (0 0 0) (0.000000 0.000000 0.000000)\nFPDOT: en = 0.000000\nFPDOT: type = 2\n"
+                        "FPDOT: up = 1; dn = 0\nFPDOT: |  1  1  1 |  1  1  1 |  1  1  1 |\n",
+                        0),
+              0u);
+    EXPECT_NE(out.find("FPDOT: (not allocated)\n"), std::string::npos);
+
+    quorix_fpcube_clear_type(fpcube.get());
+    EXPECT_EQ(dot_at(fpcube, 2, 2, 2).type, FP_UND);
+}
