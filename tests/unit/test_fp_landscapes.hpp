@@ -27,6 +27,11 @@ public:
         }
     }
 
+    // Moves keep the vectors' buffers, so the row pointers stay valid; copies would not.
+    SyntheticCube(const SyntheticCube&) = delete;
+    SyntheticCube& operator=(const SyntheticCube&) = delete;
+    SyntheticCube(SyntheticCube&&) = default;
+
     SyntheticCube& fill(const std::function<double(long, long, long)>& f) {
         for (long i = 0; i < cube_.n[0]; i++)
             for (long j = 0; j < cube_.n[1]; j++)
