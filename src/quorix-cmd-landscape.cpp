@@ -5,6 +5,7 @@
 #include "quorix-cmd.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-fft.hpp"
+#include "quorix-fp.hpp"
 
 using namespace quorix_cmd;
 
@@ -311,9 +312,11 @@ void quorix_cmd_opt_do_fp_map(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kFpMapUsage)) return;
     double barrier_max = -0.1;
     if (!parse_double(opt, 3, barrier_max, "barrier_max")) return;
-    [[maybe_unused]] const bool periodic = flag(opt, 4, true);
+    const bool periodic = flag(opt, 4, true);
     const std::string name = output_name(opt, 5, ".fp.cif");
-    report_not_implemented();
+    const CubePtr cube = read_landscape(opt, periodic);
+    if (cube && quorix_fpcube_export_cif_to_file(cube.get(), barrier_max, name.c_str()))
+        std::fprintf(stderr, "Error: quorix_fpcube_export_cif_to_file() returns non-zero.\n");
 }
 
 void quorix_cmd_opt_do_gh(QUORIX_CMD_OPT* opt) {

@@ -6,6 +6,9 @@
 #include <cstring>
 #include <vector>
 
+#include "quorix-import-atom.hpp"
+#include "quorix-import-write.hpp"
+
 
 namespace {
 
@@ -577,4 +580,93 @@ void quorix_fphalf_print(const QUORIX_FPHALF* half) {
         std::printf("FPHALF: [%4ld] (%4ld, %4ld, %4ld); type = %d, en = %f\n", i, static_cast<long>(dot->x_i[0]),
                     static_cast<long>(dot->x_i[1]), static_cast<long>(dot->x_i[2]), dot->type, dot->en);
     }
+}
+
+// ---------------------------------------------------------------- path map
+
+namespace {
+
+struct Marker {
+    const char* name;
+    const char* type;
+};
+
+// Marker atom of a dot in the path map; a null name for dots the map leaves out.
+Marker marker_of(const QUORIX_FPDOT& dot) {
+    switch (dot.type) {
+        case FP_SAD:
+            if (dot.total_dn == 2) return {"SAD1", "Na"};
+            return dot.total_dn == 3 ? Marker{"SAD2", "K"} : Marker{"SAD3", "Cs"};
+        case FP_PAT:
+            return {"PAT", "H"};
+        case FP_MIN:
+            return {"MIN", "Li"};
+        default:
+            return {nullptr, nullptr};
+    }
+}
+
+}  // namespace
+
+QUORIX_CELL* quorix_fpcube_export_to_cell(const QUORIX_FPCUBE* fpcube) {
+    if (!fpcube || !fpcube->dot) {
+        std::fprintf(stderr, "Error: QUORIX_FPCUBE has not been initialized properly.\n");
+        return nullptr;
+    }
+    const QUORIX_FPDOT* dots = fpcube->dot[0][0];
+    const long total = fpcube->n[0] * fpcube->n[1] * fpcube->n[2];
+    long markers = 0;
+    for (long i = 0; i < total; i++)
+        if (marker_of(dots[i]).name) markers++;
+    CellPtr cell(quorix_cell_new(markers));
+    if (!cell) {
+        std::fprintf(stderr, "Error: quorix_cell_new() returns NULL.\n");
+        return nullptr;
+    }
+    std::memcpy(cell->a, fpcube->a, sizeof cell->a);
+    long next = 0;
+    for (long i = 0; i < total; i++) {
+        const Marker marker = marker_of(dots[i]);
+        if (!marker.name) continue;
+        QUORIX_ATOM& atom = cell->atom[next++];
+        quorix_copy_bounded(atom.name, marker.name, sizeof atom.name);
+        quorix_copy_bounded(atom.type, marker.type, sizeof atom.type);
+        atom.os = 1;
+        atom.occ = 1.0;
+        std::memcpy(atom.x, dots[i].x, sizeof atom.x);
+    }
+    quorix_cell_update_fractional(cell.get());
+    return cell.release();
+}
+
+int quorix_fpcube_export_cif_to_file(const QUORIX_CUBE* cube, double barrier_max, const char* path) {
+    if (!cube || !cube->en) {
+        std::fprintf(stderr, "Error: QUORIX_CUBE has not been properly initialized.\n");
+        return 1;
+    }
+    FpcubePtr fpcube(quorix_fpcube_new_from_cube(cube));
+    if (!fpcube) {
+        std::fprintf(stderr, "Error: quorix_fpcube_new_from_cube() returns NULL.\n");
+        return 1;
+    }
+    FphalfListPtr halves(quorix_fphalf_list_new_from_fpcube(fpcube.get()));
+    if (!halves) {
+        std::fprintf(stderr, "Error: quorix_fphalf_list_new_from_fpcube() returns NULL.\n");
+        return 1;
+    }
+    if (barrier_max > 0.0 && quorix_fphalf_list_filter(halves.get(), barrier_max)) {
+        std::fprintf(stderr, "Error: quorix_fphalf_list_filter() returns non-zero.\n");
+        return 1;
+    }
+    quorix_fphalf_list_label_path(halves.get());
+    CellPtr cell(quorix_fpcube_export_to_cell(fpcube.get()));
+    if (!cell) {
+        std::fprintf(stderr, "Error: quorix_fpcube_export_to_cell() returns NULL.\n");
+        return 1;
+    }
+    if (quorix_cell_export_cif_to_file(path, cell.get(), nullptr)) {
+        std::fprintf(stderr, "Error: quorix_cell_export_cif_to_file() returns non-zero.\n");
+        return 1;
+    }
+    return 0;
 }
