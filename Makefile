@@ -24,10 +24,8 @@ build: deps
 
 demo: build
 	@rm -rf $(DEMO) && mkdir -p $(DEMO) && cp examples/*.cif $(DEMO)/
-	$(QUORIX) --print-cell $(DEMO)/LiFePO4.cif
-	$(QUORIX) --cal-sym $(DEMO)/LiFePO4.cif
-	$(QUORIX) --gen-cif $(DEMO)/LiFePO4.cif
-	@echo "Demo results are in $(DEMO)/"
+	$(QUORIX) --gen-cube $(DEMO)/LiFePO4.cif Li 1
+	@echo "Demo: the Li+ site-energy landscape of LiFePO4 (0.1 A grid) is in $(DEMO)/LiFePO4.cif.cube"
 
 test: deps
 	cmake -S . -B $(TEST_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORIX_SANITIZE=ON -DQUORIX_BENCH=OFF

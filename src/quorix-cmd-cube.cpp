@@ -4,6 +4,8 @@
 #include "quorix-cmd-args.hpp"
 #include "quorix-cmd.hpp"
 #include "quorix-cube.hpp"
+#include "quorix-gin.hpp"
+#include "quorix-import-property.hpp"
 
 using namespace quorix_cmd;
 
@@ -61,6 +63,27 @@ constexpr const char* kGenGinUsage[] = {
 
 constexpr double kDefaultResolution = 0.1;
 
+// The parameter set of a structure without conducting species; reports a failure with `ending`
+// after the message (the inline commands print it without a line break).
+PropertyPtr host_parameters(const QUORIX_CMD_OPT* opt, QUORIX_CELL* cell, double sf, const char* ending = "\n") {
+    PropertyPtr ppt(quorix_property_import_from_cell(cell, nullptr, 0, sf, opt->dir_unitary, opt->dir_binary));
+    if (!ppt) std::fprintf(stderr, "Error: quorix_property_import_from_cell() returns NULL%s", ending);
+    return ppt;
+}
+
+// The GULP library of the structure given inline, printed after a rule.
+void print_inline_library(const QUORIX_CMD_OPT* opt, QUORIX_CELL* cell, double sf) {
+    const PropertyPtr ppt = host_parameters(opt, cell, sf, "");
+    if (!ppt) return;
+    const TextPtr library(quorix_gin_lib_import_from_property(ppt.get()));
+    if (!library) {
+        std::fprintf(stderr, "Error: quorix_gin_lib_import_from_property() returns NULL.\n");
+        return;
+    }
+    std::printf("\n=====================================\n\n");
+    std::fputs(library->content, stdout);
+}
+
 }  // namespace
 
 void quorix_cmd_opt_do_print_cube(QUORIX_CMD_OPT* opt) {
@@ -90,13 +113,17 @@ void quorix_cmd_opt_do_gen_cube(QUORIX_CMD_OPT* opt) {
         !parse_double(opt, 6, resolution, "resolution"))
         return;
     if (resolution <= 0.0) resolution = kDefaultResolution;
-    [[maybe_unused]] const bool ignore_conducting = flag(opt, 7, true);
-    [[maybe_unused]] const bool periodic = flag(opt, 8, true);
+    const bool ignore_conducting = flag(opt, 7, true);
+    const bool periodic = flag(opt, 8, true);
     const std::string cube_name = output_name(opt, 9, ".cube");
     const std::string cif_name = assigned_cell_name(opt);
     const Structure structure = read_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    if (quorix_cube_calculate_from_cell_and_write_to_file_assign_partial_occ(
+            cube_name.c_str(), cif_name.c_str(), structure.cell.get(), structure.symmetry.get(), type, os, sf,
+            resolution, ignore_conducting, periodic, opt->dir_unitary, opt->dir_binary))
+        std::fprintf(stderr,
+                     "Error: quorix_cube_calculate_from_cell_and_write_to_file_assign_partial_occ() returns non-zero.\n");
 }
 
 // Its further arguments are checked only once the structure has been read.
@@ -107,7 +134,10 @@ void quorix_cmd_opt_do_gen_gin_lib(QUORIX_CMD_OPT* opt) {
     double sf = -1.0;
     if (!parse_double(opt, 3, sf, "screening factor")) return;
     const std::string name = output_name(opt, 4, ".lib");
-    report_not_implemented();
+    const PropertyPtr ppt = host_parameters(opt, structure.cell.get(), sf);
+    if (!ppt) return;
+    if (quorix_gin_lib_write_to_file(ppt.get(), sf, name.c_str()))
+        std::fprintf(stderr, "Error: quorix_gin_lib_write_to_file() returns non-zero.\n");
 }
 
 // Its further arguments are checked only once the structure has been read.
@@ -117,15 +147,21 @@ void quorix_cmd_opt_do_gen_gin(QUORIX_CMD_OPT* opt) {
     if (!structure) return;
     double sf = -1.0;
     if (!parse_double(opt, 3, sf, "screening factor")) return;
-    const std::string name = output_name(opt, 4, "");
-    report_not_implemented();
+    const GinConfPtr conf(quorix_gin_conf_new(output_name(opt, 4, "").c_str()));
+    if (!conf) {
+        std::fprintf(stderr, "Error: quorix_gin_conf_new() returns NULL.\n");
+        return;
+    }
+    conf->sf = sf;
+    if (quorix_gin_write_to_file(structure.cell.get(), opt->dir_unitary, opt->dir_binary, conf.get()))
+        std::fprintf(stderr, "Error: quorix_gin_write_to_file() returns non-zero.\n");
 }
 
 void quorix_cmd_opt_do_text_gen_gin_lib(QUORIX_CMD_OPT* opt) {
     if (report_if_short(opt, 2)) return;
     const Structure structure = read_inline_structure(opt);
     if (!structure) return;
-    report_not_implemented();
+    print_inline_library(opt, structure.cell.get(), -1.0);
 }
 
 // argv[2] is the screening factor; the structure follows "-:text".
@@ -135,5 +171,5 @@ void quorix_cmd_opt_do_text_gen_gin_lib_set_sf(QUORIX_CMD_OPT* opt) {
     if (!structure) return;
     double sf = -0.1;
     if (!parse_double(opt, 2, sf, "sf")) return;
-    report_not_implemented();
+    print_inline_library(opt, structure.cell.get(), sf);
 }

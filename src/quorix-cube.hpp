@@ -31,3 +31,18 @@ int quorix_cube_calculate_from_cell_and_write_to_file_assign_partial_occ(
     int os, double sf, double resolution, int ignore_conducting, int once, const char* dir_unitary,
     const char* dir_binary);
 QUORIX_CUBE* quorix_cube_super_simple(const QUORIX_CUBE* cube, const int* m);
+
+// Voxel counts of the landscape of a cell at a resolution (A): per axis the multiple of 24 at or
+// above length / resolution, then the longest axis cut back 24 at a time to at most 196^3 voxels.
+// The resolution must be positive and finite.
+void quorix_cube_choose_grid(const QUORIX_CELL* cell, double resolution, long* n);
+
+// Work done by one landscape calculation, added to by quorix_cube_calculate_counted (benchmarks).
+struct QuorixLandscapeWork {
+    long voxels = 0;     // voxels computed; the others were filled by symmetry
+    long distances = 0;  // probe-image distances tested
+    long terms = 0;      // pair terms evaluated (images within reach)
+};
+// quorix_cube_calculate that also counts its work when `work` is given.
+QUORIX_CUBE* quorix_cube_calculate_counted(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, QUORIX_PROPERTY* ppt,
+                                           double resolution, int ignore_conducting, QuorixLandscapeWork* work);

@@ -1,0 +1,135 @@
+// --gen-cube end to end: the cube file beside the input and what it holds, the optional
+// arguments, and the assigned supercell of a partially occupied conducting sublattice.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <sstream>
+#include <string>
+
+#include "../unit/test_landscape_support.hpp"
+#include "cli.hpp"
+
+using quorix_test::read_file;
+using quorix_test::run_quorix;
+using quorix_test::ScratchDir;
+
+namespace {
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+// Line `index` (from 0) of a file with "\r\n" line ends.
+std::string line_of(const std::string& text, int index) {
+    std::istringstream in(text);
+    std::string line;
+    for (int i = 0; i <= index; i++) std::getline(in, line);
+    return line;
+}
+
+CubePtr read_cube(const std::filesystem::path& path, int once, CellPtr* cell = nullptr) {
+    QUORIX_CUBE* cube = nullptr;
+    QUORIX_CELL* read_cell = nullptr;
+    testing::internal::CaptureStdout();
+    const int failed = quorix_cube_import_from_file(&cube, cell ? &read_cell : nullptr, path.c_str(), once,
+                                                    quorix_test::unitary_db().c_str());
+    testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(failed) << path;
+    if (cell) cell->reset(read_cell);
+    return CubePtr(cube);
+}
+
+}  // namespace
+
+// The values read back equal those computed in this process, to the six decimals of the file.
+TEST(CmdCube, WritesTheLandscapeOfLi2OBesideTheInput) {
+    ScratchDir dir;
+    const std::string cif = "Li2O_COD9009059_occupancy.cif";
+    dir.copy_in(cif);
+    const auto result = run_quorix({"--gen-cube", cif, "Li", "1"}, dir.path());
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_TRUE(contains(result.out,
+                         "Message: ignoring all Li1+ ions during cube generation.\n"
+                         "Message: cube has been generated successfully.\n"
+                         "Message: cube file is generated with header.\n"
+                         "Message: cube file saved to " +
+                             cif + ".cube.\n"))
+        << result.out;
+
+    const std::string text = read_file(dir.path() / (cif + ".cube"));
+    EXPECT_EQ(line_of(text, 1).rfind("Conducting = Li1+ ; sf = ", 0), 0u);
+    EXPECT_EQ(line_of(text, 2), "  12    0.000000    0.000000    0.000000\r");
+    EXPECT_EQ(line_of(text, 3), "  48    0.181847    0.000000    0.000000\r");  // 4.619 / 48 A in bohr
+
+    CellPtr cell;
+    const CubePtr cube = read_cube(dir.path() / (cif + ".cube"), 1, &cell);
+    ASSERT_NE(cube, nullptr);
+    ASSERT_NE(cell, nullptr);
+    EXPECT_EQ(cell->total, 12);
+    EXPECT_NEAR(cube->a_i[1][1], 4.619 / 48, 1e-6);
+    quorix_test::LoadedStructure s = quorix_test::load_structure(cif, "Li", 1);
+    const CubePtr expected = quorix_test::landscape_of(s, 0.1, true);
+    ASSERT_NE(expected, nullptr);
+    ASSERT_EQ(cube->n[0], expected->n[0]);
+    double largest = 0;
+    for (long i = 0; i < cube->n[0]; i++)
+        for (long j = 0; j < cube->n[1]; j++)
+            for (long k = 0; k < cube->n[2]; k++)
+                largest = std::max(largest, std::fabs(cube->en[i][j][k] - expected->en[i][j][k]));
+    EXPECT_LT(largest, 5.1e-7);
+}
+
+TEST(CmdCube, OptionalArgumentsNameResolutionIgnoreAndPeriodicity) {
+    ScratchDir dir;
+    const std::string cif = "Li2O_COD9009059_occupancy.cif";
+    dir.copy_in(cif);
+    // Resolution 0 means 0.1 A; the boundary planes are written twice, no ion is left out.
+    const auto result = run_quorix({"--gen-cube", cif, "Li", "1", "0.7", "0", "f", "f", "named.cube"}, dir.path());
+    EXPECT_EQ(result.err, "");
+    EXPECT_TRUE(contains(result.out, "Message: sf=0.700000\n"));
+    EXPECT_TRUE(contains(result.out, "Message: no ion is ignored during cube generation.\n"));
+    const std::string text = read_file(dir.path() / "named.cube");
+    EXPECT_EQ(line_of(text, 3).substr(0, 4), "  49");
+    const CubePtr periodic = read_cube(dir.path() / "named.cube", 0);
+    ASSERT_NE(periodic, nullptr);
+    EXPECT_EQ(periodic->n[0], 48);
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / (cif + ".cube")));
+}
+
+// Na0.8CoO2: Na 0.2 and 0.6 on two sites. The landscape is that of a 4 x 4 x 4 supercell with the
+// Na sites filled or emptied at random, written as "_assigned.cif" beside the input.
+TEST(CmdCube, PartialConductingSitesTakeAnAssignedSupercell) {
+    ScratchDir dir;
+    const std::string cif = "Na0.8CoO2_VESTA.cif";
+    dir.copy_in(cif);
+    const auto result = run_quorix({"--gen-cube", cif, "Na", "1", "-1", "1.0"}, dir.path());
+    EXPECT_EQ(result.err, "");
+    EXPECT_TRUE(contains(result.out,
+                         "Message: partial occupancy at conducting sites detected. Cube will be generated based on an "
+                         "asigned supercell.\n"));
+
+    CellPtr assigned;
+    SymmetryPtr symmetry;
+    {
+        QUORIX_CELL* c = nullptr;
+        QUORIX_SYMMETRY* s = nullptr;
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(
+            quorix_cell_import_cif_from_file(&c, &s, (dir.path() / "Na0.8CoO2_VESTA_assigned.cif").c_str(),
+                                             quorix_test::symcards_db().c_str(), quorix_test::unitary_db().c_str()),
+            0);
+        testing::internal::GetCapturedStdout();
+        assigned.reset(c);
+        symmetry.reset(s);
+    }
+    ASSERT_NE(assigned, nullptr);
+    long sodium = 0;
+    for (long i = 0; i < assigned->total; i++) {
+        EXPECT_EQ(assigned->atom[i].occ, 1.0);
+        sodium += std::string(assigned->atom[i].type) == "Na";
+    }
+    EXPECT_EQ(assigned->total - sodium, 64 * 6);  // Co2O4 per cell
+    EXPECT_NEAR(sodium, 64 * 1.6, 1.0);
+    const std::string text = read_file(dir.path() / (cif + ".cube"));
+    EXPECT_EQ(std::stol(line_of(text, 2)), assigned->total);
+}

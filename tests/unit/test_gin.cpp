@@ -1,0 +1,106 @@
+// GULP export: run settings and their base name, the library text and the input text.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "quorix-gin.hpp"
+#include "quorix-import-property.hpp"
+#include "test_property_support.hpp"
+
+namespace {
+
+std::string base_name(const char* path) {
+    const GinConfPtr conf(quorix_gin_conf_new(path));
+    return conf ? conf->filename : "(null)";
+}
+
+// Li+, Fe2+ and O2- with round numbers; only the two cation-first pairs with O2- have a cutoff.
+PropertyPtr hand_set() {
+    PropertyPtr ppt(quorix_property_new(0));
+    quorix_property_append_index(ppt.get(), "Li", 1);
+    quorix_property_append_index(ppt.get(), "Fe", 2);
+    quorix_property_append_index(ppt.get(), "O", -2);
+    const double q[3] = {0.8, 1.2, -1.0}, rc[3] = {1.0, 1.2, 1.4};
+    for (int k = 0; k < 3; k++) {
+        ppt->uni[k].q = q[k];
+        ppt->uni[k].rc = rc[k];
+    }
+    const auto morse = [](QUORIX_PROPERTY_BINARY& p, double b, double d0, double rmin) {
+        p.b = b;
+        p.d0 = d0;
+        p.rmin = rmin;
+        p.cutoff = 5.5;
+    };
+    morse(ppt->bin[0][2], 0.5, 0.1, 2.0);
+    morse(ppt->bin[1][2], 0.25, 0.2, 2.1);
+    ppt->sf = 0.7;
+    return ppt;
+}
+
+const std::string kHandLibrary =
+    "# quorix forcefield generated for MD using GULP\r\n"
+    "# Turn off Ewald sum and charged interactions\r\n"
+    "keyword noelectrostatics\r\n"
+    "species\r\n"
+    "Li1+ core  0.80000000\r\n"
+    "Fe2+ core  1.20000000\r\n"
+    " O2- core -1.00000000\r\n"
+    "morse    ener\r\n"
+    "Li1+ core  O2- core  1.439964  2.000000  2.000000  0.000000  0.000000 10.000000\r\n"
+    "Fe2+ core  O2- core  2.879928  4.000000  2.100000  0.000000  0.000000 10.000000\r\n"
+    "qerfc    ener\r\n"
+    "# fractional radius = 0.700000\r\n"
+    "Li1+ core Li1+ core  1.400000 10.000000\r\n"
+    "Li1+ core Fe2+ core  1.540000 10.000000\r\n"
+    "Fe2+ core Fe2+ core  1.680000 10.000000\r\n"
+    " O2- core  O2- core  1.960000 10.000000\r\n";
+
+}  // namespace
+
+TEST(GinConf, BaseNameDropsTheExtensionOfTheFileOnly) {
+    EXPECT_EQ(base_name("run/LiFePO4.cif"), "run/LiFePO4");
+    EXPECT_EQ(base_name("LiFePO4"), "LiFePO4");
+    EXPECT_EQ(base_name("run.2/LiFePO4"), "run.2/LiFePO4");
+    EXPECT_EQ(base_name(nullptr), "quorix-default");
+    const GinConfPtr conf(quorix_gin_conf_new("x.cif"));
+    EXPECT_STREQ(conf->ensemble, "nvt");
+    EXPECT_EQ(conf->sf, -1.0);
+}
+
+TEST(GinLibrary, MorsePerCationAnionPairAndQerfcPerLikePair) {
+    const PropertyPtr ppt = hand_set();
+    const TextPtr text(quorix_gin_lib_import_from_property(ppt.get()));
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(text->content, kHandLibrary);
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_gin_lib_import_from_property(nullptr), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: QUORIX_PROPERTY has not been properly initialized.\n");
+}
+
+TEST(GinInput, CellAtomsAndRunSettingsBeforeTheLibrary) {
+    const CellPtr cell(quorix_test::make_cell(4.0, 5.0, 6.0, 90, 90, 120,
+                                              {{"Li", 1, 0.5, 0.25, 0}, {"Fe", 2, 0, 0, 0}, {"O", -2, 0.1, 0.2, 0.3}}));
+    quorix_copy_bounded(cell->name, "test cell", sizeof cell->name);
+    const GinConfPtr conf(quorix_gin_conf_new("out/run.cif"));
+    const PropertyPtr ppt = hand_set();
+    const TextPtr text(quorix_gin_import_from_cell(cell.get(), conf.get(), ppt.get()));
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(text->content,
+              "conv md\r\ntitle\r\ntest cell\r\nend\r\n"
+              "cell\r\n4.000000 5.000000 6.000000 90.000000 90.000000 120.000000\r\n"
+              "fractional   3\r\n"
+              "Li1+ core 0.500000 0.250000 0.000000\r\n"
+              "Fe2+ core 0.000000 0.000000 0.000000\r\n"
+              " O2- core 0.100000 0.200000 0.300000\r\n"
+              "ensemble nvt\r\ntemperature   298.000\r\nequilibration   5.000 ps\r\nproduction     25.000 ps\r\n"
+              "timestep        0.001 ps\r\nsample          0.500 ps\r\nwrite           0.500 ps\r\n"
+              "output dcd       out/run.dcd\r\noutput xyz       out/run.xyz\r\ndump every 1     out/run.grs\r\n" +
+                  kHandLibrary);
+
+    cell->atom[2].occ = 0.5;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_gin_import_from_cell(cell.get(), conf.get(), ppt.get()), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: partial occupancy detected at atom[2]: O(2-); occ=0.500000\n");
+}

@@ -1,0 +1,220 @@
+// The site-energy landscape: grid choice, agreement with the plain loop over every atom and
+// image on real structures, the symmetry fill rules, the cap, and refusals of unusable input.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "quorix-import-atom.hpp"
+#include "test_landscape_oracle.hpp"
+#include "test_landscape_support.hpp"
+#include "test_property_support.hpp"
+
+using quorix_test::landscape_of;
+using quorix_test::load_structure;
+using quorix_test::LoadedStructure;
+
+namespace {
+
+void expect_grid(double a, double b, double c, double resolution, long n0, long n1, long n2) {
+    QUORIX_CELL cell{};
+    cell.a[0][0] = a;
+    cell.a[1][1] = b;
+    cell.a[2][2] = c;
+    long n[3];
+    quorix_cube_choose_grid(&cell, resolution, n);
+    EXPECT_EQ(n[0], n0);
+    EXPECT_EQ(n[1], n1);
+    EXPECT_EQ(n[2], n2);
+}
+
+// Largest difference between two cubes of the same grid.
+double max_difference(const QUORIX_CUBE* a, const QUORIX_CUBE* b) {
+    double largest = 0;
+    for (long i = 0; i < a->n[0]; i++)
+        for (long j = 0; j < a->n[1]; j++)
+            for (long k = 0; k < a->n[2]; k++) largest = std::max(largest, std::fabs(a->en[i][j][k] - b->en[i][j][k]));
+    return largest;
+}
+
+// The fast landscape equals the plain loop's: same voxels computed, same values to 1e-9 eV.
+void expect_plain_loop_result(LoadedStructure& s, double resolution, bool ignore) {
+    QuorixLandscapeWork work;
+    const CubePtr fast = landscape_of(s, resolution, ignore, &work);
+    ASSERT_NE(fast, nullptr);
+    long computed = 0;
+    const quorix_oracle::Host host(s.cell.get(), s.ppt.get(), ignore);
+    const CubePtr plain(quorix_oracle::landscape(host, s.symmetry.get(), fast->n, &computed));
+    EXPECT_EQ(work.voxels, computed);
+    EXPECT_LT(max_difference(fast.get(), plain.get()), 1e-9);
+}
+
+}  // namespace
+
+TEST(LandscapeGrid, MultiplesOf24AtOrAboveTheResolution) {
+    expect_grid(10.3244, 6.0064, 4.6901, 0.1, 120, 72, 48);
+    expect_grid(10.3244, 6.0064, 4.6901, 0.21, 72, 48, 24);
+    expect_grid(4.8, 4.8, 4.8, 0.2, 24, 24, 24);  // exactly 24 steps
+}
+
+TEST(LandscapeGrid, CutsTheLargestAxisBackToTheCap) {
+    // 72 x 600 x 6000 first: the third axis comes down to 336, then the second and third take
+    // turns, the second first on a tie.
+    expect_grid(3, 30, 300, 0.05, 72, 312, 312);
+    expect_grid(20, 20, 20, 0.05, 192, 192, 192);
+    // Counts far beyond any grid that fits in memory end at the same cap.
+    expect_grid(20, 20, 20, 1e-300, 192, 192, 192);
+}
+
+TEST(Landscape, EqualsThePlainLoopOnRealStructures) {
+    {
+        SCOPED_TRACE("LiFePO4, Li+ ignored");
+        LoadedStructure s = load_structure("LiFePO4_COD4001848_oxidation.cif", "Li", 1);
+        expect_plain_loop_result(s, 0.45, true);
+    }
+    {
+        SCOPED_TRACE("Li2O, Li+ kept: Coulomb terms with the conducting ions");
+        LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "Li", 1);
+        expect_plain_loop_result(s, 0.3, false);
+    }
+    {
+        SCOPED_TRACE("Li2O, O2- as the mobile anion");
+        LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "O", -2);
+        expect_plain_loop_result(s, 0.3, true);
+    }
+    {
+        SCOPED_TRACE("K2SO4, a split O site weighted by occupancy");
+        LoadedStructure s = load_structure("K2SO4_alpha_COD1000049.cif", "K", 1);
+        expect_plain_loop_result(s, 0.5, false);
+    }
+}
+
+// Written in P1 with 192 atoms: every voxel is computed, so a sample is compared.
+TEST(Landscape, EqualsThePlainLoopOnTheGarnetSample) {
+    LoadedStructure s = load_structure("Li7La3Zr2O12_tetragonal_P1_pymatgen.cif", "Li", 1);
+    QuorixLandscapeWork work;
+    const CubePtr fast = landscape_of(s, 1.0, true, &work);
+    ASSERT_NE(fast, nullptr);
+    EXPECT_EQ(work.voxels, fast->n[0] * fast->n[1] * fast->n[2]);
+    const quorix_oracle::Host host(s.cell.get(), s.ppt.get(), true);
+    double largest = 0;
+    for (long index = 0; index < work.voxels; index += 97) {
+        const long i = index / (fast->n[1] * fast->n[2]), j = index / fast->n[2] % fast->n[1], k = index % fast->n[2];
+        double r[3];
+        quorix_oracle::voxel_position(fast.get(), i, j, k, r);
+        largest = std::max(largest, std::fabs(quorix_oracle::energy_at(host, r) - fast->en[i][j][k]));
+    }
+    EXPECT_LT(largest, 1e-9);
+}
+
+// Li2O stretched to a = 25 A with only the inversion: away from the O ions the probe feels
+// nothing, and such voxels, at exactly 0, are computed again when visited although filled.
+TEST(Landscape, RecomputesVoxelsThatStayAtZero) {
+    const double a = 25.0;
+    LoadedStructure s;
+    s.cell.reset(quorix_test::make_cell(
+        a, a, a, 90, 90, 90, {{"O", -2, 0, 0, 0}, {"Li", 1, 0.25, 0.25, 0.25}, {"Li", 1, 0.75, 0.75, 0.75}}));
+    s.symmetry.reset(quorix_symmetry_new(2));
+    quorix_card_set_by_text(&s.symmetry->card[0], "x,y,z");
+    quorix_card_set_by_text(&s.symmetry->card[1], "-x,-y,-z");
+    testing::internal::CaptureStdout();
+    s.ppt.reset(quorix_property_import_from_cell(s.cell.get(), "Li", 1, 0.75, quorix_test::unitary_db().c_str(),
+                                                 quorix_test::binary_db().c_str()));
+    testing::internal::GetCapturedStdout();
+    ASSERT_NE(s.ppt, nullptr);
+    QuorixLandscapeWork work;
+    const CubePtr cube = landscape_of(s, 1.0, true, &work);
+    ASSERT_NE(cube, nullptr);
+    EXPECT_GT(work.voxels, cube->n[0] * cube->n[1] * cube->n[2] * 3 / 4);
+    expect_plain_loop_result(s, 1.0, true);
+}
+
+// A Li+ ion sitting on a grid point of its own landscape: the Coulomb core there is raised far
+// above the cap.
+TEST(Landscape, CapsEnergiesAt999p9) {
+    LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "Li", 1);
+    const int li = quorix_property_find_index(s.ppt.get(), "Li", 1);
+    s.ppt->bin[li][li].a0 = 1000.0;
+    const CubePtr cube = landscape_of(s, 0.4, false);
+    ASSERT_NE(cube, nullptr);
+    long v[3];
+    for (long a = 0; a < s.cell->total; a++) {
+        if (std::string(s.cell->atom[a].type) != "Li") continue;
+        quorix_test::nearest_voxel(cube.get(), s.cell->atom[a].x_f, v);
+        EXPECT_EQ(cube->en[v[0]][v[1]][v[2]], 999.9);
+    }
+}
+
+// The O2- probe pairs with Li+ through the Li-O (cation first) record: bound at the O sites.
+TEST(Landscape, AnionProbeBindsThroughTheCationFirstRecord) {
+    LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "O", -2);
+    const CubePtr cube = landscape_of(s, 0.3, true);
+    ASSERT_NE(cube, nullptr);
+    for (double above : quorix_test::site_energies_above_minimum(cube.get(), s.cell.get(), "O")) EXPECT_LT(above, 1e-9);
+    EXPECT_LT(cube->en[0][0][0], -1.0);
+}
+
+TEST(Landscape, ClearsTheIgnoredMarks) {
+    LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "Li", 1);
+    s.cell->atom[0].ignored = true;
+    ASSERT_NE(landscape_of(s, 0.5, true), nullptr);
+    for (long a = 0; a < s.cell->total; a++) EXPECT_FALSE(s.cell->atom[a].ignored);
+}
+
+TEST(Landscape, RefusesUnusableInput) {
+    LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "Li", 1);
+    const auto refusal = [&](double resolution) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(landscape_of(s, resolution, true), nullptr);
+        return testing::internal::GetCapturedStderr();
+    };
+    EXPECT_NE(refusal(std::numeric_limits<double>::quiet_NaN()).find("Error: resolution"), std::string::npos);
+    EXPECT_NE(refusal(std::numeric_limits<double>::infinity()).find("Error: resolution"), std::string::npos);
+
+    s.ppt->conducting = -1;
+    EXPECT_EQ(refusal(0.5),
+              "Error: conducting species not correctly specified.\n"
+              "Error: quorix_cube_validate_property() returns non-zero.\n");
+    s.ppt->conducting = quorix_property_find_index(s.ppt.get(), "Li", 1);
+
+    const int o = quorix_property_find_index(s.ppt.get(), "O", -2);
+    const double cutoff = s.ppt->bin[s.ppt->conducting][o].cutoff;
+    s.ppt->bin[s.ppt->conducting][o].cutoff = 0;
+    EXPECT_EQ(refusal(0.5).rfind("Error: incorrect cutoff at [", 0), 0u);
+    s.ppt->bin[s.ppt->conducting][o].cutoff = cutoff;
+
+    const int os = s.cell->atom[3].os;
+    s.cell->atom[3].os = 0;
+    EXPECT_EQ(refusal(0.5),
+              "Error: oxidation state is zero where atom[3]: " + std::string(s.cell->atom[3].type) + "0+.\n");
+    s.cell->atom[3].os = os;
+
+    for (int k = 0; k < 3; k++) s.cell->a[1][k] *= 1e-3;
+    EXPECT_NE(refusal(0.5).find("Error: lattice vector 1"), std::string::npos);
+}
+
+TEST(LandscapeSuperSimple, RepeatsTheGrid) {
+    const long n[3] = {2, 3, 4};
+    const CubePtr cube(quorix_cube_new(n));
+    for (long i = 0; i < 2; i++)
+        for (long j = 0; j < 3; j++)
+            for (long k = 0; k < 4; k++) cube->en[i][j][k] = 100 * i + 10 * j + k;
+    for (int c = 0; c < 3; c++) {
+        cube->a[c][c] = 1.0 + c;
+        cube->a_i[c][c] = cube->a[c][c] / n[c];
+    }
+    const int m[3] = {3, 1, 2};
+    const CubePtr super(quorix_cube_super_simple(cube.get(), m));
+    ASSERT_NE(super, nullptr);
+    EXPECT_EQ(super->n[0], 6);
+    EXPECT_EQ(super->n[2], 8);
+    EXPECT_DOUBLE_EQ(super->a[0][0], 3.0);
+    EXPECT_DOUBLE_EQ(super->a_i[2][2], 0.75);
+    EXPECT_EQ(super->en[5][2][7], 100 * 1 + 10 * 2 + 3);
+
+    const int bad[3] = {1, 0, 1};
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(quorix_cube_super_simple(cube.get(), bad), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: vector must not contain non-positive elements.\n");
+}
