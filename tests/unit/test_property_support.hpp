@@ -23,13 +23,14 @@ struct Site {
     double occ = 1.0;
 };
 
-// A rectangular a x b x c cell holding the sites.
-inline QUORIX_CELL* make_cell(double a, double b, double c, const std::vector<Site>& sites) {
+// A cell of lattice parameters a, b, c (A) and alpha, beta, gamma (degrees) holding the sites.
+inline QUORIX_CELL* make_cell(double a, double b, double c, double alpha, double beta, double gamma,
+                              const std::vector<Site>& sites) {
     QUORIX_CELL* cell = quorix_cell_new(static_cast<long>(sites.size()));
-    const double edges[3] = {a, b, c};
+    const double edges[3] = {a, b, c}, angles[3] = {alpha, beta, gamma};
     for (int k = 0; k < 3; k++) {
         cell->parameter[k] = edges[k];
-        cell->angle[k] = 90;
+        cell->angle[k] = angles[k];
     }
     for (size_t i = 0; i < sites.size(); i++) {
         QUORIX_ATOM& atom = cell->atom[i];
@@ -42,6 +43,11 @@ inline QUORIX_CELL* make_cell(double a, double b, double c, const std::vector<Si
     }
     quorix_cell_update_cartesion(cell);
     return cell;
+}
+
+// A rectangular a x b x c cell holding the sites.
+inline QUORIX_CELL* make_cell(double a, double b, double c, const std::vector<Site>& sites) {
+    return make_cell(a, b, c, 90, 90, 90, sites);
 }
 
 // A CIF of tests/data read as the commands read it, quietly; NULL when it cannot be read.
