@@ -187,11 +187,12 @@ private:
 // What one host atom adds to the probe's energy: a bonding term with a counter-ion or a screened
 // Coulomb term with a like-charged ion, each replaced by its quadratic core at short range.
 struct HostTerm {
-    const QUORIX_PROPERTY_BINARY* bin;  // cation first
-    double reach;                       // no contribution beyond this distance
-    double reach_squared;               // slightly above reach^2, for the test before the square root
+    double reach;          // no contribution beyond this distance
+    double reach_squared;  // slightly above reach^2, for the test before the square root
     double occ;
+    double core, a2, a1, a0;      // quadratic core below `core`, from the cation-first pair record
     double qq, inv_sigma, shift;  // Coulomb terms only
+    double d0, rmin, b, en_s;     // bonding terms only
 };
 
 // One lattice image of a host atom: l a0 + m a1 + p a2 + x.
@@ -229,7 +230,7 @@ private:
         void gather(const double centre[3], double radius, std::vector<uint32_t>& out) const;
         // Images of `candidates` within reach of r, into `near`; returns their number.
         size_t select(const double r[3], const std::vector<uint32_t>& candidates) const;
-        // Sum of energy(pair record, term, d) * occupancy over the first `count` near images.
+        // Sum of energy(term, d) * occupancy over the first `count` near images.
         template <class Energy>
         double sum(size_t count, Energy energy) const;
     };
@@ -250,11 +251,19 @@ bool ProbeField::add_term(const QUORIX_ATOM& atom, const QUORIX_PROPERTY* ppt) {
         std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
         return false;
     }
+    const QUORIX_PROPERTY_BINARY& pair = ppt->os[c] < 0 ? ppt->bin[s][c] : ppt->bin[c][s];
     HostTerm term{};
-    term.bin = ppt->os[c] < 0 ? &ppt->bin[s][c] : &ppt->bin[c][s];
     term.occ = atom.occ;
     const bool coulomb = static_cast<long>(ppt->os[c]) * atom.os > 0;
-    term.reach = coulomb ? kCoulombReach : term.bin->cutoff;
+    term.reach = coulomb ? kCoulombReach : pair.cutoff;
+    term.core = coulomb ? pair.r_cc : pair.r_bc;
+    term.a2 = pair.a2;
+    term.a1 = pair.a1;
+    term.a0 = pair.a0;
+    term.d0 = pair.d0;
+    term.rmin = pair.rmin;
+    term.b = pair.b;
+    term.en_s = pair.en_s;
     term.reach_squared = term.reach * term.reach * (1.0 + 1e-9);
     if (coulomb) {
         const double sigma = ppt->sf * (ppt->uni[c].rc + ppt->uni[s].rc);
@@ -325,7 +334,7 @@ size_t ProbeField::Kind::select(const double r[3], const std::vector<uint32_t>& 
         const HostImage& image = images[index];
         const double dx = image.x[0] - r[0], dy = image.x[1] - r[1], dz = image.x[2] - r[2];
         const double d_squared = dx * dx + dy * dy + dz * dz;
-        near[count] = index;
+        near[count] = image.term;
         near_squared[count] = d_squared;
         count += d_squared <= terms[image.term].reach_squared;
     }
@@ -336,9 +345,9 @@ template <class Energy>
 double ProbeField::Kind::sum(size_t count, Energy energy) const {
     double total = 0;
     for (size_t n = 0; n < count; n++) {
-        const HostTerm& term = terms[images[near[n]].term];
+        const HostTerm& term = terms[near[n]];
         const double d = std::sqrt(near_squared[n]);
-        if (d <= term.reach) total += energy(*term.bin, term, d) * term.occ;
+        if (d <= term.reach) total += energy(term, d) * term.occ;
     }
     return total;
 }
@@ -347,13 +356,13 @@ double ProbeField::energy_at(const double r[3], const Candidates& candidates, Qu
     const size_t near_coulomb = coulomb_.select(r, candidates.coulomb);
     const size_t near_bonding = bonding_.select(r, candidates.bonding);
     const double coulomb =
-        coulomb_.sum(near_coulomb, [this](const QUORIX_PROPERTY_BINARY& p, const HostTerm& t, double d) {
-            return d > p.r_cc ? erfc_(d * t.inv_sigma) * (t.qq / d) - t.shift
-                              : quorix_pseudopotential_energy_coulombic(d, p.a2, p.a1, p.a0);
+        coulomb_.sum(near_coulomb, [this](const HostTerm& t, double d) {
+            return d > t.core ? erfc_(d * t.inv_sigma) * (t.qq / d) - t.shift
+                              : quorix_pseudopotential_energy_coulombic(d, t.a2, t.a1, t.a0);
         });
-    const double bonding = bonding_.sum(near_bonding, [](const QUORIX_PROPERTY_BINARY& p, const HostTerm&, double d) {
-        return d > p.r_bc ? quorix_energy_bonding_with_energy_shift(d, p.d0, p.rmin, p.b, p.en_s)
-                          : quorix_pseudopotential_energy_bonding(d, p.a2, p.a1, p.a0);
+    const double bonding = bonding_.sum(near_bonding, [](const HostTerm& t, double d) {
+        return d > t.core ? quorix_energy_bonding_with_energy_shift(d, t.d0, t.rmin, t.b, t.en_s)
+                          : quorix_pseudopotential_energy_bonding(d, t.a2, t.a1, t.a0);
     });
     work.voxels++;
     work.distances += static_cast<long>(candidates.coulomb.size() + candidates.bonding.size());
