@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -143,6 +145,35 @@ TEST(CubeFile, RepeatedBoundaryRoundTripWithoutHeader) {
     EXPECT_EQ(larger.cube->en[3][2][4], cube->en[0][0][0]);
     EXPECT_EQ(larger.cube->en[1][2][3], cube->en[1][0][3]);
     EXPECT_NEAR(larger.cube->a[0][0], 4.0, 1e-6);
+}
+
+// The values are written as printf's " %12.6f" would write them, including halfway cases,
+// negative zeros, tiny negatives, values wider than the field and non-finite ones.
+TEST(CubeFile, ValuesAreWrittenAsPrintfWritesThem) {
+    const double awkward[] = {0.0,      -0.0,         -1e-9,       0.0000005,  0.0000015,   -0.0000025, 2.5e-7,
+                              999.9,    -3.31184499,  1.0 / 3.0,   123456.5e-6, 1e20,       -1e300,     1e-300,
+                              INFINITY, -INFINITY,    std::nan(""), -std::nan(""), 0.1 + 0.2, 4503599627370497.0};
+    std::vector<double> values(std::begin(awkward), std::end(awkward));
+    uint64_t state = 12345;
+    while (values.size() < 2000) {  // a spread of magnitudes and signs
+        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+        const double mantissa = static_cast<double>(state >> 11) / 9007199254740992.0;
+        values.push_back((state & 1 ? -1 : 1) * mantissa * std::pow(10.0, static_cast<int>(state >> 3 & 15) - 8));
+    }
+    const long n[3] = {1, 1, static_cast<long>(values.size())};
+    const double a[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    CubePtr cube = fft_test::make_cube(n, a, [](const fft_test::Frac&) { return 0.0; });
+    std::copy(values.begin(), values.end(), cube->en[0][0]);
+    std::string expected;
+    for (const double value : values) {
+        char line[400];
+        std::snprintf(line, sizeof line, " %12.6f\r\n", value);
+        expected += line;
+    }
+    ScratchDir dir;
+    const std::string text = export_quietly(cube.get(), nullptr, (dir.path() / "values.cube").string(), 1);
+    ASSERT_GE(text.size(), expected.size());
+    EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
 }
 
 // Damaged files: one clear error and no cube, never values computed from zeros.
