@@ -3,7 +3,6 @@
 // read and diagonalised), and a check that both give the same grids and the same critical points.
 //
 // Usage: bench_fft [n ...]   (grid points per axis; default 96 192)
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,16 +15,14 @@
 #include <functional>
 #include <vector>
 
+#include "bench_support.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-fft.hpp"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double seconds_since(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using bench::Clock;
+using bench::seconds_since;
 
 // Periodic Gaussian wells and bumps in a triclinic cell, a stand-in for a site-energy landscape.
 CubePtr synthetic_landscape(long n) {
@@ -97,16 +94,8 @@ FftdotListPtr search_straightforward(const QUORIX_FFT* fft) {
 }
 
 FftdotListPtr search_quietly(const std::function<FftdotListPtr()>& search) {
-    std::fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    close(null);
-    FftdotListPtr list = search();
-    std::fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    close(saved);
-    return list;
+    const bench::QuietStdout quiet;
+    return search();
 }
 
 // Runs `work` in a child process and prints its peak resident memory.
@@ -162,10 +151,7 @@ void compare_variants(const QUORIX_CUBE* cube) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<long> sizes;
-    for (int i = 1; i < argc; i++) sizes.push_back(std::atol(argv[i]));
-    if (sizes.empty()) sizes = {96, 192};
-    for (long n : sizes) {
+    for (long n : bench::grid_sizes(argc, argv, {96, 192})) {
         std::printf("grid %ld^3\n", n);
         CubePtr cube = synthetic_landscape(n);
         measured("fast", [&] { run_variant(cube.get(), true); });

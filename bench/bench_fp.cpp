@@ -1,7 +1,6 @@
 // Time and peak memory of the path-finding grid and the half-paths on synthetic landscapes of
 // 96^3 and 192^3 points (sizes may also be given as arguments); each size runs in its own child
 // process so that its peak memory is its own.
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bench_support.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-fp.hpp"
 
@@ -34,12 +34,6 @@ QUORIX_CUBE* landscape(long n) {
                                     0.3 * std::cos(two_pi * (x + y + z)) + 0.1 * std::sin(two_pi * 5 * x * y);
             }
     return cube;
-}
-
-double peak_megabytes() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss / 1024.0;
 }
 
 template <class F>
@@ -72,7 +66,7 @@ int run(long n) {
     if (!fpcube || !halves) return 1;
     std::printf("RESULT %ld^3: grid %.2f s, half-paths %.2f s (%ld halves), peak RSS %.0f MiB, %zu bytes per point "
                 "(stored pointers: %zu)\n",
-                n, t_grid, t_half, halves->total, peak_megabytes(), sizeof(QUORIX_FPDOT), sizeof(StoredPointerDot));
+                n, t_grid, t_half, halves->total, bench::peak_megabytes(), sizeof(QUORIX_FPDOT), sizeof(StoredPointerDot));
     quorix_fphalf_list_free(halves);
     quorix_fpcube_free(fpcube);
     quorix_cube_free(cube);
@@ -82,10 +76,7 @@ int run(long n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<long> sizes;
-    for (int i = 1; i < argc; i++) sizes.push_back(std::atol(argv[i]));
-    if (sizes.empty()) sizes = {96, 192};
-    for (long n : sizes) {
+    for (long n : bench::grid_sizes(argc, argv, {96, 192})) {
         std::fflush(stdout);
         const pid_t child = fork();
         if (child == 0) std::exit(run(n));

@@ -16,6 +16,7 @@
 #include <string>
 
 #include "../tests/unit/test_landscape_oracle.hpp"
+#include "bench_support.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
@@ -28,23 +29,6 @@ double cpu_seconds() {
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
-
-// Silences the program's progress messages on standard output while it lives.
-class QuietStdout {
-public:
-    QuietStdout() : saved_(dup(STDOUT_FILENO)) {
-        std::fflush(stdout);
-        if (FILE* null = std::freopen("/dev/null", "w", stdout)) (void)null;
-    }
-    ~QuietStdout() {
-        std::fflush(stdout);
-        dup2(saved_, STDOUT_FILENO);
-        close(saved_);
-    }
-
-private:
-    int saved_;
-};
 
 std::string database(const char* name) { return std::string(QUORIX_DATA_DIR) + "/" + name; }
 
@@ -102,14 +86,14 @@ void run_plain_full(const quorix_oracle::Host& host, QUORIX_SYMMETRY* symmetry, 
                     std::max(result.max_difference, std::fabs(plain->en[i][j][k] - fast->en[i][j][k]));
 }
 
-bool bench(const char* label, const std::string& path, double resolution) {
+bool compare_on(const char* label, const std::string& path, double resolution) {
     Result result;
     CellPtr cell;
     SymmetryPtr symmetry;
     PropertyPtr ppt;
     CubePtr fast;
     {
-        QuietStdout quiet;
+        const bench::QuietStdout quiet;
         QUORIX_CELL* c = nullptr;
         QUORIX_SYMMETRY* s = nullptr;
         if (quorix_cell_import_cif_from_file(&c, &s, path.c_str(), database("database_symcards.dat").c_str(),
@@ -170,7 +154,7 @@ int main(int argc, char** argv) {
         "speed-up | max difference (eV) |\n|---|---|---|---|---|---|---|---|---|---|\n");
     const std::string only = argc > 2 ? argv[2] : "";
     for (const auto& s : structures)
-        if (std::string(s.label).find(only) != std::string::npos && !bench(s.label, s.path, resolution)) {
+        if (std::string(s.label).find(only) != std::string::npos && !compare_on(s.label, s.path, resolution)) {
             std::fprintf(stderr, "bench_landscape: %s failed\n", s.label);
             return 1;
         }

@@ -1,12 +1,10 @@
 // Times the automatic screening factor of a 192-atom garnet: the search on the straightforward
 // stress (six full total energies per step) against the search on pair terms found once.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
 #include <string>
 
+#include "bench_support.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-pair.hpp"
@@ -18,38 +16,16 @@ namespace {
 const std::string kData = QUORIX_DATA_DIR;
 const std::string kStructure = std::string(QUORIX_SOURCE_DIR) + "/tests/data/Li7La3Zr2O12_tetragonal_P1_pymatgen.cif";
 
-double seconds_since(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// Sends standard output to /dev/null while it lives.
-class QuietStdout {
-public:
-    QuietStdout() : saved_(dup(1)) {
-        std::fflush(stdout);
-        const int null = open("/dev/null", O_WRONLY);
-        dup2(null, 1);
-        close(null);
-    }
-    ~QuietStdout() {
-        std::fflush(stdout);
-        dup2(saved_, 1);
-        close(saved_);
-    }
-
-private:
-    int saved_;
-};
 
 // Runs `search` on a copy of the set with the factor cleared, without its messages.
 template <class Search>
 double timed_search(const QUORIX_PROPERTY* ppt, Search search, double* seconds) {
     PropertyPtr copy(quorix_property_copy(ppt));
     copy->sf = -1.0;
-    QuietStdout quiet;
-    const auto start = std::chrono::steady_clock::now();
+    const bench::QuietStdout quiet;
+    const auto start = bench::Clock::now();
     search(copy.get());
-    *seconds = seconds_since(start);
+    *seconds = bench::seconds_since(start);
     return copy->sf;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "quorix-fft.hpp"
@@ -352,9 +353,8 @@ int quorix_graph_assign_label(QUORIX_GRAPH* graph, const QUORIX_CELL* cell) {
     classify_by_energy(
         graph, [](const QUORIX_GRAPH_VERTEX& v) { return v.name[0] == '\0'; },
         [graph](QUORIX_GRAPH_VERTEX& v, long k) {
-            char name[11];
-            std::snprintf(name, sizeof name, "%s_i%ld", graph->type, k);
-            quorix_copy_bounded(v.name, name, sizeof v.name);
+            const std::string name = std::string(graph->type) + "_i" + std::to_string(k);
+            quorix_copy_bounded(v.name, name.substr(0, 10).c_str(), sizeof v.name);
         });
     classify_by_energy(
         graph, [](const QUORIX_GRAPH_VERTEX& v) { return v.site == 0; },
@@ -522,16 +522,28 @@ int quorix_dot_adjacent(const long* x_i1, const long* x_i2, const long* n) {
     return 1;
 }
 
-double quorix_dot_distance(const double* x1, const double* x2, const double a[3][3]) {
-    double best = quorix_vector3_double_distance(x1, x2);
+namespace {
+
+// Calls visit(image) for x1 shifted by every combination of -1, 0 and 1 times each cell vector.
+template <class Visit>
+void for_each_neighbour_image(const double* x1, const double a[3][3], Visit visit) {
     for (int p = -1; p <= 1; p++)
         for (int q = -1; q <= 1; q++)
             for (int r = -1; r <= 1; r++) {
                 double image[3];
                 image_shift(image, a, p, q, r);
                 for (int k = 0; k < 3; k++) image[k] += x1[k];
-                best = std::fmin(best, quorix_vector3_double_distance(image, x2));
+                visit(image);
             }
+}
+
+}  // namespace
+
+double quorix_dot_distance(const double* x1, const double* x2, const double a[3][3]) {
+    double best = quorix_vector3_double_distance(x1, x2);
+    for_each_neighbour_image(x1, a, [&](const double* image) {
+        best = std::fmin(best, quorix_vector3_double_distance(image, x2));
+    });
     return best;
 }
 
@@ -539,17 +551,12 @@ void quorix_dot_direction(double* out, const double* x1, const double* x2, const
     double best = quorix_vector3_double_distance(x1, x2);
     double d[3];
     for (int k = 0; k < 3; k++) d[k] = x2[k] - x1[k];
-    for (int p = -1; p <= 1; p++)
-        for (int q = -1; q <= 1; q++)
-            for (int r = -1; r <= 1; r++) {
-                double image[3];
-                image_shift(image, a, p, q, r);
-                for (int k = 0; k < 3; k++) image[k] += x1[k];
-                const double distance = quorix_vector3_double_distance(image, x2);
-                if (distance >= best) continue;
-                best = distance;
-                for (int k = 0; k < 3; k++) d[k] = x2[k] - image[k];
-            }
+    for_each_neighbour_image(x1, a, [&](const double* image) {
+        const double distance = quorix_vector3_double_distance(image, x2);
+        if (distance >= best) return;
+        best = distance;
+        for (int k = 0; k < 3; k++) d[k] = x2[k] - image[k];
+    });
     for (int k = 0; k < 3; k++) out[k] = best > 0.0 ? d[k] / best : 0.0;
 }
 
