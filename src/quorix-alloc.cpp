@@ -378,22 +378,35 @@ void quorix_atom_print(const QUORIX_ATOM* atom) {
                 atom->os, atom->x_f[0], atom->x_f[1], atom->x_f[2], atom->occ);
 }
 
-QUORIX_CELL* quorix_cell_new(long count) {
-    auto* cell = static_cast<QUORIX_CELL*>(std::calloc(1, sizeof(QUORIX_CELL)));
-    if (!cell) {
-        std::fprintf(stderr, "Error: unable to allocate QUORIX_CELL.\n");
+namespace {
+
+// A zeroed record holding a zeroed array of `count` items (none when count <= 0), with its
+// count set; each failed allocation prints its own message.
+template <class Record, class Item, class Count>
+Record* new_record_with_array(long count, Item* Record::*array, Count Record::*total, const char* record_error,
+                              const char* array_error) {
+    auto* record = static_cast<Record*>(std::calloc(1, sizeof(Record)));
+    if (!record) {
+        std::fprintf(stderr, "%s", record_error);
         return nullptr;
     }
-    if (count > 0) {
-        cell->atom = static_cast<QUORIX_ATOM*>(std::calloc(count, sizeof(QUORIX_ATOM)));
-        if (!cell->atom) {
-            std::fprintf(stderr, "Error: unable to allocate QUORIX_CELL->QUORIX_ATOM.\n");
-            std::free(cell);
-            return nullptr;
-        }
-        cell->total = count;
+    if (count <= 0) return record;
+    record->*array = static_cast<Item*>(std::calloc(count, sizeof(Item)));
+    if (!(record->*array)) {
+        std::fprintf(stderr, "%s", array_error);
+        std::free(record);
+        return nullptr;
     }
-    return cell;
+    record->*total = static_cast<Count>(count);
+    return record;
+}
+
+}  // namespace
+
+QUORIX_CELL* quorix_cell_new(long count) {
+    return new_record_with_array(count, &QUORIX_CELL::atom, &QUORIX_CELL::total,
+                                 "Error: unable to allocate QUORIX_CELL.\n",
+                                 "Error: unable to allocate QUORIX_CELL->QUORIX_ATOM.\n");
 }
 
 void quorix_cell_free(QUORIX_CELL* cell) {
@@ -482,21 +495,9 @@ void quorix_card_print_discrete(const QUORIX_CARD* card) {
 }
 
 QUORIX_SYMMETRY* quorix_symmetry_new(int count) {
-    auto* symmetry = static_cast<QUORIX_SYMMETRY*>(std::calloc(1, sizeof(QUORIX_SYMMETRY)));
-    if (!symmetry) {
-        std::fprintf(stderr, "Error: unable to allocate QUORIX_SYMMETRY.\n");
-        return nullptr;
-    }
-    if (count > 0) {
-        symmetry->card = static_cast<QUORIX_CARD*>(std::calloc(count, sizeof(QUORIX_CARD)));
-        if (!symmetry->card) {
-            std::fprintf(stderr, "Error: unable to allocate QUORIX_SYMMETRY->QUORIX_CARD.\n");
-            std::free(symmetry);
-            return nullptr;
-        }
-        symmetry->total = count;
-    }
-    return symmetry;
+    return new_record_with_array(count, &QUORIX_SYMMETRY::card, &QUORIX_SYMMETRY::total,
+                                 "Error: unable to allocate QUORIX_SYMMETRY.\n",
+                                 "Error: unable to allocate QUORIX_SYMMETRY->QUORIX_CARD.\n");
 }
 
 void quorix_symmetry_free(QUORIX_SYMMETRY* symmetry) {

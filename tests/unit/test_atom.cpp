@@ -14,19 +14,9 @@
 #include "quorix-la.hpp"
 #include "structure.hpp"
 
-namespace {
+using quorix_test::make_atom;
 
-QUORIX_ATOM make_atom(const char* name, const char* type, int os, double x, double y, double z, double occ = 1.0) {
-    QUORIX_ATOM atom{};
-    quorix_copy_bounded(atom.name, name, sizeof(atom.name));
-    quorix_copy_bounded(atom.type, type, sizeof(atom.type));
-    atom.os = os;
-    atom.x_f[0] = x;
-    atom.x_f[1] = y;
-    atom.x_f[2] = z;
-    atom.occ = occ;
-    return atom;
-}
+namespace {
 
 // Field-wise equality; NaN coordinates and occupancies compare equal to themselves.
 bool same_record(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {

@@ -7,19 +7,9 @@
 #include "cli.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-write.hpp"
+#include "structure.hpp"
 
 namespace {
-
-void set_atom(QUORIX_ATOM& atom, const char* name, const char* type, int os, double x, double y, double z,
-              double occ) {
-    quorix_copy_bounded(atom.name, name, sizeof(atom.name));
-    quorix_copy_bounded(atom.type, type, sizeof(atom.type));
-    atom.os = os;
-    atom.x_f[0] = x;
-    atom.x_f[1] = y;
-    atom.x_f[2] = z;
-    atom.occ = occ;
-}
 
 // An orthorhombic 4 x 5 x 6 cell with O, Li and Na (state 0) in that unsorted order.
 CellPtr three_species_cell() {
@@ -30,9 +20,9 @@ CellPtr three_species_cell() {
         cell->angle[k] = 90.0;
     }
     cell->Z = 2;
-    set_atom(cell->atom[0], "O1", "O", -2, 0.5, 0.5, 0.5, 1.0);
-    set_atom(cell->atom[1], "Li1", "Li", 1, 0.0, 0.0, 0.0, 0.5);
-    set_atom(cell->atom[2], "Na1", "Na", 0, 0.25, 0.125, 0.0625, 1.0);
+    cell->atom[0] = quorix_test::make_atom("O1", "O", -2, 0.5, 0.5, 0.5, 1.0);
+    cell->atom[1] = quorix_test::make_atom("Li1", "Li", 1, 0.0, 0.0, 0.0, 0.5);
+    cell->atom[2] = quorix_test::make_atom("Na1", "Na", 0, 0.25, 0.125, 0.0625, 1.0);
     quorix_copy_bounded(cell->name, "O2-:1.000 Li1+:0.500 Na0+:1.000 ", sizeof(cell->name));
     return cell;
 }
@@ -96,10 +86,10 @@ TEST(WriteCif, SymmetryReducesTheCellAndNamesTheGroup) {
         cell->parameter[k] = 5.0;
         cell->angle[k] = 90.0;
     }
-    set_atom(cell->atom[0], "K2", "K", 1, 0.1, 0.2, 0.3, 1.0);
-    set_atom(cell->atom[1], "K1", "K", 1, 0.9, 0.8, 0.7, 1.0);
-    set_atom(cell->atom[2], "K3", "K", 1, 0.5, 0.5, 0.5, 1.0);
-    set_atom(cell->atom[3], "F1", "F", -1, 0.0, 0.0, 0.0, 1.0);
+    cell->atom[0] = quorix_test::make_atom("K2", "K", 1, 0.1, 0.2, 0.3, 1.0);
+    cell->atom[1] = quorix_test::make_atom("K1", "K", 1, 0.9, 0.8, 0.7, 1.0);
+    cell->atom[2] = quorix_test::make_atom("K3", "K", 1, 0.5, 0.5, 0.5, 1.0);
+    cell->atom[3] = quorix_test::make_atom("F1", "F", -1, 0.0, 0.0, 0.0, 1.0);
     SymmetryPtr symmetry(quorix_symmetry_new(2));
     quorix_copy_bounded(symmetry->card[0].text, "x,y,z", sizeof(symmetry->card[0].text));
     quorix_copy_bounded(symmetry->card[1].text, "-x,-y,-z", sizeof(symmetry->card[1].text));
