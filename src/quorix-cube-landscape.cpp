@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "quorix-cube.hpp"
@@ -207,6 +209,19 @@ struct Candidates {
     std::vector<uint32_t> bonding;
 };
 
+// Images of one kind found within reach of a voxel: their terms and squared distances (the first
+// `count` entries).
+struct NearImages {
+    std::vector<uint32_t> term;
+    std::vector<double> d_squared;
+    size_t count = 0;
+};
+
+// Working memory of one thread's energy_at calls.
+struct ProbeScratch {
+    NearImages coulomb, bonding;
+};
+
 class ProbeField {
 public:
     // false (message printed) when an atom's species is missing from the parameter set.
@@ -216,7 +231,8 @@ public:
     void gather(const double centre[3], double radius, Candidates& out) const;
 
     // Energy in eV at r, capped at 999.9, from the candidate images of its block.
-    double energy_at(const double r[3], const Candidates& candidates, QuorixLandscapeWork& work) const;
+    double energy_at(const double r[3], const Candidates& candidates, ProbeScratch& scratch,
+                     QuorixLandscapeWork& work) const;
 
 private:
     // A term kept apart from the others: images within reach, found without branching, are
@@ -224,15 +240,13 @@ private:
     struct Kind {
         std::vector<HostTerm> terms;
         std::vector<HostImage> images;
-        mutable std::vector<uint32_t> near;  // scratch of energy_at
-        mutable std::vector<double> near_squared;
 
         void gather(const double centre[3], double radius, std::vector<uint32_t>& out) const;
-        // Images of `candidates` within reach of r, into `near`; returns their number.
-        size_t select(const double r[3], const std::vector<uint32_t>& candidates) const;
-        // Sum of energy(term, d) * occupancy over the first `count` near images.
+        // Images of `candidates` within reach of r.
+        void select(const double r[3], const std::vector<uint32_t>& candidates, NearImages& near) const;
+        // Sum of energy(term, d) * occupancy over the near images.
         template <class Energy>
-        double sum(size_t count, Energy energy) const;
+        double sum(const NearImages& near, Energy energy) const;
     };
 
     bool add_term(const QUORIX_ATOM& atom, const QUORIX_PROPERTY* ppt);
@@ -326,47 +340,48 @@ void ProbeField::gather(const double centre[3], double radius, Candidates& out) 
     bonding_.gather(centre, radius, out.bonding);
 }
 
-size_t ProbeField::Kind::select(const double r[3], const std::vector<uint32_t>& candidates) const {
-    near.resize(candidates.size());
-    near_squared.resize(candidates.size());
+void ProbeField::Kind::select(const double r[3], const std::vector<uint32_t>& candidates, NearImages& near) const {
+    near.term.resize(candidates.size());
+    near.d_squared.resize(candidates.size());
     size_t count = 0;
     for (const uint32_t index : candidates) {
         const HostImage& image = images[index];
         const double dx = image.x[0] - r[0], dy = image.x[1] - r[1], dz = image.x[2] - r[2];
         const double d_squared = dx * dx + dy * dy + dz * dz;
-        near[count] = image.term;
-        near_squared[count] = d_squared;
+        near.term[count] = image.term;
+        near.d_squared[count] = d_squared;
         count += d_squared <= terms[image.term].reach_squared;
     }
-    return count;
+    near.count = count;
 }
 
 template <class Energy>
-double ProbeField::Kind::sum(size_t count, Energy energy) const {
+double ProbeField::Kind::sum(const NearImages& near, Energy energy) const {
     double total = 0;
-    for (size_t n = 0; n < count; n++) {
-        const HostTerm& term = terms[near[n]];
-        const double d = std::sqrt(near_squared[n]);
+    for (size_t n = 0; n < near.count; n++) {
+        const HostTerm& term = terms[near.term[n]];
+        const double d = std::sqrt(near.d_squared[n]);
         if (d <= term.reach) total += energy(term, d) * term.occ;
     }
     return total;
 }
 
-double ProbeField::energy_at(const double r[3], const Candidates& candidates, QuorixLandscapeWork& work) const {
-    const size_t near_coulomb = coulomb_.select(r, candidates.coulomb);
-    const size_t near_bonding = bonding_.select(r, candidates.bonding);
+double ProbeField::energy_at(const double r[3], const Candidates& candidates, ProbeScratch& scratch,
+                             QuorixLandscapeWork& work) const {
+    coulomb_.select(r, candidates.coulomb, scratch.coulomb);
+    bonding_.select(r, candidates.bonding, scratch.bonding);
     const double coulomb =
-        coulomb_.sum(near_coulomb, [this](const HostTerm& t, double d) {
+        coulomb_.sum(scratch.coulomb, [this](const HostTerm& t, double d) {
             return d > t.core ? erfc_(d * t.inv_sigma) * (t.qq / d) - t.shift
                               : quorix_pseudopotential_energy_coulombic(d, t.a2, t.a1, t.a0);
         });
-    const double bonding = bonding_.sum(near_bonding, [](const HostTerm& t, double d) {
+    const double bonding = bonding_.sum(scratch.bonding, [](const HostTerm& t, double d) {
         return d > t.core ? quorix_energy_bonding_with_energy_shift(d, t.d0, t.rmin, t.b, t.en_s)
                           : quorix_pseudopotential_energy_bonding(d, t.a2, t.a1, t.a0);
     });
     work.voxels++;
     work.distances += static_cast<long>(candidates.coulomb.size() + candidates.bonding.size());
-    work.terms += static_cast<long>(near_coulomb + near_bonding);
+    work.terms += static_cast<long>(scratch.coulomb.count + scratch.bonding.count);
     const double energy = (bonding + coulomb) * kEvPerUnit;
     return energy > kEnergyCap ? kEnergyCap : energy;
 }
@@ -477,21 +492,135 @@ private:
     std::vector<long> wrapped_[3];
 };
 
-// Visits the voxels in order; one still empty is computed and its value given to all its images
-// under the operations that do not hold a positive value yet (the identity fills the voxel itself).
-void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const ProbeField& field,
-                    QuorixLandscapeWork& work) {
-    BlockCandidates blocks(cube, field);
-    const GridImages images(cube, symmetry);
-    long x[3];
+// The energy of voxels, with the block lists and scratch of one thread.
+class VoxelWorker {
+public:
+    VoxelWorker(const QUORIX_CUBE* cube, const ProbeField& field) : cube_(cube), field_(field), blocks_(cube, field) {}
+
+    double energy(const long x[3]) {
+        double r[3];
+        grid_point(cube_->a_i, static_cast<double>(x[0]), static_cast<double>(x[1]), static_cast<double>(x[2]), r);
+        return field_.energy_at(r, blocks_.at(x), scratch_, work);
+    }
+
+    QuorixLandscapeWork work;
+
+private:
+    const QUORIX_CUBE* cube_;
+    const ProbeField& field_;
+    BlockCandidates blocks_;
+    ProbeScratch scratch_;
+};
+
+void add_work(QuorixLandscapeWork& total, const QuorixLandscapeWork& part) {
+    total.voxels += part.voxels;
+    total.distances += part.distances;
+    total.terms += part.terms;
+}
+
+// Grid indices of the voxel at position `index` of the visiting order (last axis fastest).
+void voxel_of(const QUORIX_CUBE* cube, long index, long x[3]) {
+    x[2] = index % cube->n[2];
+    x[1] = index / cube->n[2] % cube->n[1];
+    x[0] = index / (cube->n[2] * cube->n[1]);
+}
+
+void clear_values(QUORIX_CUBE* cube) {
+    for (long i = 0; i < cube->n[0]; i++)
+        for (long j = 0; j < cube->n[1]; j++) std::fill(cube->en[i][j], cube->en[i][j] + cube->n[2], 0.0);
+}
+
+// The voxels the visit computes when no energy lies within 1e-7 of 0: the first voxel of every
+// orbit, in visiting order. Found by the visit itself with a mark for the energy; the cube is
+// cleared afterwards.
+std::vector<long> orbit_firsts(QUORIX_CUBE* cube, const GridImages& images) {
+    constexpr double kMark = 1.0;
+    std::vector<long> firsts;
+    long x[3], index = 0;
     for (x[0] = 0; x[0] < cube->n[0]; x[0]++)
         for (x[1] = 0; x[1] < cube->n[1]; x[1]++)
-            for (x[2] = 0; x[2] < cube->n[2]; x[2]++) {
+            for (x[2] = 0; x[2] < cube->n[2]; x[2]++, index++) {
                 if (!(std::fabs(cube->en[x[0]][x[1]][x[2]]) <= kUnfilled)) continue;
-                double r[3];
-                grid_point(cube->a_i, x[0], x[1], x[2], r);
-                images.fill(x, field.energy_at(r, blocks.at(x), work));
+                firsts.push_back(index);
+                images.fill(x, kMark);
             }
+    clear_values(cube);
+    return firsts;
+}
+
+// Threads for the energies: QUORIX_THREADS when it is a positive number, else every core.
+unsigned landscape_threads() {
+    constexpr unsigned kMostThreads = 256;
+    if (const char* text = std::getenv("QUORIX_THREADS")) {
+        char* end = nullptr;
+        const long value = std::strtol(text, &end, 10);
+        if (end != text && *end == '\0' && value > 0) return static_cast<unsigned>(std::min<long>(value, kMostThreads));
+    }
+    return std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
+}
+
+// Energies of the voxels at the given visiting positions, shared out in contiguous runs among
+// `threads` threads (each run keeps the block lists of its slabs warm). A thread the system
+// refuses leaves its run to the calling thread.
+std::vector<double> energies_of(const QUORIX_CUBE* cube, const ProbeField& field, const std::vector<long>& voxels,
+                                unsigned threads, QuorixLandscapeWork& work) {
+    std::vector<double> energies(voxels.size());
+    std::vector<QuorixLandscapeWork> works(threads);
+    const auto run = [&](unsigned part) {
+        VoxelWorker worker(cube, field);
+        const size_t begin = voxels.size() * part / threads, end = voxels.size() * (part + 1) / threads;
+        for (size_t v = begin; v < end; v++) {
+            long x[3];
+            voxel_of(cube, voxels[v], x);
+            energies[v] = worker.energy(x);
+        }
+        works[part] = worker.work;
+    };
+    std::vector<std::thread> started;
+    std::vector<unsigned> left = {0};
+    for (unsigned part = 1; part < threads; part++) {
+        try {
+            started.emplace_back(run, part);
+        } catch (const std::system_error&) {
+            left.push_back(part);
+        }
+    }
+    for (const unsigned part : left) run(part);
+    for (std::thread& thread : started) thread.join();
+    for (const QuorixLandscapeWork& part : works) add_work(work, part);
+    return energies;
+}
+
+// Visits the voxels in order; one still empty is computed and its value given to all its images
+// under the operations that do not hold a positive value yet (the identity fills the voxel itself).
+// With several threads the first voxels of the orbits, which the visit computes in any case, are
+// computed beforehand in parallel; the visit then takes their energies and computes only the
+// voxels left empty by an energy within 1e-7 of 0, so the cube is the same as without threads.
+void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const ProbeField& field,
+                    QuorixLandscapeWork& work) {
+    constexpr long kVoxelsPerThread = 4096;  // fewer distinct voxels per thread are not worth a thread
+    const GridImages images(cube, symmetry);
+    const long voxels = cube->n[0] * cube->n[1] * cube->n[2];
+    const unsigned threads = static_cast<unsigned>(
+        std::min<long>(landscape_threads(), voxels / std::max(1, symmetry->total) / kVoxelsPerThread));
+    std::vector<long> firsts;
+    std::vector<double> energies;
+    if (threads > 1) {
+        firsts = orbit_firsts(cube, images);
+        energies = energies_of(cube, field, firsts, threads, work);
+    }
+    VoxelWorker worker(cube, field);
+    size_t next = 0;
+    long x[3], index = 0;
+    for (x[0] = 0; x[0] < cube->n[0]; x[0]++)
+        for (x[1] = 0; x[1] < cube->n[1]; x[1]++)
+            for (x[2] = 0; x[2] < cube->n[2]; x[2]++, index++) {
+                if (!(std::fabs(cube->en[x[0]][x[1]][x[2]]) <= kUnfilled)) continue;
+                while (next < firsts.size() && firsts[next] < index) next++;
+                const bool precomputed = next < firsts.size() && firsts[next] == index;
+                images.fill(x, precomputed ? energies[next] : worker.energy(x));
+            }
+    add_work(work, worker.work);
 }
 
 // Marks the ions of the conducting species as ignored when asked to; prints which.

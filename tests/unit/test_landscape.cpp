@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "quorix-import-atom.hpp"
 #include "test_landscape_oracle.hpp"
@@ -108,9 +110,11 @@ TEST(Landscape, EqualsThePlainLoopOnTheGarnetSample) {
     EXPECT_LT(largest, 1e-9);
 }
 
+namespace {
+
 // Li2O stretched to a = 25 A with only the inversion: away from the O ions the probe feels
 // nothing, and such voxels, at exactly 0, are computed again when visited although filled.
-TEST(Landscape, RecomputesVoxelsThatStayAtZero) {
+LoadedStructure stretched_antifluorite() {
     const double a = 25.0;
     LoadedStructure s;
     s.cell.reset(quorix_test::make_cell(
@@ -122,12 +126,44 @@ TEST(Landscape, RecomputesVoxelsThatStayAtZero) {
     s.ppt.reset(quorix_property_import_from_cell(s.cell.get(), "Li", 1, 0.75, quorix_test::unitary_db().c_str(),
                                                  quorix_test::binary_db().c_str()));
     testing::internal::GetCapturedStdout();
+    EXPECT_NE(s.ppt, nullptr);
+    return s;
+}
+
+}  // namespace
+
+TEST(Landscape, RecomputesVoxelsThatStayAtZero) {
+    LoadedStructure s = stretched_antifluorite();
     ASSERT_NE(s.ppt, nullptr);
     QuorixLandscapeWork work;
     const CubePtr cube = landscape_of(s, 1.0, true, &work);
     ASSERT_NE(cube, nullptr);
     EXPECT_GT(work.voxels, cube->n[0] * cube->n[1] * cube->n[2] * 3 / 4);
     expect_plain_loop_result(s, 1.0, true);
+}
+
+// Threads compute the first voxels of the orbits beforehand; the cube and the work are those of
+// one thread, also where voxels at 0 must be computed again.
+TEST(Landscape, ThreadsGiveTheCubeOfOneThread) {
+    const auto with_threads = [](LoadedStructure& s, double resolution, const char* threads,
+                                 QuorixLandscapeWork& work) {
+        setenv("QUORIX_THREADS", threads, 1);
+        CubePtr cube = landscape_of(s, resolution, true, &work);
+        unsetenv("QUORIX_THREADS");
+        return cube;
+    };
+    LoadedStructure olivine = load_structure("LiFePO4_COD4001848_oxidation.cif", "Li", 1);
+    LoadedStructure stretched = stretched_antifluorite();
+    for (auto [s, resolution] : {std::pair{&olivine, 0.15}, std::pair{&stretched, 1.0}}) {
+        QuorixLandscapeWork one_work, four_work;
+        const CubePtr one = with_threads(*s, resolution, "1", one_work);
+        const CubePtr four = with_threads(*s, resolution, "4", four_work);
+        ASSERT_NE(one, nullptr);
+        ASSERT_NE(four, nullptr);
+        EXPECT_EQ(max_difference(one.get(), four.get()), 0.0);
+        EXPECT_EQ(one_work.voxels, four_work.voxels);
+        EXPECT_EQ(one_work.terms, four_work.terms);
+    }
 }
 
 // A Li+ ion sitting on a grid point of its own landscape: the Coulomb core there is raised far
