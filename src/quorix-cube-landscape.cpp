@@ -12,8 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 #include "quorix-cube.hpp"
@@ -23,6 +21,7 @@
 #include "quorix-import-symmetry.hpp"
 #include "quorix-import-write.hpp"
 #include "quorix-la.hpp"
+#include "quorix-threads.hpp"
 
 namespace {
 
@@ -548,20 +547,8 @@ std::vector<long> orbit_firsts(QUORIX_CUBE* cube, const GridImages& images) {
     return firsts;
 }
 
-// Threads for the energies: QUORIX_THREADS when it is a positive number, else every core.
-unsigned landscape_threads() {
-    constexpr unsigned kMostThreads = 256;
-    if (const char* text = std::getenv("QUORIX_THREADS")) {
-        char* end = nullptr;
-        const long value = std::strtol(text, &end, 10);
-        if (end != text && *end == '\0' && value > 0) return static_cast<unsigned>(std::min<long>(value, kMostThreads));
-    }
-    return std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
-}
-
 // Energies of the voxels at the given visiting positions, shared out in contiguous runs among
-// `threads` threads (each run keeps the block lists of its slabs warm). A thread the system
-// refuses leaves its run to the calling thread.
+// `threads` threads (each run keeps the block lists of its slabs warm).
 std::vector<double> energies_of(const QUORIX_CUBE* cube, const ProbeField& field, const std::vector<long>& voxels,
                                 unsigned threads, QuorixLandscapeWork& work) {
     std::vector<double> energies(voxels.size());
@@ -576,17 +563,7 @@ std::vector<double> energies_of(const QUORIX_CUBE* cube, const ProbeField& field
         }
         works[part] = worker.work;
     };
-    std::vector<std::thread> started;
-    std::vector<unsigned> left = {0};
-    for (unsigned part = 1; part < threads; part++) {
-        try {
-            started.emplace_back(run, part);
-        } catch (const std::system_error&) {
-            left.push_back(part);
-        }
-    }
-    for (const unsigned part : left) run(part);
-    for (std::thread& thread : started) thread.join();
+    quorix_run_parts(threads, run);
     for (const QuorixLandscapeWork& part : works) add_work(work, part);
     return energies;
 }
@@ -602,7 +579,7 @@ void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const Pr
     const GridImages images(cube, symmetry);
     const long voxels = cube->n[0] * cube->n[1] * cube->n[2];
     const unsigned threads = static_cast<unsigned>(
-        std::min<long>(landscape_threads(), voxels / std::max(1, symmetry->total) / kVoxelsPerThread));
+        std::min<long>(quorix_thread_count(), voxels / std::max(1, symmetry->total) / kVoxelsPerThread));
     std::vector<long> firsts;
     std::vector<double> energies;
     if (threads > 1) {

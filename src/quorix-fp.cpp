@@ -1,13 +1,16 @@
 #include "quorix-fp.hpp"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "quorix-import-atom.hpp"
 #include "quorix-import-write.hpp"
+#include "quorix-threads.hpp"
 
 
 namespace {
@@ -92,18 +95,26 @@ void cluster_dot(QUORIX_FPDOT* dot, const double en[27]) {
     for (int p = 0; p < 27; p++) cluster[p] = static_cast<signed char>(block_label(labels, p));
 }
 
-void classify_dot(QUORIX_FPDOT* dot) {
+// Appends the warning `format` (three %ld for the dot's indices) to `log`.
+void log_dot_warning(std::string& log, const char* format, const QUORIX_FPDOT* dot) {
+    char line[160];
+    std::snprintf(line, sizeof line, format, static_cast<long>(dot->x_i[0]), static_cast<long>(dot->x_i[1]),
+                  static_cast<long>(dot->x_i[2]));
+    log += line;
+}
+
+// Types the dot by its numbers of upward and downward groups; warnings about unusual
+// neighbourhoods go to `log`, to be printed in grid order.
+void classify_dot(QUORIX_FPDOT* dot, std::string& log) {
     const signed char* cluster = &dot->cluster[0][0][0];
     int total_up = 0, total_dn = 0, max = 0, min = 0;
     for (int p = 0; p < 27; p++) {
         if (total_up < 9 && total_dn < 9 && total_up >= 4)
-            std::printf("Warning: no. of branches exceeds 4 at (%ld,%ld,%ld); there might be a discontinuity\n",
-                        static_cast<long>(dot->x_i[0]), static_cast<long>(dot->x_i[1]),
-                        static_cast<long>(dot->x_i[2]));
+            log_dot_warning(log, "Warning: no. of branches exceeds 4 at (%ld,%ld,%ld); there might be a discontinuity\n",
+                            dot);
         else if (total_up >= 9 || total_dn >= 9)
-            std::printf("Warning: no. of branches exceeds 8 at (%ld,%ld,%ld); there might be an error.\n",
-                        static_cast<long>(dot->x_i[0]), static_cast<long>(dot->x_i[1]),
-                        static_cast<long>(dot->x_i[2]));
+            log_dot_warning(log, "Warning: no. of branches exceeds 8 at (%ld,%ld,%ld); there might be an error.\n",
+                            dot);
         if (cluster[p] > max) {
             max = cluster[p];
             total_up++;
@@ -276,16 +287,25 @@ QUORIX_FPCUBE* quorix_fpcube_new_from_cube(const QUORIX_CUBE* cube) {
                     dot.x[k] = i0 * cube->a_i[0][k] + i1 * cube->a_i[1][k] + i2 * cube->a_i[2][k];
                 }
             }
-    double en[27];
-    for (long i0 = 0; i0 < n[0]; i0++)
-        for (long i1 = 0; i1 < n[1]; i1++)
-            for (long i2 = 0; i2 < n[2]; i2++) {
-                QUORIX_FPDOT* dot = &fpcube->dot[i0][i1][i2];
-                gather_energies(fpcube.get(), dot, en);
-                cluster_dot(dot, en);
-                classify_dot(dot);
-                branch_dot(dot, en);
-            }
+    // Each dot reads only the energies around it, so slabs along the first axis are classified
+    // in parallel; their warnings are printed afterwards in grid order.
+    constexpr long kDotsPerThread = 32768;
+    const unsigned parts = static_cast<unsigned>(
+        std::max(1L, std::min({static_cast<long>(quorix_thread_count()), n[0], n[0] * n[1] * n[2] / kDotsPerThread})));
+    std::vector<std::string> logs(parts);
+    quorix_run_parts(parts, [&](unsigned part) {
+        double en[27];
+        for (long i0 = n[0] * part / parts; i0 < n[0] * (part + 1) / parts; i0++)
+            for (long i1 = 0; i1 < n[1]; i1++)
+                for (long i2 = 0; i2 < n[2]; i2++) {
+                    QUORIX_FPDOT* dot = &fpcube->dot[i0][i1][i2];
+                    gather_energies(fpcube.get(), dot, en);
+                    cluster_dot(dot, en);
+                    classify_dot(dot, logs[part]);
+                    branch_dot(dot, en);
+                }
+    });
+    for (const std::string& log : logs) std::fputs(log.c_str(), stdout);
     return fpcube.release();
 }
 
@@ -312,7 +332,10 @@ void quorix_fpdot_merge_cluster(int labels[5][5][5], int l1, int l2) {
 }
 
 int quorix_fpdot_classify(QUORIX_FPCUBE* fpcube, const long* x_i) {
-    return with_dot_energies(fpcube, x_i, [](QUORIX_FPDOT* dot, const double*) { classify_dot(dot); });
+    std::string log;
+    const int status = with_dot_energies(fpcube, x_i, [&log](QUORIX_FPDOT* dot, const double*) { classify_dot(dot, log); });
+    std::fputs(log.c_str(), stdout);
+    return status;
 }
 
 int quorix_fpdot_branch(QUORIX_FPCUBE* fpcube, const long* x_i) { return with_dot_energies(fpcube, x_i, branch_dot); }

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
+#include <string>
 
 #include "quorix-fp.hpp"
 #include "test_fp_landscapes.hpp"
@@ -137,6 +139,29 @@ TEST(FpGrid, MatchesStraightforwardLabellingOnRoughLandscapes) {
         return quorix_test::wave(i, 8, 2) + 0.5 * quorix_test::wave(j, 6, 1) * quorix_test::wave(k, 7, 1);
     });
     expect_matches_oracle(smooth);
+}
+
+// Slabs are classified on several threads: the same dots, and the warnings in grid order.
+TEST(FpGrid, ThreadsGiveTheGridAndWarningsOfOneThread) {
+    std::srand(11);
+    SyntheticCube cube(48, 40, 36);
+    cube.fill([](long, long, long) { return static_cast<double>(std::rand() % 3); });
+    const auto classified = [&cube](const char* threads, std::string& warnings) {
+        setenv("QUORIX_THREADS", threads, 1);
+        testing::internal::CaptureStdout();
+        FpcubePtr fpcube(quorix_fpcube_new_from_cube(cube.get()));
+        warnings = testing::internal::GetCapturedStdout();
+        unsetenv("QUORIX_THREADS");
+        return fpcube;
+    };
+    std::string one_warnings, four_warnings;
+    const FpcubePtr one = classified("1", one_warnings);
+    const FpcubePtr four = classified("4", four_warnings);
+    ASSERT_TRUE(one && four);
+    EXPECT_NE(one_warnings, "");
+    EXPECT_EQ(four_warnings, one_warnings);
+    const long total = 48 * 40 * 36;
+    EXPECT_EQ(std::memcmp(&one->dot[0][0][0], &four->dot[0][0][0], total * sizeof(QUORIX_FPDOT)), 0);
 }
 
 TEST(FpGrid, ClassifiesMinimaMaximaSaddlesAndErrors) {

@@ -1,0 +1,31 @@
+#include "quorix-threads.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+unsigned quorix_thread_count() {
+    constexpr unsigned kMostThreads = 256;
+    if (const char* text = std::getenv("QUORIX_THREADS")) {
+        char* end = nullptr;
+        const long value = std::strtol(text, &end, 10);
+        if (end != text && *end == '\0' && value > 0) return static_cast<unsigned>(std::min<long>(value, kMostThreads));
+    }
+    return std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
+}
+
+void quorix_run_parts(unsigned parts, const std::function<void(unsigned)>& part) {
+    std::vector<std::thread> started;
+    std::vector<unsigned> here = {0};
+    for (unsigned p = 1; p < parts; p++) {
+        try {
+            started.emplace_back(part, p);
+        } catch (const std::system_error&) {
+            here.push_back(p);
+        }
+    }
+    for (const unsigned p : here) part(p);
+    for (std::thread& thread : started) thread.join();
+}
