@@ -1,7 +1,9 @@
 // Fourier differentiation of a landscape on its periodic grid with FFTW.
 #include "quorix-fft.hpp"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <climits>
 #include <cstdint>
 #include <cmath>
@@ -9,10 +11,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "quorix-cube.hpp"
 #include "quorix-la.hpp"
+#include "quorix-threads.hpp"
 
 namespace {
 
@@ -161,45 +165,65 @@ QUORIX_FFTCUBE* fftcube_new_like(const QUORIX_FFTCUBE* like) {
     return fftcube;
 }
 
+// Grids smaller than this per worker are differentiated on fewer threads.
+constexpr long kPointsPerWorker = 32768;
+
 // The derivative set from one forward spectrum of the energy: each derivative is the backward
-// transform of the spectrum times its factors, through one plan for the grid size.
+// transform of the spectrum times its factors. Each worker (thread) has its own scratch array and
+// plan for the grid size; the planner, which is not thread-safe, runs under a lock.
 class Differentiator {
 public:
-    explicit Differentiator(const QUORIX_FFTCUBE* en)
-        : spectrum_(quorix_fftcube_dft(en, 1)), scratch_(complex_array_new(grid_points(en))) {}
+    Differentiator(const QUORIX_FFTCUBE* en, unsigned workers) : spectrum_(quorix_fftcube_dft(en, 1)) {
+        for (unsigned w = 0; w < workers; w++) workers_.push_back({ComplexArray(complex_array_new(grid_points(en))), {}});
+    }
     ~Differentiator() {
-        plan_.reset();
+        workers_.clear();
         fftw_cleanup();
     }
     Differentiator(const Differentiator&) = delete;
     Differentiator& operator=(const Differentiator&) = delete;
 
-    bool ready() const { return spectrum_ && scratch_; }
+    bool ready() const {
+        if (!spectrum_) return false;
+        for (const Worker& worker : workers_)
+            if (!worker.scratch) return false;
+        return true;
+    }
 
-    // The last derivative multiplies the spectrum in place and transforms it into the scratch array,
-    // which becomes its grid: one grid less at the peak of memory.
-    QUORIX_FFTCUBE* derivative(int order, const int* sub, bool last) {
-        if (!derivative_possible(spectrum_.get(), order, sub)) return nullptr;
+    // Checks a derivative before any is taken, printing why it cannot be.
+    bool possible(int order, const int* sub) const { return derivative_possible(spectrum_.get(), order, sub); }
+
+    // The derivative, made with the scratch array and plan of `worker`. The last derivative
+    // multiplies the spectrum in place and transforms it into worker 0's scratch array, which
+    // becomes its grid: one grid less at the peak of memory. No other may run with or after it.
+    QUORIX_FFTCUBE* derivative(int order, const int* sub, bool last, unsigned worker) {
+        Worker& own = workers_[worker];
         FftcubePtr out(last ? fftcube_record_like(spectrum_.get()) : fftcube_new_like(spectrum_.get()));
         if (!out) return nullptr;
-        fftw_complex* in = last ? spectrum_->value : scratch_.get();
-        fftw_complex* result = last ? scratch_.get() : out->value;
+        fftw_complex* in = last ? spectrum_->value : own.scratch.get();
+        fftw_complex* result = last ? own.scratch.get() : out->value;
         apply_derivative(spectrum_.get(), in, order, sub);
-        if (!plan_ || !plan_->fits(in, result))
-            plan_ = std::make_unique<DftPlan>(spectrum_->n, FFTW_BACKWARD, in, result);
-        if (!plan_->valid()) return nullptr;
-        plan_->execute(in, result);
+        if (!own.plan || !own.plan->fits(in, result)) {
+            const std::lock_guard<std::mutex> planning(planner_);
+            own.plan = std::make_unique<DftPlan>(spectrum_->n, FFTW_BACKWARD, in, result);
+        }
+        if (!own.plan->valid()) return nullptr;
+        own.plan->execute(in, result);
         if (last) {
-            out->value = scratch_.release();
+            out->value = own.scratch.release();
             spectrum_.reset();
         }
         return out.release();
     }
 
 private:
+    struct Worker {
+        ComplexArray scratch;
+        std::unique_ptr<DftPlan> plan;
+    };
     FftcubePtr spectrum_;
-    ComplexArray scratch_;
-    std::unique_ptr<DftPlan> plan_;
+    std::vector<Worker> workers_;
+    std::mutex planner_;
 };
 
 // A copy of the energy grid whose every value is replaced by value(fft, p).
@@ -415,19 +439,34 @@ QUORIX_FFT* quorix_fft_new_from_cube(const QUORIX_CUBE* cube) {
         std::fprintf(stderr, "Error: quorix_fftcube_new_from_cube() returns NULL.\n");
         return nullptr;
     }
-    Differentiator differentiator(fft->en);
-    auto derivative = [&differentiator](int order, int first, int second) -> QUORIX_FFTCUBE* {
-        const int sub[2] = {first, second};
-        const bool last = order == 2 && first == 2 && second == 2;
-        QUORIX_FFTCUBE* grid = differentiator.ready() ? differentiator.derivative(order, sub, last) : nullptr;
-        if (!grid) std::fprintf(stderr, "Error: quorix_fftcube_differentiate() returns NULL.\n");
-        return grid;
+    // f0 f1 f2, then k00 ... k22 row by row; the last is taken when the others are done.
+    struct Job {
+        int order, sub[2];
+        QUORIX_FFTCUBE** grid;
     };
-    for (int d = 0; d < 3; d++)
-        if (!(fft->f[d] = derivative(1, d, d))) return nullptr;
+    std::vector<Job> jobs;
+    for (int d = 0; d < 3; d++) jobs.push_back({1, {d, d}, &fft->f[d]});
     for (int i = 0; i < 3; i++)
-        for (int j = 0; j < 3; j++)
-            if (!(fft->k[i][j] = derivative(2, i, j))) return nullptr;
+        for (int j = 0; j < 3; j++) jobs.push_back({2, {i, j}, &fft->k[i][j]});
+    const unsigned workers = static_cast<unsigned>(std::max(
+        1L, std::min({static_cast<long>(quorix_thread_count()), static_cast<long>(jobs.size()) - 1,
+                      grid_points(fft->en) / kPointsPerWorker})));
+    Differentiator differentiator(fft->en, workers);
+    const auto failed = [] {
+        std::fprintf(stderr, "Error: quorix_fftcube_differentiate() returns NULL.\n");
+        return nullptr;
+    };
+    if (!differentiator.ready()) return failed();
+    for (const Job& job : jobs)
+        if (!differentiator.possible(job.order, job.sub)) return failed();
+    std::atomic<bool> missing{false};
+    quorix_run_parts(workers, [&](unsigned worker) {
+        for (size_t j = worker; j + 1 < jobs.size(); j += workers)
+            if (!(*jobs[j].grid = differentiator.derivative(jobs[j].order, jobs[j].sub, false, worker))) missing = true;
+    });
+    if (missing) return failed();
+    const Job& last = jobs.back();
+    if (!(*last.grid = differentiator.derivative(last.order, last.sub, true, 0))) return failed();
     return fft.release();
 }
 

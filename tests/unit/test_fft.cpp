@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <random>
@@ -102,28 +104,32 @@ TEST(Fft, DerivativesOfASumOfCosinesMatchTheAnalyticOnes) {
     EXPECT_EQ(fft->en->a_i[1][0], a[1][0] / 24);
 }
 
-// The derivative set reuses one spectrum and one plan; it must equal differentiating twelve times.
+// The derivative set reuses one spectrum and a plan per thread; it must equal differentiating
+// twelve times, also when the grid is large enough to be shared among four threads.
 TEST(Fft, DerivativeSetEqualsSeparateDifferentiations) {
-    const long n[3] = {6, 5, 7};
     const double a[3][3] = {{4.0, 0.0, 0.0}, {1.5, 3.5, 0.0}, {-0.5, 0.8, 5.0}};
-    std::mt19937 random(7);
-    std::uniform_real_distribution<double> value(-2.0, 2.0);
-    CubePtr cube = make_cube(n, a, [&](const Frac&) { return value(random); });
-    FftPtr fft(quorix_fft_new_from_cube(cube.get()));
-    ASSERT_TRUE(fft);
-    auto expect_same = [&](const QUORIX_FFTCUBE* grid, int order, int i, int j) {
-        const int sub[2] = {i, j};
-        FftcubePtr oracle(quorix_fftcube_differentiate(fft->en, order, sub));
-        ASSERT_TRUE(oracle);
-        for (long p = 0; p < n[0] * n[1] * n[2]; p++) {
-            ASSERT_EQ(grid->value[p][0], oracle->value[p][0]) << order << i << j << " at " << p;
-            ASSERT_EQ(grid->value[p][1], oracle->value[p][1]) << order << i << j << " at " << p;
+    setenv("QUORIX_THREADS", "4", 1);
+    for (const auto& n : {std::array<long, 3>{6, 5, 7}, std::array<long, 3>{56, 48, 52}}) {
+        std::mt19937 random(7);
+        std::uniform_real_distribution<double> value(-2.0, 2.0);
+        CubePtr cube = make_cube(n.data(), a, [&](const Frac&) { return value(random); });
+        FftPtr fft(quorix_fft_new_from_cube(cube.get()));
+        ASSERT_TRUE(fft);
+        auto expect_same = [&](const QUORIX_FFTCUBE* grid, int order, int i, int j) {
+            const int sub[2] = {i, j};
+            FftcubePtr oracle(quorix_fftcube_differentiate(fft->en, order, sub));
+            ASSERT_TRUE(oracle);
+            for (long p = 0; p < n[0] * n[1] * n[2]; p++) {
+                ASSERT_EQ(grid->value[p][0], oracle->value[p][0]) << order << i << j << " at " << p;
+                ASSERT_EQ(grid->value[p][1], oracle->value[p][1]) << order << i << j << " at " << p;
+            }
+        };
+        for (int i = 0; i < 3; i++) {
+            expect_same(fft->f[i], 1, i, i);
+            for (int j = 0; j < 3; j++) expect_same(fft->k[i][j], 2, i, j);
         }
-    };
-    for (int i = 0; i < 3; i++) {
-        expect_same(fft->f[i], 1, i, i);
-        for (int j = 0; j < 3; j++) expect_same(fft->k[i][j], 2, i, j);
     }
+    unsetenv("QUORIX_THREADS");
 }
 
 // Odd axis: index n/2 is negative for a first derivative but positive in a mixed second derivative.
