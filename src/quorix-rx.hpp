@@ -54,8 +54,8 @@ public:
 private:
     double energy(const std::vector<Term>& terms, double sf) const;
 
-    std::vector<double> qq_;      // per species pair: product of the fractional charges
-    std::vector<double> rc_sum_;  // per species pair: sum of the screening radii
+    std::vector<double> qq_;      // for each pair of species: product of the fractional charges
+    std::vector<double> rc_sum_;  // for each pair of species: sum of the screening radii
     std::array<std::vector<Term>, 6> strained_;  // cells strained by -d, +d along x, y, z
     double volume_ = 0;
 };

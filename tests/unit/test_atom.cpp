@@ -231,7 +231,7 @@ TEST(AtomOrder, NaturalNamesAndCanonicalKeys) {
     for (size_t i = 0; i < atoms.size(); i++) EXPECT_STREQ(array.get()[i].name, names[i]) << i;
 
     // Ties (equal in all four keys) end where the exchange passes put them; few and many
-    // distinct labels per species.
+    // distinct labels for each species.
     std::mt19937 random(11);
     for (int round = 0; round < 10; round++) {
         const int labels = round < 5 ? 3 : 60;
