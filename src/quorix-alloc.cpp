@@ -1,6 +1,7 @@
 #include "quorix-alloc.hpp"
 
 #include <cmath>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -413,6 +414,19 @@ void quorix_cell_free(QUORIX_CELL* cell) {
     if (!cell) return;
     std::free(cell->atom);
     std::free(cell);
+}
+
+int quorix_cell_replace_atoms(QUORIX_CELL* cell, const QUORIX_ATOM* atoms, long count) {
+    QUORIX_ATOM* copy = quorix_atom_new(count);
+    if (!copy) {
+        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
+        return 1;
+    }
+    std::copy(atoms, atoms + count, copy);
+    quorix_atom_free(cell->atom);
+    cell->atom = copy;
+    cell->total = count;
+    return 0;
 }
 
 QUORIX_CELL* quorix_cell_copy(const QUORIX_CELL* cell) {

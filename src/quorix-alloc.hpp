@@ -50,6 +50,8 @@ void quorix_atom_print(const QUORIX_ATOM* atom);
 QUORIX_CELL* quorix_cell_new(long count);
 void quorix_cell_free(QUORIX_CELL* cell);
 QUORIX_CELL* quorix_cell_copy(const QUORIX_CELL* cell);
+// Replaces the cell's atoms by a copy of `count` atoms; 1 (message printed) when none can be made.
+int quorix_cell_replace_atoms(QUORIX_CELL* cell, const QUORIX_ATOM* atoms, long count);
 void quorix_cell_print(const QUORIX_CELL* cell);
 
 QUORIX_CARD* quorix_card_new(const char* text);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 #include "quorix-import-atom.hpp"
@@ -40,8 +41,9 @@ QUORIX_CELL* cell_of_two_species(const QUORIX_CELL* cell_in, const char* type1, 
         return (std::strcmp(atom.type, type1) == 0 && atom.os == os1) ||
                (std::strcmp(atom.type, type2) == 0 && atom.os == os2);
     };
-    const long kept = std::count_if(cell_in->atom, cell_in->atom + cell_in->total, wanted);
-    if (kept == 0) {
+    std::vector<QUORIX_ATOM> kept;
+    std::copy_if(cell_in->atom, cell_in->atom + cell_in->total, std::back_inserter(kept), wanted);
+    if (kept.empty()) {
         std::fprintf(stderr, "Error: unable to find any atom of %s%d%c or %s%d%c.\n", type1, std::abs(os1),
                      sign_of_negative(os1), type2, std::abs(os2), sign_of_negative(os2));
         return nullptr;
@@ -51,15 +53,7 @@ QUORIX_CELL* cell_of_two_species(const QUORIX_CELL* cell_in, const char* type1, 
         std::fprintf(stderr, "Error: quorix_cell_copy() returns NULL.\n");
         return nullptr;
     }
-    QUORIX_ATOM* atoms = quorix_atom_new(kept);
-    if (!atoms) {
-        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
-        return nullptr;
-    }
-    std::copy_if(cell_in->atom, cell_in->atom + cell_in->total, atoms, wanted);
-    quorix_atom_free(cell->atom);
-    cell->atom = atoms;
-    cell->total = kept;
+    if (quorix_cell_replace_atoms(cell.get(), kept.data(), static_cast<long>(kept.size()))) return nullptr;
     return cell.release();
 }
 

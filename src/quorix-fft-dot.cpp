@@ -248,8 +248,7 @@ QUORIX_FFTDOT_LIST* quorix_fftdot_list_new_from_fft(const QUORIX_FFT* fft) {
                 }
             }
     found.hand_to(list.get());
-    quorix_fftdot_list_sort(list.get());
-    if (quorix_fftdot_list_merge_near(list.get())) {
+    if (quorix_fftdot_list_merge_near(list.get())) {  // sorts the list first
         std::fprintf(stderr, "Error: quorix_fftdot_list_merge_near() returns non-zero.\n");
         return nullptr;
     }

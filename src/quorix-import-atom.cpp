@@ -492,26 +492,17 @@ QUORIX_CELL* quorix_cell_reduce_by_symmetry(QUORIX_CELL* cell, QUORIX_SYMMETRY* 
     }
     for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = false;
     const PositionGrid grid = grid_of_cell(cell);
-    long kept = 0;
+    std::vector<QUORIX_ATOM> representatives;
     for (long i = 0; i < cell->total; i++) {
         if (cell->atom[i].ignored) continue;
-        kept++;
+        representatives.push_back(cell->atom[i]);
         mark_images(
             cell, symmetry, grid, i, [&](long j) { return !cell->atom[j].ignored; },
             [&](long j) { cell->atom[j].ignored = true; });
     }
-    QUORIX_ATOM* representatives = quorix_atom_new(kept);
-    if (!representatives) {
-        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
-        for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = false;
-        return nullptr;
-    }
-    for (long i = 0, k = 0; i < cell->total; i++)
-        if (!cell->atom[i].ignored) representatives[k++] = cell->atom[i];
     for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = false;
-    quorix_atom_free(reduced->atom);
-    reduced->atom = representatives;
-    reduced->total = kept;
+    if (quorix_cell_replace_atoms(reduced.get(), representatives.data(), static_cast<long>(representatives.size())))
+        return nullptr;
     return reduced.release();
 }
 

@@ -100,8 +100,14 @@ enum class Fate : char { kept, dropped, filled };
 // A copy of the cell holding the atoms that are kept or filled, in their order; filled atoms
 // become fully occupied.
 QUORIX_CELL* copy_with_fates(const QUORIX_CELL* cell, const std::vector<Fate>& fate) {
-    const long kept = cell->total - std::count(fate.begin(), fate.end(), Fate::dropped);
-    if (kept == 0) {
+    std::vector<QUORIX_ATOM> kept;
+    for (long i = 0; i < cell->total; i++) {
+        if (fate[i] == Fate::dropped) continue;
+        kept.push_back(cell->atom[i]);
+        kept.back().ignored = false;
+        if (fate[i] == Fate::filled) kept.back().occ = 1.0;
+    }
+    if (kept.empty()) {
         std::fprintf(stderr, "Error: no atom left in QUORIX_CELL after the assignment.\n");
         return nullptr;
     }
@@ -110,21 +116,7 @@ QUORIX_CELL* copy_with_fates(const QUORIX_CELL* cell, const std::vector<Fate>& f
         std::fprintf(stderr, "Error: quorix_cell_copy() returns NULL.\n");
         return nullptr;
     }
-    QUORIX_ATOM* atom = quorix_atom_new(kept);
-    if (!atom) {
-        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
-        return nullptr;
-    }
-    for (long i = 0, k = 0; i < cell->total; i++) {
-        if (fate[i] == Fate::dropped) continue;
-        atom[k] = cell->atom[i];
-        atom[k].ignored = false;
-        if (fate[i] == Fate::filled) atom[k].occ = 1.0;
-        k++;
-    }
-    quorix_atom_free(copy->atom);
-    copy->atom = atom;
-    copy->total = kept;
+    if (quorix_cell_replace_atoms(copy.get(), kept.data(), static_cast<long>(kept.size()))) return nullptr;
     return copy.release();
 }
 

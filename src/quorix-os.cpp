@@ -471,15 +471,7 @@ bool StateSearch::apply() {
             atoms.push_back(atom);
         }
     }
-    QUORIX_ATOM* replaced = quorix_atom_new(static_cast<long>(atoms.size()));
-    if (!replaced) {
-        std::fprintf(stderr, "Error: quorix_atom_new() returns NULL.\n");
-        return false;
-    }
-    std::copy(atoms.begin(), atoms.end(), replaced);
-    quorix_atom_free(cell_->atom);
-    cell_->atom = replaced;
-    cell_->total = static_cast<long>(atoms.size());
+    if (quorix_cell_replace_atoms(cell_, atoms.data(), static_cast<long>(atoms.size()))) return false;
     quorix_cell_refresh(cell_);
     quorix_atom_sort(cell_->atom, cell_->total);
     quorix_cell_update_name(cell_);
