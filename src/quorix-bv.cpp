@@ -17,8 +17,6 @@ namespace {
 // Screening factor of the parameter sets built here; bond valences do not depend on it.
 constexpr double kScreeningFactor = 0.75;
 constexpr int kUnknownState = 99;
-// Shorter lattice vectors would make the image search run away.
-constexpr double kShortestLatticeVector = 0.5;
 
 char sign_below_one(int os) { return os < 1 ? '-' : '+'; }
 char sign_of_negative(int os) { return os < 0 ? '-' : '+'; }
@@ -76,14 +74,8 @@ double quorix_bv_largest_cutoff(const QUORIX_PROPERTY* ppt) {
 }
 
 int quorix_bv_image_range(int x_max[3], const QUORIX_CELL* cell, double cutoff) {
-    for (int i = 0; i < 3; i++) {
-        const double length = quorix_vector3_double_length(cell->a[i]);
-        if (!(length >= kShortestLatticeVector) || !std::isfinite(length)) {
-            std::fprintf(stderr, "Error: lattice vector %d of QUORIX_CELL is too short: %f\n", i + 1, length);
-            return 1;
-        }
-        x_max[i] = static_cast<int>(cutoff / length + 2.0);
-    }
+    if (!quorix_cell_lattice_usable(cell)) return 1;
+    for (int i = 0; i < 3; i++) x_max[i] = static_cast<int>(cutoff / quorix_vector3_double_length(cell->a[i]) + 2.0);
     return 0;
 }
 

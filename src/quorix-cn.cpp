@@ -65,18 +65,6 @@ std::vector<Neighbour> find_neighbours(const QUORIX_CELL* cell, const QUORIX_ATO
     return found;
 }
 
-// The lattice vectors must be long enough for the 10 A image search to stay bounded.
-bool lattice_searchable(const QUORIX_CELL* cell) {
-    for (int k = 0; k < 3; k++) {
-        const double length = quorix_vector3_double_length(cell->a[k]);
-        if (!(length >= 0.5) || !std::isfinite(length)) {
-            std::fprintf(stderr, "Error: lattice vector %d of QUORIX_CELL is too short: %f\n", k + 1, length);
-            return false;
-        }
-    }
-    return true;
-}
-
 template <class T>
 T* array_copy(const std::vector<T>& values) {
     if (values.empty()) return nullptr;
@@ -348,7 +336,7 @@ QUORIX_CN* quorix_cn_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, const c
         std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
         return nullptr;
     }
-    if (!lattice_searchable(cell)) return nullptr;
+    if (!quorix_cell_lattice_usable(cell)) return nullptr;
     CnPtr cn(quorix_cn_new());
     if (!cn) return nullptr;
     quorix_copy_bounded(cn->name, atom->name, sizeof cn->name);
@@ -375,7 +363,7 @@ QUORIX_CN_MIX* quorix_cn_mix_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom,
         std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
         return nullptr;
     }
-    if (!lattice_searchable(cell)) return nullptr;
+    if (!quorix_cell_lattice_usable(cell)) return nullptr;
     CnMixPtr cn(quorix_cn_mix_new());
     if (!cn) return nullptr;
     quorix_copy_bounded(cn->name, atom->name, sizeof cn->name);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "quorix-cube.hpp"
+#include "quorix-import-atom.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"
@@ -36,7 +37,6 @@ constexpr long kMaxVoxels = 7529536;     // 196^3
 // axes at their minimum of 24 (24 * 24 * 13080 > kMaxVoxels), so clamping there changes nothing
 // and keeps every count and product representable.
 constexpr double kMaxAxisSteps = 545;
-constexpr double kShortestLatticeVector = 1.0;  // A: keeps the image box finite
 constexpr double kBlockEdge = 0.8;              // A: edge of the voxel blocks sharing one image list
 constexpr double kPartialOccupancy = 0.99;      // a conducting site below this is partially occupied
 
@@ -80,16 +80,6 @@ bool pair_usable(const QUORIX_PROPERTY_BINARY& p, int cation) {
 
 double axis_length(const QUORIX_CELL* cell, int k) { return quorix_vector3_double_length(cell->a[k]); }
 
-bool lattice_usable(const QUORIX_CELL* cell) {
-    for (int k = 0; k < 3; k++) {
-        const double length = axis_length(cell, k);
-        if (!(length >= kShortestLatticeVector) || !std::isfinite(length)) {
-            std::fprintf(stderr, "Error: lattice vector %d of length %f A is unusable for the landscape.\n", k, length);
-            return false;
-        }
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -666,7 +656,7 @@ QUORIX_CUBE* calculate(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, QUORIX_PROP
         std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
         return nullptr;
     }
-    if (has_zero_oxidation_state(cell) || !lattice_usable(cell)) return nullptr;
+    if (has_zero_oxidation_state(cell) || !quorix_cell_lattice_usable(cell)) return nullptr;
     if (!(resolution > 0) || !std::isfinite(resolution)) {
         std::fprintf(stderr, "Error: resolution %f is not a positive length.\n", resolution);
         return nullptr;

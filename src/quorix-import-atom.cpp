@@ -380,6 +380,19 @@ int quorix_cell_count_type_os(QUORIX_CELL* cell) {
 
 // ---------------------------------------------------------------- geometry
 
+bool quorix_cell_lattice_usable(const QUORIX_CELL* cell) {
+    constexpr double kShortestLatticeVector = 0.5;  // A
+    for (int k = 0; k < 3; k++) {
+        const double length = quorix_vector3_double_length(cell->a[k]);
+        if (!(length >= kShortestLatticeVector) || !std::isfinite(length)) {
+            std::fprintf(stderr, "Error: lattice vector %d of length %f A is too short for the pair sums.\n", k,
+                         length);
+            return false;
+        }
+    }
+    return true;
+}
+
 double quorix_cell_calculate_volume(QUORIX_CELL* cell) {
     if (!cell) return 0.0;
     const double ca = std::cos(cell->angle[0] * kDegreeToRadian);

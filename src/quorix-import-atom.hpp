@@ -16,6 +16,9 @@ void quorix_atom_sort_by_value(QUORIX_ATOM* atom, long total);
 void quorix_cell_refresh(QUORIX_CELL* cell);
 void quorix_cell_update_name(QUORIX_CELL* cell);
 double quorix_cell_calculate_volume(QUORIX_CELL* cell);
+// True when every lattice vector is at least 0.5 A long, which keeps the image boxes of the pair
+// sums over neighbouring cells finite; otherwise prints which vector is not.
+bool quorix_cell_lattice_usable(const QUORIX_CELL* cell);
 void quorix_cell_update_cartesion(QUORIX_CELL* cell);
 void quorix_cell_update_fractional(QUORIX_CELL* cell);
 void quorix_cell_update_lattice_cartesion(QUORIX_CELL* cell);

@@ -691,12 +691,17 @@ int quorix_cell_import_cif_from_text(QUORIX_CELL** cell, QUORIX_SYMMETRY** symme
     CellPtr result(new_cell_with_lattice(std::move(atom), total, rows.row, rows.count));
     if (!result) return 1;
     quorix_cell_update_cartesion(result.get());
+    const double volume = quorix_cell_calculate_volume(result.get());
+    if (!(volume > 0.0)) {  // angles no cell can have, such as 0 or 180 degrees
+        std::fprintf(stderr, "Error: the cell parameters describe no cell.\n");
+        return 1;
+    }
     if (quorix_atom_update_default_os(result->atom, result->total, dir_unitary)) {
         std::fprintf(stderr, "Error: quorix_atom_update_default_os() returns non-zero.\n");
         return 1;
     }
     quorix_cell_update_name(result.get());
-    std::printf("Message: calculated cell volume = %f\n", quorix_cell_calculate_volume(result.get()));
+    std::printf("Message: calculated cell volume = %f\n", volume);
     *cell = result.release();
     *symmetry = sym.release();
     return 0;

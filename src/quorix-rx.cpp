@@ -16,8 +16,6 @@ namespace {
 constexpr double kHalfCoulombConstant = 7.19982;
 // Pairs closer than this do not interact (this also drops an atom's own image).
 constexpr double kMinimumDistance = 0.3;
-// No ionic crystal has a shorter lattice vector.
-constexpr double kShortestLatticeVector = 1.0;
 // Strain of the finite differences for the stress.
 constexpr double kStrain = 0.0001;
 
@@ -57,15 +55,8 @@ bool for_each_interacting_pair(const QUORIX_CELL* cell, const QUORIX_PROPERTY* p
     for (int i = 0; i < ppt->total; i++)
         for (int j = 0; j < ppt->total; j++) rmax = std::max(rmax, ppt->bin[i][j].cutoff);
     int images[3];
-    for (int k = 0; k < 3; k++) {
-        const double length = quorix_vector3_double_length(cell->a[k]);
-        // Also keeps the image count finite and the image loops short.
-        if (!(length >= kShortestLatticeVector)) {
-            std::fprintf(stderr, "Error: lattice vector %d of length %f A is too short for the pair sums.\n", k, length);
-            return false;
-        }
-        images[k] = static_cast<int>(rmax / length + 1.0);
-    }
+    if (!quorix_cell_lattice_usable(cell)) return false;
+    for (int k = 0; k < 3; k++) images[k] = static_cast<int>(rmax / quorix_vector3_double_length(cell->a[k]) + 1.0);
 
     for (long i = 0; i < cell->total; i++) {
         const QUORIX_ATOM& atom_i = cell->atom[i];

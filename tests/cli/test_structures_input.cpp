@@ -47,6 +47,10 @@ TEST(StructureInput, MalformedFilesGiveErrorLines) {
         {"non-numeric coordinate", replace(olivine(), "0.25 0.97474(3)", "0.25 O.97474"),
          "Error: unable to read fractional z.\nError: quorix_cell_import_cif_read_atom() returns non-zero.\n" +
              kFromText + kFromFile},
+        {"angles that close no cell",
+         replace(replace(olivine(), "_cell_angle_alpha                90", "_cell_angle_alpha 0"),
+                 "_cell_angle_beta                 90", "_cell_angle_beta 180"),
+         "Error: the cell parameters describe no cell.\n" + kFromText + kFromFile},
     };
     for (const auto& c : cases) {
         ScratchDir dir;
