@@ -26,10 +26,8 @@
 
 namespace {
 
-constexpr double kEvPerUnit = 14.39964;  // eV per e^2/A
 constexpr double kEnergyCap = 999.9;     // eV: the value at and next to an ion
 constexpr double kUnfilled = 1e-7;       // a voxel this close to 0 is still to be computed
-constexpr double kCoulombReach = 10.0;   // A: the screened Coulomb term is shifted to zero here
 constexpr double kMinimumRange = 10.0;   // A: the image box reaches at least this far
 constexpr long kGridMultiple = 24;       // such grids are mapped onto themselves by every operation
 constexpr long kMaxVoxels = 7529536;     // 196^3
@@ -258,7 +256,7 @@ bool ProbeField::add_term(const QUORIX_ATOM& atom, const QUORIX_PROPERTY* ppt) {
     HostTerm term{};
     term.occ = atom.occ;
     const bool coulomb = static_cast<long>(ppt->os[c]) * atom.os > 0;
-    term.reach = coulomb ? kCoulombReach : pair.cutoff;
+    term.reach = coulomb ? kQuorixCoulombReach : pair.cutoff;
     term.core = coulomb ? pair.r_cc : pair.r_bc;
     term.a2 = pair.a2;
     term.a1 = pair.a1;
@@ -272,7 +270,7 @@ bool ProbeField::add_term(const QUORIX_ATOM& atom, const QUORIX_PROPERTY* ppt) {
         const double sigma = ppt->sf * (ppt->uni[c].rc + ppt->uni[s].rc);
         term.qq = ppt->uni[c].q * ppt->uni[s].q;
         term.inv_sigma = 1.0 / sigma;
-        term.shift = quorix_energy_coulombic_unshifted(kCoulombReach, term.qq, sigma);
+        term.shift = quorix_energy_coulombic_unshifted(kQuorixCoulombReach, term.qq, sigma);
     }
     (coulomb ? coulomb_ : bonding_).terms.push_back(term);
     (coulomb ? coulomb_atoms_ : bonding_atoms_).push_back(&atom);
@@ -309,7 +307,7 @@ bool ProbeField::build(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
     int box[3];
     for (int k = 0; k < 3; k++) box[k] = static_cast<int>(range / axis_length(cell, k) + 2.0);
     double x_end = 0;
-    for (const HostTerm& term : coulomb_.terms) x_end = std::max(x_end, kCoulombReach * term.inv_sigma);
+    for (const HostTerm& term : coulomb_.terms) x_end = std::max(x_end, kQuorixCoulombReach * term.inv_sigma);
     erfc_.cover(x_end);
     add_images(coulomb_, cell, coulomb_atoms_, box);
     add_images(bonding_, cell, bonding_atoms_, box);
@@ -371,7 +369,7 @@ double ProbeField::energy_at(const double r[3], const Candidates& candidates, Pr
     work.voxels++;
     work.distances += static_cast<long>(candidates.coulomb.size() + candidates.bonding.size());
     work.terms += static_cast<long>(scratch.coulomb.count + scratch.bonding.count);
-    const double energy = (bonding + coulomb) * kEvPerUnit;
+    const double energy = (bonding + coulomb) * kQuorixEvPerUnit;
     return energy > kEnergyCap ? kEnergyCap : energy;
 }
 

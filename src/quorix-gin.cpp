@@ -7,12 +7,11 @@
 #include <string>
 
 #include "quorix-import-occ.hpp"
+#include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"
 
 namespace {
 
-constexpr double kEvPerUnit = 14.39964;  // eV per e^2/A
-constexpr double kCoulombReach = 10.0;   // A: cutoff of the screened Coulomb terms
 
 // Appends one line formatted into a 1024-character buffer.
 __attribute__((format(printf, 2, 3))) void add_line(std::string& text, const char* format, ...) {
@@ -53,8 +52,8 @@ std::string library(const QUORIX_PROPERTY* ppt, double sf) {
             const QUORIX_PROPERTY_BINARY& p = ppt->bin[i][j];
             if (!(p.cutoff > 0)) continue;
             add_pair_label(text, ppt, i, j);
-            add_line(text, " %9.6f %9.6f %9.6f %9.6f %9.6f %9.6f\r\n", kEvPerUnit * p.d0, 1.0 / p.b, p.rmin, 0.0, 0.0,
-                     kCoulombReach);
+            add_line(text, " %9.6f %9.6f %9.6f %9.6f %9.6f %9.6f\r\n", kQuorixEvPerUnit * p.d0, 1.0 / p.b, p.rmin, 0.0, 0.0,
+                     kQuorixCoulombReach);
         }
     add_line(text, "qerfc    ener\r\n");
     add_line(text, "# fractional radius = %f\r\n", sf);
@@ -62,7 +61,7 @@ std::string library(const QUORIX_PROPERTY* ppt, double sf) {
         for (int j = i; j < ppt->total; j++) {
             if (static_cast<long>(ppt->os[i]) * ppt->os[j] <= 0) continue;
             add_pair_label(text, ppt, i, j);
-            add_line(text, " %9.6f %9.6f\r\n", sf * (ppt->uni[i].rc + ppt->uni[j].rc), kCoulombReach);
+            add_line(text, " %9.6f %9.6f\r\n", sf * (ppt->uni[i].rc + ppt->uni[j].rc), kQuorixCoulombReach);
         }
     return text;
 }

@@ -7,6 +7,9 @@
 
 #include "quorix.hpp"
 
+constexpr double kQuorixEvPerUnit = 14.39964;  // eV per e^2/A, the energy unit of the pair terms
+constexpr double kQuorixCoulombReach = 10.0;   // A: the screened Coulomb term is shifted to zero here
+
 inline double quorix_energy_bonding(double r, double d0, double rmin, double b) {
     const double e = std::exp((rmin - r) / b) - 1.0;
     return 0.5 * d0 * (e * e - 1.0);
@@ -36,7 +39,8 @@ inline double quorix_energy_coulombic_unshifted(double r, double qq, double sigm
 }
 
 inline double quorix_energy_coulombic(double r, double qq, double sigma) {
-    return quorix_energy_coulombic_unshifted(r, qq, sigma) - quorix_energy_coulombic_unshifted(10.0, qq, sigma);
+    return quorix_energy_coulombic_unshifted(r, qq, sigma) -
+           quorix_energy_coulombic_unshifted(kQuorixCoulombReach, qq, sigma);
 }
 
 inline double quorix_force_coulombic(double r, double qq, double sigma) {

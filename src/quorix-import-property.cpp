@@ -173,7 +173,7 @@ void print_format_binary_table(const QUORIX_PROPERTY* ppt) {
             if (p.cutoff <= 0) continue;
             std::printf("PPT: | %4s%d%c | %4s%d%c | %8.6f | %8.6f | %5.3f | %8.6f | %8.6f |\n", p.type1,
                         std::abs(p.os1), sign_of(p.os1), p.type2, std::abs(p.os2), sign_of(p.os2),
-                        14.39964 * p.d0 * 0.5, p.rmin, p.b, p.r0, p.cutoff);
+                        kQuorixEvPerUnit * p.d0 * 0.5, p.rmin, p.b, p.r0, p.cutoff);
         }
     }
     std::printf("%s", rule);

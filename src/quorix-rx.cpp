@@ -12,8 +12,8 @@
 
 namespace {
 
-// Half of 14.39964 eV A / e^2: every pair is visited from both of its atoms.
-constexpr double kHalfCoulombConstant = 7.19982;
+// Half the energy unit: every pair is visited from both of its atoms.
+constexpr double kHalfCoulombConstant = kQuorixEvPerUnit / 2;
 // Pairs closer than this do not interact (this also drops an atom's own image).
 constexpr double kMinimumDistance = 0.3;
 // Strain of the finite differences for the stress.
