@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "quorix-file.hpp"
+
 namespace {
 
 constexpr long kTextBlock = 1024;
@@ -118,9 +120,10 @@ void quorix_text_print(const QUORIX_TEXT* text) {
 }
 
 QUORIX_TEXT* quorix_text_import_from_file(const char* path) {
-    FILE* file = path ? std::fopen(path, "rb") : nullptr;
-    if (!file) {
-        std::fprintf(stderr, "Error: unable to open %s\n", path ? path : "(null)");
+    FILE* file = nullptr;
+    const QuorixOpen opened = quorix_file_open_input(path, &file);
+    if (opened != QuorixOpen::ok) {
+        if (opened == QuorixOpen::failed) std::fprintf(stderr, "Error: unable to open %s\n", path ? path : "(null)");
         return nullptr;
     }
     auto* text = static_cast<QUORIX_TEXT*>(std::calloc(1, sizeof(QUORIX_TEXT)));
@@ -132,7 +135,7 @@ QUORIX_TEXT* quorix_text_import_from_file(const char* path) {
     long size = -1;
     if (std::fseek(file, 0, SEEK_END) == 0) size = std::ftell(file);
     std::rewind(file);
-    if (size < 0) size = 0;  // not a regular file: treated as unreadable below
+    if (size < 0) size = 0;  // no size: treated as unreadable below
     text->length = size;
     text->allocated = text_capacity_for(size);
     text->content = static_cast<char*>(std::calloc(text->allocated, 1));
@@ -152,14 +155,28 @@ QUORIX_TEXT* quorix_text_import_from_file(const char* path) {
     return text;
 }
 
-namespace {
-
-int text_write(const QUORIX_TEXT* text, const char* path, const char* mode) {
+int quorix_text_export_to_file(const QUORIX_TEXT* text, const char* path) {
     if (!text || !text->content) {
         std::fprintf(stderr, "Error: QUORIX_TEXT has not been properly allocated.\n");
         return 1;
     }
-    FILE* file = path ? std::fopen(path, mode) : nullptr;
+    QuorixResultFile file;
+    const QuorixOpen opened = file.open(path);
+    if (opened != QuorixOpen::ok) {
+        if (opened == QuorixOpen::failed) std::fprintf(stderr, "Error: unable to open %s.\n", path ? path : "(null)");
+        return 1;
+    }
+    std::fwrite(text->content, 1, std::strlen(text->content), file.get());
+    return file.commit() ? 0 : 1;
+}
+
+// Logs grow step by step, so they are appended to in place.
+int quorix_text_append_to_file(const QUORIX_TEXT* text, const char* path) {
+    if (!text || !text->content) {
+        std::fprintf(stderr, "Error: QUORIX_TEXT has not been properly allocated.\n");
+        return 1;
+    }
+    FILE* file = path ? std::fopen(path, "ab") : nullptr;
     if (!file) {
         std::fprintf(stderr, "Error: unable to open %s.\n", path ? path : "(null)");
         return 1;
@@ -169,12 +186,6 @@ int text_write(const QUORIX_TEXT* text, const char* path, const char* mode) {
     const bool closed = std::fclose(file) == 0;
     return written && closed ? 0 : 1;
 }
-
-}  // namespace
-
-int quorix_text_export_to_file(const QUORIX_TEXT* text, const char* path) { return text_write(text, path, "wb"); }
-
-int quorix_text_append_to_file(const QUORIX_TEXT* text, const char* path) { return text_write(text, path, "ab"); }
 
 int quorix_text_segregate_into_rows(char*** rows, long* count, const QUORIX_TEXT* text, char delimiter) {
     if (!rows || !count || !text || !text->content) {

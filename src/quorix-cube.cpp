@@ -13,6 +13,7 @@
 #include <string>
 #include <system_error>
 
+#include "quorix-file.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-property.hpp"
 
@@ -157,42 +158,42 @@ int quorix_cube_export_to_file(const QUORIX_CUBE* cube, QUORIX_CELL* cell, QUORI
     const bool header = cell && cell->atom && cell->total > 0 && ppt;
     std::printf(header ? "Message: cube file is generated with header.\n"
                        : "Message: cube file is generated without header.\n");
-    FilePtr file(path ? std::fopen(path, "wb") : nullptr);
-    if (!file) {
-        std::fprintf(stderr, "Error: unable to open file %s\n", path ? path : "(null)");
+    QuorixResultFile result;
+    const QuorixOpen opened = result.open(path);
+    if (opened != QuorixOpen::ok) {
+        if (opened == QuorixOpen::failed) std::fprintf(stderr, "Error: unable to open file %s\n", path ? path : "(null)");
         return 1;
     }
+    FILE* file = result.get();
     if (header) {
-        std::fprintf(file.get(), "%s\r\n", cell->name);
-        if (!write_conducting_line(file.get(), ppt)) return 1;
-        std::fprintf(file.get(), "%4ld %11.6f %11.6f %11.6f\r\n", cell->total, 0.0, 0.0, 0.0);
+        std::fprintf(file, "%s\r\n", cell->name);
+        if (!write_conducting_line(file, ppt)) return 1;
+        std::fprintf(file, "%4ld %11.6f %11.6f %11.6f\r\n", cell->total, 0.0, 0.0, 0.0);
     } else {
-        std::fprintf(file.get(), "noname\r\n\r\n%4d %11.6f %11.6f %11.6f\r\n", 0, 0.0, 0.0, 0.0);
+        std::fprintf(file, "noname\r\n\r\n%4d %11.6f %11.6f %11.6f\r\n", 0, 0.0, 0.0, 0.0);
     }
     for (int d = 0; d < 3; d++)
-        std::fprintf(file.get(), "%4ld %11.6f %11.6f %11.6f\r\n", cube->n[d] + (once ? 0 : 1),
+        std::fprintf(file, "%4ld %11.6f %11.6f %11.6f\r\n", cube->n[d] + (once ? 0 : 1),
                      cube->a_i[d][0] * kBohrPerAngstrom, cube->a_i[d][1] * kBohrPerAngstrom,
                      cube->a_i[d][2] * kBohrPerAngstrom);
-    if (header && !write_atoms(file.get(), cell, ppt)) return 1;
-    write_grid(file.get(), cube, once);
-    const bool written = !std::ferror(file.get());
-    if (std::fclose(file.release()) != 0 || !written) {
-        std::fprintf(stderr, "Error: unable to write file %s\n", path);
-        return 1;
-    }
+    if (header && !write_atoms(file, cell, ppt)) return 1;
+    write_grid(file, cube, once);
+    if (!result.commit()) return 1;
     std::printf("Message: cube file saved to %s.\n", path);
     return 0;
 }
 
 namespace {
 
-bool read_whole_file(const char* path, std::string& content) {
-    FilePtr file(path ? std::fopen(path, "rb") : nullptr);
-    if (!file) return false;
+QuorixOpen read_whole_file(const char* path, std::string& content) {
+    FILE* opened = nullptr;
+    const QuorixOpen status = quorix_file_open_input(path, &opened);
+    if (status != QuorixOpen::ok) return status;
+    FilePtr file(opened);
     char buffer[65536];
     size_t count;
     while ((count = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0) content.append(buffer, count);
-    return !std::ferror(file.get());
+    return std::ferror(file.get()) ? QuorixOpen::failed : QuorixOpen::ok;
 }
 
 // The header of a cube file, line by line; the values after it are read as one stream.
@@ -327,8 +328,9 @@ int quorix_cube_import_from_file(QUORIX_CUBE** cube_out, QUORIX_CELL** cell_out,
     *cube_out = nullptr;
     if (cell_out) *cell_out = nullptr;
     std::string content;
-    if (!read_whole_file(path, content)) {
-        std::printf("Error: unable to open %s.\n", path ? path : "(null)");
+    const QuorixOpen read = read_whole_file(path, content);
+    if (read != QuorixOpen::ok) {
+        if (read == QuorixOpen::failed) std::printf("Error: unable to open %s.\n", path ? path : "(null)");
         return 1;
     }
     CubeText text(content, path);
