@@ -36,7 +36,6 @@ constexpr long kMaxVoxels = 7529536;     // 196^3
 // and keeps every count and product representable.
 constexpr double kMaxAxisSteps = 545;
 constexpr double kBlockEdge = 0.8;              // A: edge of the voxel blocks sharing one image list
-constexpr double kPartialOccupancy = 0.99;      // a conducting site below this is partially occupied
 
 char sign_of(int os) { return os >= 0 ? '+' : '-'; }
 
@@ -636,14 +635,6 @@ QUORIX_CUBE* new_landscape_grid(const QUORIX_CELL* cell, QUORIX_SYMMETRY* symmet
     return cube;
 }
 
-// True when the conducting species has a site that is partly vacant or shared with another species.
-bool conducting_sites_partial(QUORIX_CELL* cell, const char* type, int os) {
-    if (!cell || !cell->atom || !type) return false;
-    for (long i = 0; i < cell->total; i++)
-        if (same_species(cell->atom[i], type, os) && cell->atom[i].occ < kPartialOccupancy) return true;
-    return quorix_cell_partial_occ_at_conducting_site(cell, type, os);
-}
-
 QUORIX_CUBE* calculate(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, QUORIX_PROPERTY* ppt, double resolution,
                        int ignore_conducting, QuorixLandscapeWork& work) {
     if (quorix_cube_validate_property(ppt)) {
@@ -754,7 +745,7 @@ int quorix_cube_calculate_from_cell_and_write_to_file_assign_partial_occ(
     const char* path_cube, const char* path_cif, QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, const char* type, int os,
     double sf, double resolution, int ignore_conducting, int once, const char* dir_unitary, const char* dir_binary) {
     CellPtr assigned;
-    if (conducting_sites_partial(cell, type, os)) {
+    if (quorix_cell_partial_occ_at_conducting_site(cell, type, os)) {
         std::printf(
             "Message: partial occupancy at conducting sites detected. Cube will be generated based on an asigned "
             "supercell.\n");

@@ -136,16 +136,16 @@ std::vector<long> site_around(QUORIX_CELL* cell, const SiteTest& share_site, lon
     return site;
 }
 
-// Sites of the species that need a decision: those holding more than one atom, or a single
-// atom that is not fully occupied.
-std::vector<std::vector<long>> undecided_sites(QUORIX_CELL* cell, const char* type, int os) {
+// Sites of the species that it shares with another species; sites it holds alone stay as they are.
+std::vector<std::vector<long>> shared_sites(QUORIX_CELL* cell, const char* type, int os) {
     const SiteTest share_site(cell);
     std::vector<bool> grouped(cell->total, false);
     std::vector<std::vector<long>> sites;
     for (long i = 0; i < cell->total; i++) {
         if (grouped[i] || !is_species(cell->atom[i], type, os)) continue;
         std::vector<long> site = site_around(cell, share_site, i, grouped);
-        if (site.size() > 1 || !(cell->atom[i].occ >= 1.0)) sites.push_back(std::move(site));
+        if (std::any_of(site.begin(), site.end(), [&](long j) { return !is_species(cell->atom[j], type, os); }))
+            sites.push_back(std::move(site));
     }
     return sites;
 }
@@ -491,11 +491,11 @@ bool quorix_cell_partial_occ_at_conducting_site(QUORIX_CELL* cell, const char* t
     return false;
 }
 
-// All undecided sites of the species are decided together, so that every species on them ends
+// All shared sites of the species are decided together, so that every species on them ends
 // with the floor or the ceiling of its summed occupancy there.
 QUORIX_CELL* quorix_cell_assign_partial_occ_at_conducting_site(QUORIX_CELL* cell, const char* type, int os) {
     if (!species_in_cell(cell, type, os)) return nullptr;
-    const std::vector<std::vector<long>> sites = undecided_sites(cell, type, os);
+    const std::vector<std::vector<long>> sites = shared_sites(cell, type, os);
     std::vector<Fate> fate(cell->total, Fate::kept);
     if (!sites.empty()) {
         const OccupancyTable table = occupancy_table(cell, sites);
