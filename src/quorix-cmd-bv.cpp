@@ -323,11 +323,6 @@ void quorix_cmd_opt_do_cal_tot_en(QUORIX_CMD_OPT* opt) {
     if (!structure) return;
     const PropertyPtr ppt = import_property(opt, structure, nullptr, 0, sf);
     if (!ppt) return;
-    // An energy from parameters that fail validation would be meaningless.
-    if (quorix_property_validate_generic(ppt.get()) != 0) {
-        std::fprintf(stderr, "Error: quorix_property_validate_generic() returns non-zero.\n");
-        return;
-    }
     const double energy = quorix_cell_total_energy(structure.cell.get(), ppt.get());
     if (energy != 0.0) std::printf("Message: total energy = %lf eV\n", energy);
 }
