@@ -108,11 +108,15 @@ void quorix_bv_free(QUORIX_BV* bv) {
 }
 
 bool quorix_bv_states_usable(const QUORIX_CELL* cell) {
+    bool zero_reported = false;
     for (long i = 0; cell && i < cell->total; i++) {
         const QUORIX_ATOM& atom = cell->atom[i];
-        if (atom.os == 0) {
-            std::fprintf(stderr, "Error: oxidation state is zero where atom[%ld]: %s0+.\n", i, atom.type);
-            return false;
+        if (atom.os == 0 && !zero_reported) {
+            std::fprintf(stderr,
+                         "Warning: oxidation state is zero where atom[%ld]: %s0+; atoms of state 0 take no part in "
+                         "the bond valence sums.\n",
+                         i, atom.type);
+            zero_reported = true;
         }
         if (atom.os == kUnknownState) {
             std::fprintf(stderr, "Error: oxidation state is unknown where atom[%ld]: %s (%s).\n", i, atom.type,

@@ -15,8 +15,9 @@ QUORIX_BV* quorix_bv_calculate_from_cell_with_type(QUORIX_CELL* cell_in, QUORIX_
 // The cell's atoms must carry site numbers in `flag` (quorix_cell_flag_site_by_symmetry).
 QUORIX_BV* quorix_bv_calculate_from_flagged_cell(QUORIX_CELL* cell, QUORIX_PROPERTY* ppt);
 
-// false, with a message naming the first atom, when an atom's oxidation state is 0 or unknown
-// (99): such atoms have no bond-valence parameters.
+// false, with a message naming the first atom, when an atom's oxidation state is unknown (99):
+// such atoms have no bond-valence parameters. Atoms of state 0 bond with nothing; the first is
+// named in a warning.
 bool quorix_bv_states_usable(const QUORIX_CELL* cell);
 
 // -1.0 on failure.

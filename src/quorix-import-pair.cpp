@@ -152,8 +152,9 @@ int quorix_property_binary_derived(QUORIX_PROPERTY* ppt) {
 
 int quorix_property_calculate_fractional_charge(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell) {
     if (!cell_ready(cell) || !property_ready(ppt)) return 1;
-    std::vector<double> root_n(ppt->total);
+    std::vector<double> root_n(ppt->total, 1.0);
     for (int k = 0; k < ppt->total; k++) {
+        if (ppt->os[k] == 0) continue;  // no charge, so no quantum number needed
         const int n = effective_quantum_number(ppt->uni[k]);
         if (n <= 0) {
             std::fprintf(stderr, "Error: %s(%d) has no principal quantum number; is it in the per-species database?\n",
