@@ -227,6 +227,7 @@ private:
 
 struct CubeHeader {
     long atoms = 0;
+    bool data_set_ids = false;  // a negative atom count announces them after the atoms
     long n[3] = {0, 0, 0};
     double a_i[3][3] = {};
 };
@@ -234,7 +235,9 @@ struct CubeHeader {
 bool read_header(CubeText& text, CubeHeader& header) {
     std::string line;
     if (!text.next_line(line) || !text.next_line(line) || !text.next_line(line)) return false;
-    if (std::sscanf(line.c_str(), "%ld", &header.atoms) != 1 || header.atoms < 0) return text.malformed();
+    if (std::sscanf(line.c_str(), "%ld", &header.atoms) != 1 || header.atoms == LONG_MIN) return text.malformed();
+    header.data_set_ids = header.atoms < 0;
+    header.atoms = std::labs(header.atoms);
     for (int d = 0; d < 3; d++) {
         if (!text.next_line(line)) return false;
         double* v = header.a_i[d];
@@ -281,6 +284,19 @@ CellPtr read_atoms(CubeText& text, long total, const char* dir_unitary) {
         }
     }
     return cell;
+}
+
+// The line after the atoms of an orbital cube: the number of data sets per point, then their
+// ids. Only a file of one data set holds a single landscape.
+bool read_data_set_ids(CubeText& text) {
+    std::string line;
+    if (!text.next_line(line)) return false;
+    long count = 0;
+    if (std::sscanf(line.c_str(), "%ld", &count) != 1 || count < 1) return text.malformed();
+    if (count == 1) return true;
+    std::fprintf(stderr, "Error: cube file %s holds %ld data sets per point (orbitals); only a single one can be read.\n",
+                 text.path(), count);
+    return false;
 }
 
 bool skip_lines(CubeText& text, long total) {
@@ -359,6 +375,7 @@ int quorix_cube_import_from_file(QUORIX_CUBE** cube_out, QUORIX_CELL** cell_out,
         std::printf("Message: cell information not read.\n");
         if (!skip_lines(text, header.atoms)) return 1;
     }
+    if (header.data_set_ids && !read_data_set_ids(text)) return 1;
     if (!read_values(text, header.n, cube.get())) return 1;
 
     if (cell) {
