@@ -248,12 +248,14 @@ bool site_first_shell(QUORIX_CELL* cell, QUORIX_ATOM* atom, const char* type_c, 
     return true;
 }
 
-// Bonds of the centre, strongest first; ties keep the order of the image search.
+// Bonds of the centre, strongest first; ties keep the order of the image search. `strength` is
+// the valence of each bond, `valence` its share of the sum (weighted by the neighbour's occupancy).
 std::vector<Neighbour> bonds_of(const QUORIX_CELL* cell, const QUORIX_ATOM* centre, const QUORIX_PROPERTY* ppt,
-                                const int x_max[3], std::vector<double>& valence, bool& failed) {
+                                const int x_max[3], std::vector<double>& strength, std::vector<double>& valence,
+                                bool& failed) {
     struct Bond {
         Neighbour n;
-        double s;
+        double v;
     };
     std::vector<Bond> bonds;
     const int centre_species = quorix_property_find_index(ppt, centre->type, centre->os);
@@ -271,16 +273,34 @@ std::vector<Neighbour> bonds_of(const QUORIX_CELL* cell, const QUORIX_ATOM* cent
         quorix_bv_for_each_bond(cell, centre->x, other, pair, x_max, [&](double d) {
             Neighbour n{d, other.occ, {}, other.os};
             quorix_copy_bounded(n.type, other.type, sizeof n.type);
-            bonds.push_back({n, other.occ * quorix_bv_bond_valence(pair.r0, pair.b, d)});
+            bonds.push_back({n, quorix_bv_bond_valence(pair.r0, pair.b, d)});
         });
     }
-    std::stable_sort(bonds.begin(), bonds.end(), [](const Bond& a, const Bond& b) { return a.s > b.s; });
+    std::stable_sort(bonds.begin(), bonds.end(), [](const Bond& a, const Bond& b) { return a.v > b.v; });
     std::vector<Neighbour> ordered;
     for (const Bond& bond : bonds) {
         ordered.push_back(bond.n);
-        valence.push_back(bond.s);
+        strength.push_back(bond.v);
+        valence.push_back(bond.n.occ * bond.v);
     }
     return ordered;
+}
+
+// Index of the last bond of the first coordination shell: the bond after which the valence,
+// strongest first, falls by the largest fraction. Only drops from bonds of at least 0.01 v.u.
+// count (besides the strongest), so that gaps in the far tail cannot end the shell.
+int first_shell_end(const std::vector<double>& strength) {
+    int end = 0;
+    double largest = -1.0;
+    for (size_t i = 0; i + 1 < strength.size(); i++) {
+        if (i > 0 && strength[i] < kListedBond) break;
+        const double drop = 1.0 - strength[i + 1] / strength[i];
+        if (drop > largest) {
+            largest = drop;
+            end = static_cast<int>(i);
+        }
+    }
+    return end;
 }
 
 }  // namespace
@@ -409,9 +429,9 @@ QUORIX_CN_BV* quorix_cn_bv_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, Q
     }
     int x_max[3];
     if (quorix_bv_image_range(x_max, cell, quorix_bv_largest_cutoff(ppt)) != 0) return nullptr;
-    std::vector<double> s;
+    std::vector<double> strength, s;
     bool failed = false;
-    const auto bonds = bonds_of(cell, atom, ppt, x_max, s, failed);
+    const auto bonds = bonds_of(cell, atom, ppt, x_max, strength, s, failed);
     if (failed) return nullptr;
     if (bonds.empty() || bvs == 0) {
         std::fprintf(stderr, "Error: no bond found around %s.\n", atom->name);
@@ -426,7 +446,7 @@ QUORIX_CN_BV* quorix_cn_bv_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, Q
     const size_t total = bonds.size();
     std::vector<double> r(total), occ(total), n(total), s_sum(total), s_ave(total), s_det(total);
     std::vector<int> os(total);
-    cn->cn_index = static_cast<int>(total) - 1;
+    cn->cn_index = first_shell_end(strength);
     for (size_t i = 0; i < total; i++) {
         r[i] = bonds[i].r;
         occ[i] = bonds[i].occ;
@@ -435,8 +455,6 @@ QUORIX_CN_BV* quorix_cn_bv_new_from_cell(QUORIX_CELL* cell, QUORIX_ATOM* atom, Q
         s_sum[i] = (i == 0 ? 0 : s_sum[i - 1]) + s[i];
         s_ave[i] = n[i] > 0 ? s_sum[i] / n[i] : 0;
         s_det[i] = s_sum[i] / std::fabs(bvs);
-        if (s_det[i] >= 1.0 - kQuorixCnBvFraction && cn->cn_index == static_cast<int>(total) - 1)
-            cn->cn_index = static_cast<int>(i);
     }
     // Listed: every bond of at least 0.01 v.u., and at least those up to the coordination number.
     const auto strong = std::count_if(s.begin(), s.end(), [](double v) { return v >= kListedBond; });
@@ -588,6 +606,52 @@ int quorix_cn_calculate_by_bv(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, cons
     return 0;
 }
 
+namespace {
+
+// Hoppe's weights exp(1 - (r / r_av)^6) about the mean length r_av they weight themselves,
+// found by iteration from the shortest bond; their sum is the ECoN.
+double hoppe_econ(const std::vector<double>& r, const std::vector<double>& occ) {
+    auto weight = [](double length, double mean) { return std::exp(1.0 - std::pow(length / mean, 6)); };
+    double mean = *std::min_element(r.begin(), r.end());
+    for (int iteration = 0; iteration < 1000; iteration++) {
+        double weighted = 0.0, total = 0.0;
+        for (size_t i = 0; i < r.size(); i++) {
+            const double w = occ[i] * weight(r[i], mean);
+            weighted += w * r[i];
+            total += w;
+        }
+        const double next = total > 0 ? weighted / total : mean;
+        const bool converged = std::fabs(next - mean) <= 1e-12 * mean;
+        mean = next;
+        if (converged) break;
+    }
+    double econ = 0.0;
+    for (size_t i = 0; i < r.size(); i++) econ += occ[i] * weight(r[i], mean);
+    return econ;
+}
+
+}  // namespace
+
+// Bond lengths to different species are not comparable (P-O is far shorter than Li-O), so the
+// ECoN is taken per coordinating species and summed.
+double quorix_cn_bv_effective_cn(const QUORIX_CN_BV* cn) {
+    if (!cn || cn->total <= 0 || !cn->r || !cn->occ || !cn->type_c || !cn->os_c) return 0.0;
+    std::vector<bool> counted(cn->total, false);
+    double econ = 0.0;
+    for (int first = 0; first < cn->total; first++) {
+        if (counted[first]) continue;
+        std::vector<double> r, occ;
+        for (int i = first; i < cn->total; i++) {
+            if (cn->os_c[i] != cn->os_c[first] || std::strncmp(cn->type_c[i], cn->type_c[first], 3) != 0) continue;
+            counted[i] = true;
+            r.push_back(cn->r[i]);
+            occ.push_back(cn->occ[i]);
+        }
+        econ += hoppe_econ(r, occ);
+    }
+    return econ;
+}
+
 // ---------------------------------------------------------------- printing
 
 void quorix_cn_print_shell(QUORIX_CN* cn) {
@@ -638,8 +702,10 @@ void quorix_cn_bv_print(QUORIX_CN_BV* cn) {
     }
     std::printf("CN: Center atom: %13s (%s%d%c)\n", cn->name, cn->type, std::abs(cn->os), sign_of(cn->os));
     std::printf("CN: Bond valence sum: %12.6f\n", cn->BVS);
-    std::printf("CN: Coordination Number: %12.3f (bonds up to %.0f%% of the bond valence sum)\n", cn->n[cn->cn_index],
-                100.0 * (1.0 - kQuorixCnBvFraction));
+    std::printf("CN: Coordination Number: %12.3f (bonds before the largest relative drop in bond valence)\n",
+                cn->n[cn->cn_index]);
+    std::printf("CN: Effective Coordination Number: %12.3f (ECoN from the bond lengths)\n",
+                quorix_cn_bv_effective_cn(cn));
     std::printf("CN: %5s %16s %9s %6s %8s %9s %9s %9s %7s\n", "Index", "Coordinated type", "r", "occ", "n", "bv",
                 "bv_sum", "bv_ave", "of_sum");
     for (int i = 0; i < cn->cn_print; i++)

@@ -36,9 +36,9 @@ void quorix_cn_mix_print(QUORIX_CN_MIX* cn_mix);
 void quorix_cn_print_datapoint(QUORIX_CN* cn);
 void quorix_cn_bv_print(QUORIX_CN_BV* cn_bv);
 
-// The running bond valence sum must come within this fraction of the site's sum for the
-// coordination number by bond valence.
-constexpr double kQuorixCnBvFraction = 0.05;
+// Hoppe's (1979) effective coordination number of the bonds of a record from their lengths and
+// occupancies, summed over the coordinating species; 0 for a record without bonds.
+double quorix_cn_bv_effective_cn(const QUORIX_CN_BV* cn_bv);
 
 #include "quorix-alloc.hpp"
 
