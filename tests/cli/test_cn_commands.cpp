@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli.hpp"
@@ -63,26 +64,22 @@ TEST(CnCommands, CoordinationByBondValence) {
 // The first shell by bond valence is the shell --cal-cn finds by distance, on rock salt,
 // antifluorite, rutile, spinel, layered LiCoO2 and olivine (Li 6, Fe 6, P 4).
 TEST(CnCommands, FirstShellByBondValenceIsTheFirstShellByDistance) {
-    const struct {
-        const char* file;
-        std::vector<std::string> atoms;
-    } structures[] = {{"NaCl_COD9008678_occupancy.cif", {"Na", "Cl"}},
-                      {"Li2O_COD9009059_occupancy.cif", {"Li", "O"}},
-                      {"TiO2_rutile_COD9009083_occupancy.cif", {"Ti", "O"}},
-                      {"Fe3O4_magnetite_COD9007644_occupancy.cif", {"FeM", "FeT", "O"}},
-                      {"LiCoO2_VESTA.cif", {"Li1", "Co1", "O1"}},
-                      {"LiFePO4_COD4001848_oxidation.cif", {"Li1", "Fe1", "P1"}}};
+    const std::pair<std::string, std::vector<std::string>> structures[] = {
+        {"NaCl_COD9008678_occupancy.cif", {"Na", "Cl"}},          {"Li2O_COD9009059_occupancy.cif", {"Li", "O"}},
+        {"TiO2_rutile_COD9009083_occupancy.cif", {"Ti", "O"}},    {"LiCoO2_VESTA.cif", {"Li1", "Co1", "O1"}},
+        {"Fe3O4_magnetite_COD9007644_occupancy.cif", {"FeM", "FeT", "O"}},
+        {"LiFePO4_COD4001848_oxidation.cif", {"Li1", "Fe1", "P1"}}};
     auto cn_line = [](const std::string& out) {
         const size_t at = out.find("CN: Coordination Number:");
         return at == std::string::npos ? std::string("none") : out.substr(at, out.find('\n', at) - at);
     };
-    for (const auto& structure : structures) {
+    for (const auto& [file, atoms] : structures) {
         ScratchDir dir;
-        dir.copy_in(structure.file);
-        for (const std::string& atom : structure.atoms) {
-            const std::string by_distance = cn_line(run_quorix({"--cal-cn", structure.file, atom}, dir.path()).out);
-            const std::string by_bv = cn_line(run_quorix({"--cal-cn-bv", structure.file, atom}, dir.path()).out);
-            EXPECT_EQ(by_bv.substr(0, by_distance.size()), by_distance) << structure.file << " " << atom;
+        dir.copy_in(file);
+        for (const std::string& atom : atoms) {
+            const std::string by_distance = cn_line(run_quorix({"--cal-cn", file, atom}, dir.path()).out);
+            const std::string by_bv = cn_line(run_quorix({"--cal-cn-bv", file, atom}, dir.path()).out);
+            EXPECT_EQ(by_bv.substr(0, by_distance.size()), by_distance) << file << " " << atom;
         }
     }
 }

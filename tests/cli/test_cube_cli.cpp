@@ -1,5 +1,5 @@
 // --gen-cube end to end: the cube file beside the input and what it holds, the optional
-// arguments, and the assigned supercell of a partially occupied conducting sublattice.
+// arguments, and the assigned supercell of a conducting species that shares its sites.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -98,8 +98,7 @@ TEST(CmdCube, OptionalArgumentsNameResolutionIgnoreAndPeriodicity) {
 
 // In In-doped CsSnCl3 Sn shares its site with In: the landscape is that of a 5 x 5 x 5 supercell
 // with each shared site given to one of them, written as "_assigned.cif" beside the input. The
-// Na sites of Na0.8CoO2 are only partly filled and shared with nothing: the cell is computed as
-// it is, with its symmetry.
+// Na sites of Na0.8CoO2 are only partly filled and shared with nothing: the cell itself is computed.
 TEST(CmdCube, SitesSharedByTheConductingIonTakeAnAssignedSupercell) {
     ScratchDir dir;
     const std::string cif = "CsSnCl3_In_COD4003024.cif";
@@ -140,5 +139,4 @@ TEST(CmdCube, SitesSharedByTheConductingIonTakeAnAssignedSupercell) {
     const auto unit_cell = run_quorix({"--gen-cube", sodium, "Na", "1", "-1", "1.0"}, dir.path());
     EXPECT_FALSE(contains(unit_cell.out, "partial occupancy at conducting sites detected")) << unit_cell.out;
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "Na0.8CoO2_VESTA_assigned.cif"));
-    EXPECT_EQ(std::stol(line_of(read_file(dir.path() / (sodium + ".cube")), 2)), 10);
 }
