@@ -176,7 +176,10 @@ int quorix_cube_export_to_file(const QUORIX_CUBE* cube, QUORIX_CELL* cell, QUORI
         std::fprintf(file, "%4ld %11.6f %11.6f %11.6f\r\n", cube->n[d] + (once ? 0 : 1),
                      cube->a_i[d][0] * kBohrPerAngstrom, cube->a_i[d][1] * kBohrPerAngstrom,
                      cube->a_i[d][2] * kBohrPerAngstrom);
-    if (header && !write_atoms(file, cell, ppt)) return 1;
+    if (header && !write_atoms(file, cell, ppt)) {
+        result.commit();  // a cube whose atoms cannot all be named is left as far as it was written
+        return 1;
+    }
     write_grid(file, cube, once);
     if (!result.commit()) return 1;
     std::printf("Message: cube file saved to %s.\n", path);
