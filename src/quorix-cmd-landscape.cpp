@@ -6,6 +6,7 @@
 #include "quorix-cube.hpp"
 #include "quorix-fft.hpp"
 #include "quorix-fp.hpp"
+#include "quorix-md.hpp"
 
 using namespace quorix_cmd;
 
@@ -382,5 +383,7 @@ void quorix_cmd_opt_do_md(QUORIX_CMD_OPT* opt) {
         !parse_double(opt, 8, t_equil, "t_equil") || !parse_double(opt, 9, dt, "dt") ||
         !parse_double(opt, 10, t_log, "t_log"))
         return;
-    report_not_implemented();
+    if (quorix_md_conduction_from_file(opt->argv[2], type, os, sf, temperature, t_end, t_equil, dt, t_log,
+                                       opt->dir_symcards, opt->dir_unitary, opt->dir_binary) < 0)
+        std::fprintf(stderr, "Error: quorix_md_conduction_from_file() returns negative value.\n");
 }

@@ -1,0 +1,675 @@
+// Molecular dynamics of the conducting ions in a fixed framework.
+#include "quorix-md.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "quorix-cube.hpp"
+#include "quorix-import-atom.hpp"
+#include "quorix-import-cif.hpp"
+#include "quorix-import-occ.hpp"
+#include "quorix-import-pair.hpp"
+#include "quorix-import-property.hpp"
+#include "quorix-import-write.hpp"
+#include "quorix-la.hpp"
+#include "quorix-rx-neighbour.hpp"
+
+namespace {
+
+constexpr double kBoltzmann = 8.6173324e-5;       // eV/K
+constexpr double kMassPerAmu = 0.000103642699;    // eV ps^2 / A^2
+constexpr double kEvPerA3InGpa = 160.21766208;    // pressure unit
+constexpr double kReach = 10.0;                   // A, all pair terms
+constexpr double kSkin = 1.0;                     // A, neighbour-list margin
+constexpr double kShortestDistance = 0.1;         // A, closer pairs are skipped with a warning
+constexpr std::int64_t kDefaultStepLog = 100;
+
+// The pair term between two species: screened Coulomb for like charges, bonding otherwise.
+struct PairTerm {
+    bool interacts;
+    bool coulomb;
+    double qq;
+    double sigma;
+    const QUORIX_PROPERTY_BINARY* bin;  // cation first
+    double bonding_at_reach;            // shifts the bonding energy to zero at the reach
+};
+
+char sign_of(int os) { return os > 0 ? '+' : '-'; }
+
+// Box-Muller: mean + spread * cos(2 pi u2) * sqrt(-2 ln u1), u1 and u2 in (0, 1].
+double normal(double mean, double spread) {
+    double u1 = 0, u2 = 0;
+    while (u1 == 0) u1 = quorix_random();
+    while (u2 == 0) u2 = quorix_random();
+    return mean + spread * std::cos(6.283185307179586 * u2) * std::sqrt(-2.0 * std::log(u1));
+}
+
+}  // namespace
+
+struct QuorixMdWork {
+    QuorixNeighbourList neighbours{kReach, kSkin};
+    std::vector<char> mobile;
+    std::vector<int> species;
+    std::vector<PairTerm> pairs;  // species i * total + species j
+    long mobile_count = 0;
+    double reciprocal[3][3] = {};  // fractional = reciprocal * Cartesian
+    double virial = 0;             // sum over pairs of dE/dr * r, eV
+    long samples = 0;
+    double sum_en = 0, sum_en_k = 0, sum_en_p = 0, sum_temperature = 0, sum_pressure = 0;
+};
+
+namespace {
+
+bool usable(const QUORIX_MD* md) {
+    if (md && md->cell && md->ppt && md->x && md->work) return true;
+    std::fprintf(stderr, "Error: QUORIX_MD has not been properly initialized.\n");
+    return false;
+}
+
+int fail(const char* callee) {
+    std::fprintf(stderr, "Error: %s returns non-zero.\n", callee);
+    return 1;
+}
+
+void free_vectors(double** p, long count) { quorix_array_double_2D_free(p, static_cast<int>(count)); }
+
+// Species of every atom and the pair terms of every pair of species; false when an atom's species
+// is not in the set.
+bool build_pair_tables(QUORIX_MD* md) {
+    QuorixMdWork& work = *md->work;
+    const QUORIX_PROPERTY* ppt = md->ppt;
+    work.species.resize(md->cell->total);
+    for (long i = 0; i < md->cell->total; i++) {
+        work.species[i] = quorix_property_find_index(ppt, md->cell->atom[i].type, md->cell->atom[i].os);
+        if (work.species[i] < 0) {
+            std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
+            return false;
+        }
+    }
+    work.pairs.assign(ppt->total * ppt->total, PairTerm{});
+    for (int a = 0; a < ppt->total; a++) {
+        for (int b = 0; b < ppt->total; b++) {
+            PairTerm& term = work.pairs[a * ppt->total + b];
+            const long charge_sign = static_cast<long>(ppt->os[a]) * ppt->os[b];
+            term.interacts = charge_sign != 0;
+            term.coulomb = charge_sign > 0;
+            term.qq = ppt->uni[a].q * ppt->uni[b].q;
+            term.sigma = ppt->sf * (ppt->uni[a].rc + ppt->uni[b].rc);
+            term.bin = ppt->os[a] < 0 ? &ppt->bin[b][a] : &ppt->bin[a][b];
+            if (term.interacts && !term.coulomb)
+                term.bonding_at_reach = quorix_energy_bonding(kReach, term.bin->d0, term.bin->rmin, term.bin->b);
+        }
+    }
+    return true;
+}
+
+void set_reciprocal(QUORIX_MD* md) {
+    const double volume = quorix_matrix33_double_determinant(md->cell->a);
+    for (int k = 0; k < 3; k++) {
+        double normal_vector[3];
+        quorix_vector3_double_cross(normal_vector, md->cell->a[(k + 1) % 3], md->cell->a[(k + 2) % 3]);
+        for (int c = 0; c < 3; c++) md->work->reciprocal[k][c] = normal_vector[c] / volume;
+    }
+}
+
+// The atom of a mobile ion at x, wrapped into the cell. Fixed atoms are never rewritten, so their
+// coordinates stay exactly as read.
+void place_atom(QUORIX_MD* md, long i, const double* x) {
+    QUORIX_ATOM& atom = md->cell->atom[i];
+    for (int k = 0; k < 3; k++) {
+        atom.x_f[k] = quorix_vector3_double_dot(md->work->reciprocal[k], x);
+        atom.x_f[k] -= std::floor(atom.x_f[k]);
+    }
+    quorix_vector3_double_sum3(atom.x, md->cell->a[0], atom.x_f[0], md->cell->a[1], atom.x_f[1], md->cell->a[2],
+                               atom.x_f[2]);
+}
+
+// One velocity Verlet step; the Langevin step adds friction and the noise of md->r.
+int advance(QUORIX_MD* md, bool langevin) {
+    if (!usable(md)) return 1;
+    const std::vector<char>& mobile = md->work->mobile;
+    const long total = md->cell->total;
+    const double zeta = langevin ? md->zeta : 0.0;
+    md->step += 1;
+    md->t += md->dt;
+    for (long i = 0; i < total; i++)
+        for (int k = 0; k < 3; k++) md->r[i][k] = langevin && mobile[i] ? normal(0.0, 1.0) : 0.0;
+    auto noise = [&](long i, int k) {
+        return langevin ? std::sqrt(kBoltzmann * md->dt * md->temperature_target * zeta / md->m[i]) * md->r[i][k]
+                        : 0.0;
+    };
+    for (long i = 0; i < total; i++) {
+        if (!mobile[i]) continue;
+        for (int k = 0; k < 3; k++) {
+            md->v_nh[i][k] =
+                md->v[i][k] + md->dt / 2 * (md->f[i][k] / md->m[i] - zeta * md->v[i][k]) + noise(i, k);
+            md->x_p1[i][k] = md->x[i][k] + md->dt * md->v_nh[i][k];
+            md->x[i][k] = md->x_p1[i][k];
+        }
+        place_atom(md, i, md->x[i]);
+    }
+    if (quorix_md_calculate_force(md)) return fail("quorix_md_calculate_force()");
+    for (long i = 0; i < total; i++) {
+        if (!mobile[i]) continue;
+        for (int k = 0; k < 3; k++)
+            md->v[i][k] = md->v_nh[i][k] + md->dt / 2 * (md->f[i][k] / md->m[i] - zeta * md->v_nh[i][k]) +
+                          noise(i, k);
+    }
+    return 0;
+}
+
+FILE* open_for_writing(const char* name) {
+    FILE* file = std::fopen(name, "wb");
+    if (!file) std::fprintf(stderr, "Error: unable to write to %s.\n", name);
+    return file;
+}
+
+void write_headers(QUORIX_MD* md) {
+    std::fputs("step, t, T, T_ave, en_k, en_p, en, en_ave, P, P_ave, displacement, diffusivity, mobility, "
+               "conductivity\r\n",
+               md->log);
+    std::fputs("t, d_ave, ", md->trj);
+    long written = 0;
+    for (long i = 0; i < md->cell->total; i++) {
+        if (!md->work->mobile[i]) continue;
+        written++;
+        std::fprintf(md->trj, "d_%ld_%s%s", i, md->cell->atom[i].name,
+                     written == md->work->mobile_count ? "\n" : ", ");
+    }
+}
+
+int open_logs(QUORIX_MD* md) {
+    md->log = open_for_writing(md->logname);
+    if (!md->log) return 1;
+    md->xyz = open_for_writing(md->xyzname);
+    if (!md->xyz) return 1;
+    md->trj = open_for_writing(md->trjname);
+    if (!md->trj) return 1;
+    write_headers(md);
+    return 0;
+}
+
+int set_masses(QUORIX_MD* md) {
+    for (long i = 0; i < md->cell->total; i++) {
+        const int k = quorix_property_find_index(md->ppt, md->cell->atom[i].type, md->cell->atom[i].os);
+        if (k < 0) {
+            std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
+            return 1;
+        }
+        md->m[i] = kMassPerAmu * md->ppt->uni[k].m;
+    }
+    return 0;
+}
+
+double distance_from_start(const QUORIX_MD* md, long i) {
+    double d2 = 0;
+    for (int k = 0; k < 3; k++) d2 += (md->x[i][k] - md->x0[i][k]) * (md->x[i][k] - md->x0[i][k]);
+    return std::sqrt(d2);
+}
+
+void reset_results(QUORIX_MD* md) {
+    md->displacement = md->diffusivity = md->mobility = md->conductivity = 0;
+}
+
+// Runs Langevin steps while t < t_stop with a mark for every 5 % of it; sample() after each step.
+template <class Sample>
+int run_phase(QUORIX_MD* md, const char* phase, double t_stop, const char* end, Sample sample) {
+    std::printf("MD: %s phase\n", phase);
+    std::printf("MD: target  : --------------------\n");
+    std::printf("MD: progress: ");
+    std::fflush(stdout);
+    int marks = 0;
+    while (md->t < t_stop) {
+        if (quorix_md_update_vv_langevin(md)) {
+            std::fprintf(stderr, "Error: quorix_md_update_vv_langevin() returns non-zero.\n");
+            return 1;
+        }
+        if (sample()) return 1;
+        for (; marks < 20 && md->t >= (marks + 1) * 0.05 * t_stop; marks++) std::fputc('-', stdout);
+        std::fflush(stdout);
+    }
+    std::printf("%s\n", end);
+    return 0;
+}
+
+// One sample of the production run: observables, averages, results and the three logs.
+int sample_production(QUORIX_MD* md) {
+    struct Stage {
+        int (*call)(QUORIX_MD*);
+        const char* name;
+    };
+    static constexpr Stage kStages[] = {
+        {quorix_md_calculate_energy, "quorix_md_calculate_energy()"},
+        {quorix_md_calculate_temperature, "quorix_md_calculate_temperature()"},
+        {quorix_md_calculate_pressure, "quorix_md_calculate_pressure()"},
+        {quorix_md_calculate_average, "quorix_md_calculate_average()"},
+        {quorix_md_calculate_conduction_property, "quorix_md_calculate_conduction_property()"},
+        {quorix_md_log_sample, "quorix_md_log_sample()"},
+        {quorix_md_log_xyz, "quorix_md_log_xyz()"},
+        {quorix_md_log_trj, "quorix_md_log_trj()"},
+    };
+    for (const Stage& stage : kStages)
+        if (stage.call(md)) return fail(stage.name);
+    return 0;
+}
+
+}  // namespace
+
+QUORIX_MD* quorix_md_new(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, double temperature_target,
+                         double t_end, double t_equil, double dt, double zeta, std::int64_t step_log) {
+    if (!cell || cell->total <= 0 || !cell->atom) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
+        return nullptr;
+    }
+    if (!ppt || ppt->conducting < 0 || ppt->conducting >= ppt->total) {
+        std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
+        return nullptr;
+    }
+    MdPtr md(static_cast<QUORIX_MD*>(std::calloc(1, sizeof(QUORIX_MD))));
+    if (!md) {
+        std::fprintf(stderr, "Error: unable to allocate QUORIX_MD.\n");
+        return nullptr;
+    }
+    md->cell = quorix_cell_copy(cell);
+    if (!md->cell) {
+        std::fprintf(stderr, "Error: quorix_cell_copy() returns NULL.\n");
+        return nullptr;
+    }
+    md->ppt = quorix_property_copy(ppt);
+    if (!md->ppt) {
+        std::fprintf(stderr, "Error: quorix_property_copy() returns NULL.\n");
+        return nullptr;
+    }
+    const int n = static_cast<int>(cell->total);
+    md->m = quorix_array_double_1D_new(n);
+    for (double*** vectors : {&md->x, &md->x0, &md->x_p1, &md->v, &md->v_nh, &md->f, &md->r}) {
+        *vectors = quorix_array_double_2D_new(n, 3);
+        if (!*vectors) return nullptr;
+    }
+    if (!md->m) return nullptr;
+    md->work = new QuorixMdWork;
+    md->temperature_target = temperature_target;
+    md->t_end = t_end;
+    md->t_equil = t_equil;
+    md->dt = dt;
+    md->zeta = zeta;
+    md->step_log = step_log;
+    return md.release();
+}
+
+void quorix_md_free(QUORIX_MD* md) {
+    if (!md) return;
+    for (FILE* file : {md->log, md->xyz, md->trj})
+        if (file) std::fclose(file);
+    const long n = md->cell ? md->cell->total : 0;
+    for (double** vectors : {md->x, md->x0, md->x_p1, md->v, md->v_nh, md->f, md->r}) free_vectors(vectors, n);
+    quorix_array_double_1D_free(md->m);
+    quorix_cell_free(md->cell);
+    quorix_property_free(md->ppt);
+    delete md->work;
+    std::free(md);
+}
+
+void quorix_md_print(const QUORIX_MD* md) {
+    if (!md || !md->cell) {
+        std::printf("MD: (not allocated)\n");
+        return;
+    }
+    const long mobile = md->work ? md->work->mobile_count : 0;
+    std::printf("MD: total atoms = %ld, free atoms = %ld\n", md->cell->total, mobile);
+    std::printf("MD: t_end = %lf, t_equil = %lf, dt = %lf, t_log = %lf\n", md->t_end, md->t_equil, md->dt, md->t_log);
+    std::printf("MD: en = %lf, en_k = %lf, en_p = %lf\n", md->en, md->en_k, md->en_p);
+    std::printf("MD: T = %.3lf, T_int = %.3lf, T_target = %.3lf\n", md->temperature, md->temperature_init,
+                md->temperature_target);
+    std::printf("MD: P = %lf\n", md->pressure);
+    std::printf("MD: V = %.2lf\n", md->volume);
+    std::printf("MD: zeta = %.3lf\n", md->zeta);
+    std::printf("MD: center of mass at (%.3lf, %.3lf, %.3lf).\n", md->x_com[0], md->x_com[1], md->x_com[2]);
+}
+
+int quorix_md_init_vv(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    auto default_if_not_positive = [](double& value, double fallback) {
+        if (!(value > 0)) value = fallback;
+    };
+    default_if_not_positive(md->temperature_init, 10.0);
+    default_if_not_positive(md->temperature_target, 300.0);
+    default_if_not_positive(md->dt, 0.001);
+    default_if_not_positive(md->zeta, 2.0);
+    default_if_not_positive(md->t_end, 10.0);
+    default_if_not_positive(md->t_equil, 2.0);
+    if (md->step_log <= 0) md->step_log = kDefaultStepLog;
+    md->t_log = static_cast<double>(md->step_log) * md->dt;
+
+    QuorixMdWork& work = *md->work;
+    work.mobile.assign(md->cell->total, 0);
+    work.mobile_count = 0;
+    for (long i = 0; i < md->cell->total; i++) {
+        work.mobile[i] = !md->cell->atom[i].ignored;
+        work.mobile_count += work.mobile[i];
+    }
+    if (work.mobile_count == 0) {
+        std::fprintf(stderr, "Error: no mobile ion in QUORIX_MD.\n");
+        return 1;
+    }
+    if (open_logs(md) || set_masses(md) || !build_pair_tables(md)) return 1;
+    md->volume = quorix_cell_calculate_volume(md->cell);
+    set_reciprocal(md);
+    for (long i = 0; i < md->cell->total; i++)
+        for (int k = 0; k < 3; k++) md->x[i][k] = md->x0[i][k] = md->cell->atom[i].x[k];
+    if (work.neighbours.build(md->cell, work.mobile, md->x)) return fail("QuorixNeighbourList::build()");
+    if (quorix_md_calculate_force(md)) return fail("quorix_md_calculate_force()");
+    if (quorix_md_calculate_vi_vv(md)) return fail("quorix_md_calculate_vi_vv()");
+    if (quorix_md_calculate_energy(md)) return fail("quorix_md_calculate_energy()");
+    if (quorix_md_calculate_temperature(md)) return fail("quorix_md_calculate_temperature()");
+    if (quorix_md_calculate_pressure(md)) return fail("quorix_md_calculate_pressure()");
+    return 0;
+}
+
+// The spread kT/m is used as it stands, not its square root.
+int quorix_md_calculate_vi_vv(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    const std::vector<char>& mobile = md->work->mobile;
+    double momentum[3] = {0, 0, 0};
+    for (long i = 0; i < md->cell->total; i++) {
+        if (!mobile[i]) continue;
+        for (int k = 0; k < 3; k++) {
+            md->v[i][k] = normal(0.0, kBoltzmann * md->temperature_init / md->m[i]);
+            momentum[k] += md->m[i] * md->v[i][k];
+        }
+    }
+    for (long i = 0; i < md->cell->total; i++)
+        if (mobile[i])
+            for (int k = 0; k < 3; k++) md->v[i][k] -= momentum[k] / md->work->mobile_count / md->m[i];
+    return 0;
+}
+
+// The Coulomb term is converted to eV and the bonding term is taken as the pair model gives it.
+// The potential energy is the sum whose gradient these forces are, each term shifted to zero at
+// 10 A; pairs of two mobile ions count half from each side.
+int quorix_md_calculate_force(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    QuorixMdWork& work = *md->work;
+    if (work.neighbours.refresh(md->cell, work.mobile, md->x)) return fail("QuorixNeighbourList::build()");
+    for (long i = 0; i < md->cell->total; i++) md->f[i][0] = md->f[i][1] = md->f[i][2] = 0;
+    const int species_total = md->ppt->total;
+    double energy = 0, virial = 0;
+    work.neighbours.for_each_pair(md->x, [&](long i, long j, const double* r, double d_squared) {
+        const double d = std::sqrt(d_squared);
+        if (d < kShortestDistance) {
+            std::printf("Warning: unphysically low distance %lf detected at step %ld.\n", d,
+                        static_cast<long>(md->step));
+            return;
+        }
+        const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
+        if (!term.interacts) return;
+        const double weight = md->cell->atom[i].occ * md->cell->atom[j].occ;
+        const double share = work.mobile[j] ? 0.5 : 1.0;
+        double slope, value;
+        if (term.coulomb) {
+            slope = kQuorixEvPerUnit * quorix_force_coulombic(d, term.qq, term.sigma);
+            value = kQuorixEvPerUnit * quorix_energy_coulombic(d, term.qq, term.sigma);
+        } else {
+            const QUORIX_PROPERTY_BINARY& bin = *term.bin;
+            slope = quorix_force_bonding(d, bin.d0, bin.rmin, bin.b);
+            value = quorix_energy_bonding(d, bin.d0, bin.rmin, bin.b) - term.bonding_at_reach;
+        }
+        const double g = slope * weight;
+        for (int k = 0; k < 3; k++) md->f[i][k] += r[k] * g / d;
+        energy += value * weight * share;
+        virial += g * d * share;
+    });
+    md->en_p = energy;
+    work.virial = virial;
+    return 0;
+}
+
+int quorix_md_calculate_energy(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    double kinetic = 0, mass = 0, com[3] = {0, 0, 0};
+    for (long i = 0; i < md->cell->total; i++) {
+        if (!md->work->mobile[i]) continue;
+        kinetic += 0.5 * md->m[i] * quorix_vector3_double_dot(md->v[i], md->v[i]) * md->cell->atom[i].occ;
+        mass += md->m[i];
+        for (int k = 0; k < 3; k++) com[k] += md->m[i] * md->x[i][k];
+    }
+    for (int k = 0; k < 3; k++) md->x_com[k] = com[k] / mass;
+    md->en_k = kinetic;
+    md->en = md->en_k + md->en_p;
+    return 0;
+}
+
+int quorix_md_calculate_temperature(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    md->temperature = 2.0 * md->en_k / (3.0 * md->work->mobile_count * kBoltzmann);
+    return 0;
+}
+
+// Virial pressure of the mobile ions: (2 en_k - sum of dE/dr * r) / 3V, in GPa.
+int quorix_md_calculate_pressure(QUORIX_MD* md) {
+    if (!usable(md) || !(md->volume > 0)) return 1;
+    md->pressure = (2.0 * md->en_k - md->work->virial) / (3.0 * md->volume) * kEvPerA3InGpa;
+    return 0;
+}
+
+int quorix_md_calculate_average(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    QuorixMdWork& work = *md->work;
+    work.samples += 1;
+    work.sum_en += md->en;
+    work.sum_en_k += md->en_k;
+    work.sum_en_p += md->en_p;
+    work.sum_temperature += md->temperature;
+    work.sum_pressure += md->pressure;
+    const double n = static_cast<double>(work.samples);
+    md->en_ave = work.sum_en / n;
+    md->en_k_ave = work.sum_en_k / n;
+    md->en_p_ave = work.sum_en_p / n;
+    md->temperature_ave = 2.0 * md->en_k_ave / (3.0 * work.mobile_count * kBoltzmann);
+    md->pressure_ave = work.sum_pressure / n;
+    return 0;
+}
+
+int quorix_md_calculate_conduction_property(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    reset_results(md);
+    if (!(md->t > 0)) return 0;
+    const int c = md->ppt->conducting;
+    const int os = md->ppt->os[c];
+    long n = 0;
+    double sum = 0, sum_squares = 0;
+    for (long i = 0; i < md->cell->total; i++) {
+        const QUORIX_ATOM& atom = md->cell->atom[i];
+        if (!md->work->mobile[i] || atom.os != os || std::string(atom.type) != md->ppt->type[c]) continue;
+        const double d = distance_from_start(md, i);
+        n++;
+        sum += d;
+        sum_squares += d * d;
+    }
+    if (n == 0) return 0;
+    md->displacement = sum / n;
+    md->diffusivity = sum_squares / n / (6.0 * md->t);
+    if (md->temperature_ave > 0) md->mobility = os / md->temperature_ave * 11604.52 * md->diffusivity;
+    md->conductivity = (n / md->volume) * os * 1.60217662 * md->mobility * 10.0;
+    return 0;
+}
+
+int quorix_md_update_vv_langevin(QUORIX_MD* md) { return advance(md, true); }
+
+int quorix_md_update_vv(QUORIX_MD* md) { return advance(md, false); }
+
+int quorix_md_equilibrate(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    if (run_phase(md, "equilibration", md->t_equil, "+", [] { return 0; })) return 1;
+    md->step = 0;
+    md->t = 0;
+    reset_results(md);
+    for (long i = 0; i < md->cell->total; i++)
+        for (int k = 0; k < 3; k++) md->x0[i][k] = md->x[i][k];
+    return 0;
+}
+
+int quorix_md_run(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    return run_phase(md, "production", md->t_end, "*",
+                     [md] { return md->step % md->step_log == 0 ? sample_production(md) : 0; });
+}
+
+int quorix_md_log_sample(QUORIX_MD* md) {
+    if (!usable(md) || !md->log) return 1;
+    std::fprintf(md->log, "%ld, %lf, %lf, %lf, %lf, %lf, %lf, %lf, %lf, %lf, %lf, %e, %e, %e\r\n",
+                 static_cast<long>(md->step), md->t, md->temperature, md->temperature_ave, md->en_k, md->en_p, md->en,
+                 md->en_ave, md->pressure, md->pressure_ave, md->displacement, md->diffusivity, md->mobility,
+                 md->conductivity);
+    return std::ferror(md->log) ? 1 : 0;
+}
+
+int quorix_md_log_xyz(QUORIX_MD* md) {
+    if (!usable(md) || !md->xyz) return 1;
+    std::fprintf(md->xyz, "%ld\n", md->cell->total);
+    std::fprintf(md->xyz, "%ld %12.6lf\n", static_cast<long>(md->step), md->t);
+    for (long i = 0; i < md->cell->total; i++) {
+        const QUORIX_ATOM& atom = md->cell->atom[i];
+        std::fprintf(md->xyz, "%s %lf %lf %lf\n", atom.type, atom.x[0], atom.x[1], atom.x[2]);
+    }
+    return std::ferror(md->xyz) ? 1 : 0;
+}
+
+int quorix_md_log_trj(QUORIX_MD* md) {
+    if (!usable(md) || !md->trj) return 1;
+    std::vector<double> distances;
+    double sum = 0;
+    for (long i = 0; i < md->cell->total; i++) {
+        if (!md->work->mobile[i]) continue;
+        distances.push_back(distance_from_start(md, i));
+        sum += distances.back();
+    }
+    std::fprintf(md->trj, "%lf, %lf, ", md->t, sum / distances.size());
+    for (size_t n = 0; n < distances.size(); n++)
+        std::fprintf(md->trj, "%lf%s", distances[n], n + 1 == distances.size() ? "\n" : ", ");
+    return std::ferror(md->trj) ? 1 : 0;
+}
+
+int quorix_property_set_conducting(QUORIX_PROPERTY* ppt, const char* type, int os) {
+    if (!ppt || !type) {
+        std::fprintf(stderr, "Error: QUORIX_PROPERTY has not been properly initialized.\n");
+        return 1;
+    }
+    const int index = quorix_property_find_index(ppt, type, os);
+    if (index < 0) {
+        std::fprintf(stderr, "Error: the structure holds no %s%d%c ions.\n", type, std::abs(os), sign_of(os));
+        return 1;
+    }
+    ppt->conducting = index;
+    return 0;
+}
+
+namespace {
+
+// True when a conducting ion is partially occupied or shares its site with another species.
+bool conducting_sites_partial(QUORIX_CELL* cell, const char* type, int os) {
+    for (long i = 0; i < cell->total; i++) {
+        const QUORIX_ATOM& atom = cell->atom[i];
+        if (atom.os == os && std::string(atom.type) == type && atom.occ < 1.0 - 1e-6) return true;
+    }
+    return quorix_cell_partial_occ_at_conducting_site(cell, type, os);
+}
+
+// Checks that every output can be written before any is truncated; files that did not exist
+// before are removed again.
+bool outputs_writable(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        std::error_code error;
+        const bool existed = std::filesystem::exists(name, error);
+        FILE* file = std::fopen(name.c_str(), "ab");
+        if (!file) {
+            std::fprintf(stderr, "Error: unable to write to %s.\n", name.c_str());
+            return false;
+        }
+        std::fclose(file);
+        if (!existed) std::filesystem::remove(name, error);
+    }
+    return true;
+}
+
+// The cell of the CIF with only the conducting ions free, and its parameter set.
+int prepare(const char* cif, const char* type, int os, double sf, const char* dir_symcards, const char* dir_unitary,
+            const char* dir_binary, CellPtr& cell, PropertyPtr& ppt) {
+    QUORIX_CELL* read = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    const int status = quorix_cell_import_cif_from_file(&read, &symmetry, cif, dir_symcards, dir_unitary);
+    cell.reset(read);
+    quorix_symmetry_free(symmetry);
+    if (status) return fail("quorix_cell_import_cif_from_file()");
+    ppt.reset(quorix_property_import_from_cell(cell.get(), nullptr, 0, sf, dir_unitary, dir_binary));
+    if (!ppt) {
+        std::fprintf(stderr, "Error: quorix_property_import_from_cell() returns NULL.\n");
+        return 1;
+    }
+    if (quorix_property_set_conducting(ppt.get(), type, os)) return fail("quorix_property_set_conducting()");
+    if (conducting_sites_partial(cell.get(), type, os)) {
+        std::fprintf(stderr, "Error: the %s%d%c sites are partially occupied; molecular dynamics needs them full.\n",
+                     type, std::abs(os), sign_of(os));
+        return 1;
+    }
+    if (quorix_cube_validate_property(ppt.get())) return fail("quorix_cube_validate_property()");
+    for (long i = 0; i < cell->total; i++)
+        cell->atom[i].ignored = !(cell->atom[i].os == os && std::string(cell->atom[i].type) == type);
+    return 0;
+}
+
+void print_results(const QUORIX_MD* md) {
+    std::printf("MD: displacement = %lf\n", md->displacement);
+    std::printf("MD: diffusivity = %e\n", md->diffusivity);
+    std::printf("MD: mobility = %e\n", md->mobility);
+    std::printf("MD: conductivity = %e\n", md->conductivity);
+    std::printf("Message: observables saved to %s\n", md->logname);
+    std::printf("Message: displacements saved to %s\n", md->trjname);
+    std::printf("Message: structures saved to %s\n", md->xyzname);
+}
+
+// Samples between the logged steps: t_log / dt steps, or the default when t_log is not positive.
+std::int64_t steps_between_samples(double t_log, double dt) {
+    if (!(t_log > 0)) return kDefaultStepLog;
+    const double steps = std::round(t_log / (dt > 0 ? dt : 0.001));
+    return static_cast<std::int64_t>(std::clamp(steps, 1.0, 1e15));
+}
+
+}  // namespace
+
+int quorix_md_conduction_from_file(const char* cif, const char* type, int os, double sf, double temperature,
+                                   double t_end, double t_equil, double dt, double t_log, const char* dir_symcards,
+                                   const char* dir_unitary, const char* dir_binary) {
+    if (!cif || !type) return -1;
+    CellPtr cell;
+    PropertyPtr ppt;
+    if (prepare(cif, type, os, sf, dir_symcards, dir_unitary, dir_binary, cell, ppt)) return -1;
+    const std::string base(cif);
+    const std::string names[] = {base + ".md.txt", base + ".md.xyz", base + ".md.trj", base + ".md.cif"};
+    if (!outputs_writable({std::begin(names), std::end(names)})) return -1;
+    MdPtr md(quorix_md_new(cell.get(), ppt.get(), temperature, t_end, t_equil, dt, -0.1,
+                           steps_between_samples(t_log, dt)));
+    if (!md) {
+        std::fprintf(stderr, "Error: quorix_md_new() returns NULL.\n");
+        return -1;
+    }
+    quorix_copy_bounded(md->logname, names[0].c_str(), sizeof(md->logname));
+    quorix_copy_bounded(md->xyzname, names[1].c_str(), sizeof(md->xyzname));
+    quorix_copy_bounded(md->trjname, names[2].c_str(), sizeof(md->trjname));
+    if (quorix_md_init_vv(md.get())) return -fail("quorix_md_init_vv()");
+    quorix_md_print(md.get());
+    if (quorix_md_equilibrate(md.get())) return -fail("quorix_md_equilibrate()");
+    if (quorix_md_run(md.get())) return -fail("quorix_md_run()");
+    if (quorix_md_calculate_energy(md.get()) || quorix_md_calculate_temperature(md.get()) ||
+        quorix_md_calculate_conduction_property(md.get()))
+        return -1;
+    quorix_md_print(md.get());
+    print_results(md.get());
+    if (quorix_cell_export_cif_to_file(names[3].c_str(), md->cell, nullptr))
+        return -fail("quorix_cell_export_cif_to_file()");
+    return 0;
+}

@@ -1,0 +1,60 @@
+// Neighbour list of the mobile atoms of a cell whose other atoms stay fixed: the images of every
+// atom within reach + skin of each mobile atom, listed once and refreshed only when a mobile atom
+// has moved more than half the skin. Positions are one 3-vector per atom of the cell, continuous
+// in time (not wrapped back into the cell).
+#pragma once
+
+#include <cmath>
+#include <vector>
+
+#include "quorix.hpp"
+
+class QuorixNeighbourList {
+public:
+    QuorixNeighbourList(double reach, double skin) : reach_(reach), skin_(skin) {}
+
+    // Lists the partners of every atom flagged in `mobile` at positions x. An atom's own images are
+    // left out: their pull cancels pairwise. 1 when the lattice vectors are unusable.
+    int build(const QUORIX_CELL* cell, const std::vector<char>& mobile, double* const* x);
+    // True when a mobile atom has moved more than half the skin since the last build.
+    bool needs_refresh(double* const* x) const;
+    // build() when needs_refresh(); 0 otherwise.
+    int refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile, double* const* x);
+    long builds() const { return builds_; }
+
+    // visit(i, j, r, d_squared) for every mobile atom i and every listed image of atom j within
+    // reach of it at positions x, r = image of x[j] - x[i].
+    template <class Visit>
+    void for_each_pair(double* const* x, Visit visit) const {
+        for (size_t n = 0; n < mobile_.size(); n++) {
+            const long i = mobile_[n];
+            double shift_i[3];
+            for (int k = 0; k < 3; k++) shift_i[k] = x[i][k] - reference_[3 * i + k];
+            for (size_t e = first_[n]; e < first_[n + 1]; e++) {
+                const Entry& entry = entries_[e];
+                double r[3];
+                for (int k = 0; k < 3; k++) r[k] = entry.r[k] - shift_i[k];
+                if (entry.moves)
+                    for (int k = 0; k < 3; k++) r[k] += x[entry.j][k] - reference_[3 * entry.j + k];
+                const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
+                if (d_squared <= reach_ * reach_) visit(i, entry.j, r, d_squared);
+            }
+        }
+    }
+
+private:
+    // One image of atom j near a mobile atom i: r = image of j - i, both at their listed positions.
+    struct Entry {
+        double r[3];
+        long j;
+        bool moves;
+    };
+
+    double reach_;
+    double skin_;
+    long builds_ = 0;
+    std::vector<long> mobile_;     // indices of the mobile atoms
+    std::vector<size_t> first_;    // entries of mobile_[n]: first_[n] .. first_[n + 1] - 1
+    std::vector<Entry> entries_;
+    std::vector<double> reference_;  // positions of all atoms at the last build
+};
