@@ -605,17 +605,17 @@ int prepare(const char* cif, const char* type, int os, double sf, const char* di
     cell.reset(read);
     quorix_symmetry_free(symmetry);
     if (status) return fail("quorix_cell_import_cif_from_file()");
+    if (conducting_sites_partial(cell.get(), type, os)) {
+        std::fprintf(stderr, "Error: the %s%d%c sites are partially occupied; molecular dynamics needs them full.\n",
+                     type, std::abs(os), sign_of(os));
+        return 1;
+    }
     ppt.reset(quorix_property_import_from_cell(cell.get(), nullptr, 0, sf, dir_unitary, dir_binary));
     if (!ppt) {
         std::fprintf(stderr, "Error: quorix_property_import_from_cell() returns NULL.\n");
         return 1;
     }
     if (quorix_property_set_conducting(ppt.get(), type, os)) return fail("quorix_property_set_conducting()");
-    if (conducting_sites_partial(cell.get(), type, os)) {
-        std::fprintf(stderr, "Error: the %s%d%c sites are partially occupied; molecular dynamics needs them full.\n",
-                     type, std::abs(os), sign_of(os));
-        return 1;
-    }
     if (quorix_cube_validate_property(ppt.get())) return fail("quorix_cube_validate_property()");
     for (long i = 0; i < cell->total; i++)
         cell->atom[i].ignored = !(cell->atom[i].os == os && std::string(cell->atom[i].type) == type);

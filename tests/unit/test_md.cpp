@@ -1,0 +1,121 @@
+// Molecular dynamics of Li in Li2O: forces against the plain sum over every pair and image,
+// energy conservation without the thermostat, the temperature the thermostat holds, and a
+// framework that never moves.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "cli.hpp"
+#include "quorix-import-pair.hpp"
+#include "quorix-import-property.hpp"
+#include "quorix-la.hpp"
+#include "quorix-md.hpp"
+#include "structure.hpp"
+
+namespace {
+
+// A started run on Li2O with only Li free, its logs in a scratch directory.
+struct Li2ORun {
+    quorix_test::ScratchDir dir;
+    CellPtr cell;
+    MdPtr md;
+
+    explicit Li2ORun(double temperature, unsigned seed) {
+        std::srand(seed);
+        cell = std::move(quorix_test::read_cif_file(quorix_test::test_data("Li2O_COD9009059_occupancy.cif")).cell);
+        testing::internal::CaptureStdout();
+        const PropertyPtr ppt(quorix_property_import_from_cell(cell.get(), nullptr, 0, -1, quorix_test::unitary_db().c_str(),
+                                                               quorix_test::binary_db().c_str()));
+        quorix_property_set_conducting(ppt.get(), "Li", 1);
+        for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = std::strcmp(cell->atom[i].type, "Li") != 0;
+        md.reset(quorix_md_new(cell.get(), ppt.get(), temperature, -1, -1, -1, -1, 1));
+        quorix_copy_bounded(md->logname, (dir.path() / "md.txt").c_str(), 1024);
+        quorix_copy_bounded(md->xyzname, (dir.path() / "md.xyz").c_str(), 1024);
+        quorix_copy_bounded(md->trjname, (dir.path() / "md.trj").c_str(), 1024);
+        EXPECT_EQ(quorix_md_init_vv(md.get()), 0);
+        testing::internal::GetCapturedStdout();
+    }
+
+    // Mean temperature over `steps` Langevin steps.
+    double langevin(int steps) {
+        double sum = 0;
+        for (int s = 0; s < steps; s++) {
+            quorix_md_update_vv_langevin(md.get());
+            quorix_md_calculate_energy(md.get());
+            quorix_md_calculate_temperature(md.get());
+            sum += md->temperature;
+        }
+        return sum / steps;
+    }
+};
+
+// Force on atom i: every atom j and every image in the box of int(10 / |a_k| + 1) cells within
+// 10 A, Coulomb in eV for like charges, the bonding term as it stands otherwise.
+std::vector<double> all_pairs_force(const QUORIX_MD* md, long i) {
+    const QUORIX_CELL* cell = md->cell;
+    const QUORIX_PROPERTY* ppt = md->ppt;
+    int box[3];
+    for (int k = 0; k < 3; k++) box[k] = static_cast<int>(10.0 / quorix_vector3_double_length(cell->a[k]) + 1.0);
+    const int ki = quorix_property_find_index(ppt, cell->atom[i].type, cell->atom[i].os);
+    std::vector<double> force(3, 0.0);
+    for (long j = 0; j < cell->total; j++) {
+        const int kj = quorix_property_find_index(ppt, cell->atom[j].type, cell->atom[j].os);
+        const QUORIX_PROPERTY_BINARY& bin = ppt->os[ki] > 0 ? ppt->bin[ki][kj] : ppt->bin[kj][ki];
+        for (int l = -box[0]; l <= box[0]; l++)
+            for (int m = -box[1]; m <= box[1]; m++)
+                for (int p = -box[2]; p <= box[2]; p++) {
+                    double r[3];
+                    quorix_vector3_double_sum3(r, cell->a[0], l, cell->a[1], m, cell->a[2], p);
+                    for (int k = 0; k < 3; k++) r[k] += cell->atom[j].x[k] - cell->atom[i].x[k];
+                    const double d = quorix_vector3_double_length(r);
+                    if (d < 0.1 || d > 10.0) continue;
+                    const double g = ppt->os[ki] * ppt->os[kj] > 0
+                                         ? 14.39964 * quorix_force_coulombic(d, ppt->uni[ki].q * ppt->uni[kj].q,
+                                                                             ppt->sf * (ppt->uni[ki].rc + ppt->uni[kj].rc))
+                                         : quorix_force_bonding(d, bin.d0, bin.rmin, bin.b);
+                    for (int k = 0; k < 3; k++) force[k] += r[k] * g / d;
+                }
+    }
+    return force;
+}
+
+}  // namespace
+
+TEST(MolecularDynamics, ForcesEqualTheSumOverAllPairsAndImages) {
+    Li2ORun run(1200, 3);
+    run.langevin(400);  // far enough for the neighbour list to be rebuilt
+    for (long i = 0; i < run.md->cell->total; i++) {
+        if (run.cell->atom[i].ignored) continue;
+        const std::vector<double> expected = all_pairs_force(run.md.get(), i);
+        const double scale = std::max(1.0, std::hypot(expected[0], expected[1], expected[2]));
+        for (int k = 0; k < 3; k++) EXPECT_NEAR(run.md->f[i][k], expected[k], 1e-9 * scale) << i << " " << k;
+    }
+}
+
+TEST(MolecularDynamics, ThermostatEnergyAndFixedFramework) {
+    Li2ORun run(600, 7);
+    // The same noise enters both half steps, so the kinetic temperature settles at twice the target.
+    run.md->zeta = 20;  // short memory: many independent samples in a short run
+    run.langevin(500);
+    EXPECT_NEAR(run.langevin(4000) / 1200.0, 1.0, 0.05);
+
+    run.md->dt = 0.0005;
+    quorix_md_calculate_energy(run.md.get());
+    const double start = run.md->en;
+    double drift = 0;
+    for (int s = 0; s < 1000; s++) {
+        quorix_md_update_vv(run.md.get());
+        quorix_md_calculate_energy(run.md.get());
+        drift = std::max(drift, std::fabs(run.md->en - start));
+    }
+    EXPECT_LT(drift, 1e-4 * 8);
+
+    for (long i = 0; i < run.cell->total; i++) {
+        if (!run.cell->atom[i].ignored) continue;
+        EXPECT_EQ(std::memcmp(run.md->cell->atom[i].x, run.cell->atom[i].x, sizeof(double[3])), 0);
+        EXPECT_EQ(std::memcmp(run.md->cell->atom[i].x_f, run.cell->atom[i].x_f, sizeof(double[3])), 0);
+    }
+}
