@@ -17,6 +17,7 @@
 #include "quorix-import-write.hpp"
 #include "quorix-la.hpp"
 #include "quorix-rx-neighbour.hpp"
+#include "quorix-rx-pair-table.hpp"
 
 namespace {
 
@@ -24,7 +25,7 @@ constexpr double kBoltzmann = 8.6173324e-5;       // eV/K
 constexpr double kMassPerAmu = 0.000103642699;    // eV ps^2 / A^2
 constexpr double kEvPerA3InGpa = 160.21766208;    // pressure unit
 constexpr double kReach = 10.0;                   // A, all pair terms
-constexpr double kSkin = 1.0;                     // A, neighbour-list margin
+constexpr double kSkin = 0.5;                     // A, neighbour-list margin
 constexpr double kShortestDistance = 0.1;         // A, closer pairs are skipped with a warning
 constexpr std::int64_t kDefaultStepLog = 100;
 
@@ -36,7 +37,21 @@ struct PairTerm {
     double sigma;
     const QUORIX_PROPERTY_BINARY* bin;  // cation first
     double bonding_at_reach;            // shifts the bonding energy to zero at the reach
+    QuorixPairTable force_over_d;       // dE/dr / d, for pairs with a mobile ion
 };
+
+// dE/dr of a pair term at distance d: the Coulomb term converted to eV, the bonding term as the
+// pair model gives it.
+double pair_slope(const PairTerm& term, double d) {
+    if (term.coulomb) return kQuorixEvPerUnit * quorix_force_coulombic(d, term.qq, term.sigma);
+    return quorix_force_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b);
+}
+
+// The energy whose derivative pair_slope is, zero at the reach.
+double pair_energy(const PairTerm& term, double d) {
+    if (term.coulomb) return kQuorixEvPerUnit * quorix_energy_coulombic(d, term.qq, term.sigma);
+    return quorix_energy_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b) - term.bonding_at_reach;
+}
 
 char sign_of(int os) { return os > 0 ? '+' : '-'; }
 
@@ -57,7 +72,7 @@ struct QuorixMdWork {
     std::vector<PairTerm> pairs;  // species i * total + species j
     long mobile_count = 0;
     double reciprocal[3][3] = {};  // fractional = reciprocal * Cartesian
-    double virial = 0;             // sum over pairs of dE/dr * r, eV
+    double virial = 0;             // sum over pairs of dE/dr * d, eV
     long samples = 0;
     double sum_en = 0, sum_en_k = 0, sum_en_p = 0, sum_temperature = 0, sum_pressure = 0;
 };
@@ -102,6 +117,17 @@ bool build_pair_tables(QUORIX_MD* md) {
             term.bin = ppt->os[a] < 0 ? &ppt->bin[b][a] : &ppt->bin[a][b];
             if (term.interacts && !term.coulomb)
                 term.bonding_at_reach = quorix_energy_bonding(kReach, term.bin->d0, term.bin->rmin, term.bin->b);
+        }
+    }
+    std::vector<char> mobile_species(ppt->total, 0);
+    for (long i = 0; i < md->cell->total; i++)
+        if (work.mobile[i]) mobile_species[work.species[i]] = 1;
+    for (int a = 0; a < ppt->total; a++) {
+        if (!mobile_species[a]) continue;
+        for (int b = 0; b < ppt->total; b++) {
+            PairTerm& term = work.pairs[a * ppt->total + b];
+            if (!term.interacts) continue;
+            term.force_over_d.build(kReach, [&term](double d) { return pair_slope(term, d) / d; });
         }
     }
     return true;
@@ -388,45 +414,48 @@ int quorix_md_calculate_vi_vv(QUORIX_MD* md) {
     return 0;
 }
 
-// The Coulomb term is converted to eV and the bonding term is taken as the pair model gives it.
-// The potential energy is the sum whose gradient these forces are, each term shifted to zero at
-// 10 A; pairs of two mobile ions count half from each side.
+// Each pair of a mobile ion with another atom (image) comes once from the neighbour list; beyond
+// 1 A its force comes from the table of the pair term. Occupancies do not weight the forces.
 int quorix_md_calculate_force(QUORIX_MD* md) {
     if (!usable(md)) return 1;
     QuorixMdWork& work = *md->work;
     if (work.neighbours.refresh(md->cell, work.mobile, md->x)) return fail("QuorixNeighbourList::build()");
     for (long i = 0; i < md->cell->total; i++) md->f[i][0] = md->f[i][1] = md->f[i][2] = 0;
     const int species_total = md->ppt->total;
-    double energy = 0, virial = 0;
-    work.neighbours.for_each_pair(md->x, [&](long i, long j, const double* r, double d_squared) {
-        const double d = std::sqrt(d_squared);
+    work.neighbours.add_pair_forces(md->x, md->f, [&](long i, long j, double s) {
+        const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
+        const double d = std::sqrt(s);
+        if (d >= QuorixPairTable::kStart) return term.force_over_d(d);
         if (d < kShortestDistance) {
             std::printf("Warning: unphysically low distance %lf detected at step %ld.\n", d,
                         static_cast<long>(md->step));
-            return;
+            return 0.0;
         }
+        return term.interacts ? pair_slope(term, d) / d : 0.0;
+    });
+    return 0;
+}
+
+namespace {
+
+// The potential energy of the pairs with a mobile ion and their virial (sum of dE/dr * d), from
+// the pair terms themselves.
+void potential_energy_and_virial(QUORIX_MD* md) {
+    QuorixMdWork& work = *md->work;
+    const int species_total = md->ppt->total;
+    double energy = 0, virial = 0;
+    work.neighbours.for_each_pair(md->x, [&](long i, long j, const double*, double s, bool) {
         const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
-        if (!term.interacts) return;
-        const double weight = md->cell->atom[i].occ * md->cell->atom[j].occ;
-        const double share = work.mobile[j] ? 0.5 : 1.0;
-        double slope, value;
-        if (term.coulomb) {
-            slope = kQuorixEvPerUnit * quorix_force_coulombic(d, term.qq, term.sigma);
-            value = kQuorixEvPerUnit * quorix_energy_coulombic(d, term.qq, term.sigma);
-        } else {
-            const QUORIX_PROPERTY_BINARY& bin = *term.bin;
-            slope = quorix_force_bonding(d, bin.d0, bin.rmin, bin.b);
-            value = quorix_energy_bonding(d, bin.d0, bin.rmin, bin.b) - term.bonding_at_reach;
-        }
-        const double g = slope * weight;
-        for (int k = 0; k < 3; k++) md->f[i][k] += r[k] * g / d;
-        energy += value * weight * share;
-        virial += g * d * share;
+        const double d = std::sqrt(s);
+        if (d < kShortestDistance || !term.interacts) return;
+        energy += pair_energy(term, d);
+        virial += pair_slope(term, d) * d;
     });
     md->en_p = energy;
     work.virial = virial;
-    return 0;
 }
+
+}  // namespace
 
 int quorix_md_calculate_energy(QUORIX_MD* md) {
     if (!usable(md)) return 1;
@@ -439,6 +468,7 @@ int quorix_md_calculate_energy(QUORIX_MD* md) {
     }
     for (int k = 0; k < 3; k++) md->x_com[k] = com[k] / mass;
     md->en_k = kinetic;
+    potential_energy_and_virial(md);
     md->en = md->en_k + md->en_p;
     return 0;
 }

@@ -67,9 +67,9 @@ void quorix_md_print(const QUORIX_MD* md);
 // forces, initial velocities, energy, temperature and pressure.
 int quorix_md_init_vv(QUORIX_MD* md);
 int quorix_md_calculate_vi_vv(QUORIX_MD* md);
-// Forces on the mobile atoms from every atom and image within 10 A; also the potential energy and
-// the virial of those pairs.
+// Forces on the mobile atoms from every atom and image within 10 A.
 int quorix_md_calculate_force(QUORIX_MD* md);
+// Kinetic energy, centre of mass, and the potential energy and virial of the pairs with a mobile ion.
 int quorix_md_calculate_energy(QUORIX_MD* md);
 int quorix_md_calculate_temperature(QUORIX_MD* md);
 int quorix_md_calculate_pressure(QUORIX_MD* md);

@@ -1,6 +1,7 @@
 // Neighbour list of the mobile atoms in a fixed framework.
 #include "quorix-rx-neighbour.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 #include "quorix-import-atom.hpp"
@@ -26,14 +27,41 @@ Reciprocal reciprocal_of(const QUORIX_CELL* cell) {
     return rec;
 }
 
+struct Translation {
+    double v[3];
+};
+
+// Every lattice translation shorter than `length`.
+std::vector<Translation> translations_within(const QUORIX_CELL* cell, const Reciprocal& rec, double length) {
+    int images[3];
+    for (int k = 0; k < 3; k++) images[k] = static_cast<int>(std::ceil(length / rec.width[k]));
+    std::vector<Translation> translations;
+    for (int l = -images[0]; l <= images[0]; l++)
+        for (int m = -images[1]; m <= images[1]; m++)
+            for (int p = -images[2]; p <= images[2]; p++) {
+                Translation t;
+                for (int k = 0; k < 3; k++) t.v[k] = l * cell->a[0][k] + m * cell->a[1][k] + p * cell->a[2][k];
+                if (t.v[0] * t.v[0] + t.v[1] * t.v[1] + t.v[2] * t.v[2] <= length * length) translations.push_back(t);
+            }
+    return translations;
+}
+
 }  // namespace
 
 int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>& mobile, double* const* x) {
     if (!quorix_cell_lattice_usable(cell)) return 1;
     const Reciprocal rec = reciprocal_of(cell);
     const double range = reach_ + skin_;
-    int images[3];
-    for (int k = 0; k < 3; k++) images[k] = static_cast<int>(std::ceil(range / rec.width[k])) + 1;
+    // Taken to its nearest image by rounding its fractional coordinates, a difference of two
+    // positions is at most half the longest diagonal of the cell long.
+    double half_diagonal = 0;
+    for (int diagonal = 0; diagonal < 4; diagonal++) {
+        double v[3];
+        for (int k = 0; k < 3; k++)
+            v[k] = cell->a[0][k] + (diagonal & 1 ? -1 : 1) * cell->a[1][k] + (diagonal & 2 ? -1 : 1) * cell->a[2][k];
+        half_diagonal = std::max(half_diagonal, 0.5 * quorix_vector3_double_length(v));
+    }
+    const std::vector<Translation> translations = translations_within(cell, rec, range + half_diagonal);
 
     mobile_.clear();
     first_.assign(1, 0);
@@ -46,20 +74,19 @@ int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>&
         if (!mobile[i]) continue;
         mobile_.push_back(i);
         for (long j = 0; j < cell->total; j++) {
-            if (j == i) continue;
+            if (j == i || (mobile[j] && j < i)) continue;
             double between[3];
-            int nearest[3];  // the lattice translation that brings j closest to i
             for (int k = 0; k < 3; k++) between[k] = x[j][k] - x[i][k];
+            double fraction[3];
             for (int k = 0; k < 3; k++)
-                nearest[k] = -static_cast<int>(std::lround(quorix_vector3_double_dot(rec.b[k], between)));
-            for (int l = nearest[0] - images[0]; l <= nearest[0] + images[0]; l++)
-                for (int m = nearest[1] - images[1]; m <= nearest[1] + images[1]; m++)
-                    for (int p = nearest[2] - images[2]; p <= nearest[2] + images[2]; p++) {
-                        Entry entry{{}, j, mobile[j] != 0};
-                        quorix_vector3_double_sum3(entry.r, cell->a[0], l, cell->a[1], m, cell->a[2], p);
-                        for (int k = 0; k < 3; k++) entry.r[k] += between[k];
-                        if (quorix_vector3_double_dot(entry.r, entry.r) <= range * range) entries_.push_back(entry);
-                    }
+                fraction[k] = std::round(rec.b[k][0] * between[0] + rec.b[k][1] * between[1] + rec.b[k][2] * between[2]);
+            for (int k = 0; k < 3; k++)
+                between[k] -= fraction[0] * cell->a[0][k] + fraction[1] * cell->a[1][k] + fraction[2] * cell->a[2][k];
+            for (const Translation& t : translations) {
+                Entry entry{{between[0] + t.v[0], between[1] + t.v[1], between[2] + t.v[2]}, j, mobile[j] != 0};
+                if (entry.r[0] * entry.r[0] + entry.r[1] * entry.r[1] + entry.r[2] * entry.r[2] <= range * range)
+                    entries_.push_back(entry);
+            }
         }
         first_.push_back(entries_.size());
     }

@@ -13,8 +13,10 @@ class QuorixNeighbourList {
 public:
     QuorixNeighbourList(double reach, double skin) : reach_(reach), skin_(skin) {}
 
-    // Lists the partners of every atom flagged in `mobile` at positions x. An atom's own images are
-    // left out: their pull cancels pairwise. 1 when the lattice vectors are unusable.
+    // Lists the partners of every atom flagged in `mobile` at positions x: every image of a fixed
+    // atom, and every image of a mobile atom of higher index, so that each pair of mobile atoms
+    // comes once. An atom's own images are left out: their pull cancels pairwise. 1 when the
+    // lattice vectors are unusable.
     int build(const QUORIX_CELL* cell, const std::vector<char>& mobile, double* const* x);
     // True when a mobile atom has moved more than half the skin since the last build.
     bool needs_refresh(double* const* x) const;
@@ -22,8 +24,8 @@ public:
     int refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile, double* const* x);
     long builds() const { return builds_; }
 
-    // visit(i, j, r, d_squared) for every mobile atom i and every listed image of atom j within
-    // reach of it at positions x, r = image of x[j] - x[i].
+    // visit(i, j, r, d_squared, j_mobile) for every mobile atom i and every listed image of atom j
+    // within reach of it at positions x, r = image of x[j] - x[i].
     template <class Visit>
     void for_each_pair(double* const* x, Visit visit) const {
         for (size_t n = 0; n < mobile_.size(); n++) {
@@ -37,8 +39,42 @@ public:
                 if (entry.moves)
                     for (int k = 0; k < 3; k++) r[k] += x[entry.j][k] - reference_[3 * entry.j + k];
                 const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
-                if (d_squared <= reach_ * reach_) visit(i, entry.j, r, d_squared);
+                if (d_squared <= reach_ * reach_) visit(i, entry.j, r, d_squared, entry.moves);
             }
+        }
+    }
+
+    // f[i] += r * factor(i, j, d_squared) for every pair of visit(), and f[j] -= the same when j
+    // is mobile too. f is not cleared first.
+    template <class Factor>
+    void add_pair_forces(double* const* x, double** f, Factor factor) const {
+        std::vector<double>& g = scratch_;
+        for (size_t n = 0; n < mobile_.size(); n++) {
+            const long i = mobile_[n];
+            double shift_i[3], f_i[3] = {0, 0, 0};
+            for (int k = 0; k < 3; k++) shift_i[k] = x[i][k] - reference_[3 * i + k];
+            const size_t first = first_[n], count = first_[n + 1] - first;
+            g.resize(4 * count);
+            double* r = g.data() + count;  // r of entry e at r[3e .. 3e+2]
+            // Separate passes over the entries of atom i: the pair factors are independent of
+            // one another, so the processor overlaps their evaluation.
+            for (size_t e = 0; e < count; e++) {
+                const Entry& entry = entries_[first + e];
+                for (int k = 0; k < 3; k++) r[3 * e + k] = entry.r[k] - shift_i[k];
+                if (entry.moves)
+                    for (int k = 0; k < 3; k++) r[3 * e + k] += x[entry.j][k] - reference_[3 * entry.j + k];
+            }
+            for (size_t e = 0; e < count; e++) {
+                const double* re = r + 3 * e;
+                const double d_squared = re[0] * re[0] + re[1] * re[1] + re[2] * re[2];
+                g[e] = d_squared <= reach_ * reach_ ? factor(i, entries_[first + e].j, d_squared) : 0.0;
+            }
+            for (size_t e = 0; e < count; e++) {
+                for (int k = 0; k < 3; k++) f_i[k] += r[3 * e + k] * g[e];
+                if (entries_[first + e].moves)
+                    for (int k = 0; k < 3; k++) f[entries_[first + e].j][k] -= r[3 * e + k] * g[e];
+            }
+            for (int k = 0; k < 3; k++) f[i][k] += f_i[k];
         }
     }
 
@@ -57,4 +93,5 @@ private:
     std::vector<size_t> first_;    // entries of mobile_[n]: first_[n] .. first_[n + 1] - 1
     std::vector<Entry> entries_;
     std::vector<double> reference_;  // positions of all atoms at the last build
+    mutable std::vector<double> scratch_;  // pair factors and separations of one atom
 };

@@ -1,0 +1,120 @@
+// Times the forces of the mobile ions from the neighbour list against the plain sum over every
+// pair and image, and the default --md run (2 ps + 10 ps at 1 fs) on Li2O and the garnet.
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "../tests/unit/test_md_oracle.hpp"
+#include "bench_support.hpp"
+#include "quorix-import-cif.hpp"
+#include "quorix-md.hpp"
+
+namespace {
+
+const std::string kData = QUORIX_DATA_DIR;
+const std::string kTestData = std::string(QUORIX_SOURCE_DIR) + "/tests/data/";
+const char* kLi2O = "Li2O_COD9009059_occupancy.cif";
+const char* kGarnet = "Li7La3Zr2O12_tetragonal_P1_pymatgen.cif";
+const char* kOlivine = "LiFePO4_COD4001848_oxidation.cif";
+
+// A started run with only Li free, logs in `dir`; null on failure.
+MdPtr started_md(const char* name, const std::filesystem::path& dir) {
+    QUORIX_CELL* raw = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    if (quorix_cell_import_cif_from_file(&raw, &symmetry, (kTestData + name).c_str(),
+                                         (kData + "/database_symcards.dat").c_str(),
+                                         (kData + "/database_unitary.dat").c_str()))
+        return nullptr;
+    quorix_symmetry_free(symmetry);
+    const CellPtr cell(raw);
+    const PropertyPtr ppt(quorix_property_import_from_cell(cell.get(), nullptr, 0, -1,
+                                                           (kData + "/database_unitary.dat").c_str(),
+                                                           (kData + "/database_binary.dat").c_str()));
+    if (!ppt || quorix_property_set_conducting(ppt.get(), "Li", 1)) return nullptr;
+    for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = std::strcmp(cell->atom[i].type, "Li") != 0;
+    MdPtr md(quorix_md_new(cell.get(), ppt.get(), 600, -1, -1, -1, -1, 100));
+    quorix_copy_bounded(md->logname, (dir / "md.txt").c_str(), 1024);
+    quorix_copy_bounded(md->xyzname, (dir / "md.xyz").c_str(), 1024);
+    quorix_copy_bounded(md->trjname, (dir / "md.trj").c_str(), 1024);
+    if (quorix_md_init_vv(md.get())) return nullptr;
+    return md;
+}
+
+// Processor time of one call, from as many calls as fill half a second.
+template <class Call>
+double cpu_seconds_per_call(Call call) {
+    auto cpu_now = [] {
+        timespec now{};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+        return now.tv_sec + 1e-9 * now.tv_nsec;
+    };
+    long calls = 0;
+    const double start = cpu_now();
+    double elapsed = 0;
+    for (; elapsed < 0.5; elapsed = cpu_now() - start, calls++) call();
+    return elapsed / calls;
+}
+
+void compare_forces(const char* name, const std::filesystem::path& dir) {
+    MdPtr md;
+    {
+        bench::QuietStdout quiet;
+        md = started_md(name, dir);
+        for (int s = 0; md && s < 200; s++) quorix_md_update_vv_langevin(md.get());
+    }
+    if (!md) return;
+    double largest = 0, difference = 0;
+    for (long i = 0; i < md->cell->total; i++) {
+        if (md->cell->atom[i].ignored) continue;
+        const std::vector<double> plain = quorix_oracle::all_pairs_force(md.get(), i);
+        for (int k = 0; k < 3; k++) {
+            largest = std::max(largest, std::fabs(plain[k]));
+            difference = std::max(difference, std::fabs(plain[k] - md->f[i][k]));
+        }
+    }
+    const double listed = cpu_seconds_per_call([&] { quorix_md_calculate_force(md.get()); });
+    const double plain = cpu_seconds_per_call([&] {
+        for (long i = 0; i < md->cell->total; i++)
+            if (!md->cell->atom[i].ignored) quorix_oracle::all_pairs_force(md.get(), i);
+    });
+    std::printf("%-42s %6ld %12.3e %12.3e %8.0fx %12.1e\n", name, md->cell->total, listed, plain, plain / listed,
+                difference / largest);
+}
+
+void default_run(const char* name, const std::filesystem::path& dir) {
+    const std::filesystem::path cif = dir / name;
+    std::filesystem::copy_file(kTestData + name, cif, std::filesystem::copy_options::overwrite_existing);
+    const auto start = bench::Clock::now();
+    int status;
+    {
+        bench::QuietStdout quiet;
+        status = quorix_md_conduction_from_file(cif.c_str(), "Li", 1, -1, -1, -1, -1, -1, -1,
+                                                (kData + "/database_symcards.dat").c_str(),
+                                                (kData + "/database_unitary.dat").c_str(),
+                                                (kData + "/database_binary.dat").c_str());
+    }
+    const double seconds = bench::seconds_since(start);
+    std::printf("%-42s %10.1f s %12.0f steps/s%s\n", name, seconds, 12000 / seconds, status ? "  (failed)" : "");
+}
+
+}  // namespace
+
+int main() {
+    std::srand(1);
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() / ("bench_md." + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    std::printf("%-42s %6s %12s %12s %9s %12s\n", "forces of the mobile ions", "atoms", "listed (s)", "plain (s)",
+                "speed-up", "difference");
+    for (const char* name : {kLi2O, kOlivine, kGarnet}) compare_forces(name, dir);
+    std::printf("\n%-42s %12s %18s\n", "default --md (2 ps + 10 ps at 1 fs)", "time", "speed");
+    for (const char* name : {kLi2O, kGarnet}) default_run(name, dir);
+    std::filesystem::remove_all(dir);
+    return 0;
+}
