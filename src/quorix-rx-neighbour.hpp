@@ -48,31 +48,22 @@ public:
     // is mobile too. f is not cleared first.
     template <class Factor>
     void add_pair_forces(double* const* x, double** f, Factor factor) const {
-        std::vector<double>& g = scratch_;
         for (size_t n = 0; n < mobile_.size(); n++) {
             const long i = mobile_[n];
             double shift_i[3], f_i[3] = {0, 0, 0};
             for (int k = 0; k < 3; k++) shift_i[k] = x[i][k] - reference_[3 * i + k];
-            const size_t first = first_[n], count = first_[n + 1] - first;
-            g.resize(4 * count);
-            double* r = g.data() + count;  // r of entry e at r[3e .. 3e+2]
-            // Separate passes over the entries of atom i: the pair factors are independent of
-            // one another, so the processor overlaps their evaluation.
-            for (size_t e = 0; e < count; e++) {
-                const Entry& entry = entries_[first + e];
-                for (int k = 0; k < 3; k++) r[3 * e + k] = entry.r[k] - shift_i[k];
+            for (size_t e = first_[n]; e < first_[n + 1]; e++) {
+                const Entry& entry = entries_[e];
+                double r[3];
+                for (int k = 0; k < 3; k++) r[k] = entry.r[k] - shift_i[k];
                 if (entry.moves)
-                    for (int k = 0; k < 3; k++) r[3 * e + k] += x[entry.j][k] - reference_[3 * entry.j + k];
-            }
-            for (size_t e = 0; e < count; e++) {
-                const double* re = r + 3 * e;
-                const double d_squared = re[0] * re[0] + re[1] * re[1] + re[2] * re[2];
-                g[e] = d_squared <= reach_ * reach_ ? factor(i, entries_[first + e].j, d_squared) : 0.0;
-            }
-            for (size_t e = 0; e < count; e++) {
-                for (int k = 0; k < 3; k++) f_i[k] += r[3 * e + k] * g[e];
-                if (entries_[first + e].moves)
-                    for (int k = 0; k < 3; k++) f[entries_[first + e].j][k] -= r[3 * e + k] * g[e];
+                    for (int k = 0; k < 3; k++) r[k] += x[entry.j][k] - reference_[3 * entry.j + k];
+                const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
+                if (d_squared > reach_ * reach_) continue;
+                const double g = factor(i, entry.j, d_squared);
+                for (int k = 0; k < 3; k++) f_i[k] += r[k] * g;
+                if (entry.moves)
+                    for (int k = 0; k < 3; k++) f[entry.j][k] -= r[k] * g;
             }
             for (int k = 0; k < 3; k++) f[i][k] += f_i[k];
         }
@@ -93,5 +84,4 @@ private:
     std::vector<size_t> first_;    // entries of mobile_[n]: first_[n] .. first_[n + 1] - 1
     std::vector<Entry> entries_;
     std::vector<double> reference_;  // positions of all atoms at the last build
-    mutable std::vector<double> scratch_;  // pair factors and separations of one atom
 };
