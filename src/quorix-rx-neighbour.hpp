@@ -28,6 +28,34 @@ public:
     // within reach of it at positions x, r = image of x[j] - x[i].
     template <class Visit>
     void for_each_pair(double* const* x, Visit visit) const {
+        traverse(x, visit, [](long) {});
+    }
+
+    // f[i] += r * factor(i, j, d_squared) for every pair of for_each_pair(), and f[j] -= the same
+    // when j is mobile too. f is not cleared first.
+    template <class Factor>
+    void add_pair_forces(double* const* x, double** f, Factor factor) const {
+        double f_i[3] = {0, 0, 0};
+        traverse(
+            x,
+            [&](long i, long j, const double* r, double d_squared, bool j_mobile) {
+                const double g = factor(i, j, d_squared);
+                for (int k = 0; k < 3; k++) f_i[k] += r[k] * g;
+                if (j_mobile)
+                    for (int k = 0; k < 3; k++) f[j][k] -= r[k] * g;
+            },
+            [&](long i) {
+                for (int k = 0; k < 3; k++) {
+                    f[i][k] += f_i[k];
+                    f_i[k] = 0;
+                }
+            });
+    }
+
+private:
+    // The pairs of for_each_pair(), mobile atom by mobile atom; done(i) after those of atom i.
+    template <class Visit, class Done>
+    void traverse(double* const* x, Visit visit, Done done) const {
         for (size_t n = 0; n < mobile_.size(); n++) {
             const long i = mobile_[n];
             double shift_i[3];
@@ -41,35 +69,10 @@ public:
                 const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
                 if (d_squared <= reach_ * reach_) visit(i, entry.j, r, d_squared, entry.moves);
             }
+            done(i);
         }
     }
 
-    // f[i] += r * factor(i, j, d_squared) for every pair of visit(), and f[j] -= the same when j
-    // is mobile too. f is not cleared first.
-    template <class Factor>
-    void add_pair_forces(double* const* x, double** f, Factor factor) const {
-        for (size_t n = 0; n < mobile_.size(); n++) {
-            const long i = mobile_[n];
-            double shift_i[3], f_i[3] = {0, 0, 0};
-            for (int k = 0; k < 3; k++) shift_i[k] = x[i][k] - reference_[3 * i + k];
-            for (size_t e = first_[n]; e < first_[n + 1]; e++) {
-                const Entry& entry = entries_[e];
-                double r[3];
-                for (int k = 0; k < 3; k++) r[k] = entry.r[k] - shift_i[k];
-                if (entry.moves)
-                    for (int k = 0; k < 3; k++) r[k] += x[entry.j][k] - reference_[3 * entry.j + k];
-                const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
-                if (d_squared > reach_ * reach_) continue;
-                const double g = factor(i, entry.j, d_squared);
-                for (int k = 0; k < 3; k++) f_i[k] += r[k] * g;
-                if (entry.moves)
-                    for (int k = 0; k < 3; k++) f[entry.j][k] -= r[k] * g;
-            }
-            for (int k = 0; k < 3; k++) f[i][k] += f_i[k];
-        }
-    }
-
-private:
     // One image of atom j near a mobile atom i: r = image of j - i, both at their listed positions.
     struct Entry {
         double r[3];
