@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "quorix-cube.hpp"
+#include "quorix-file.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-occ.hpp"
@@ -73,6 +74,7 @@ struct QuorixMdWork {
     long mobile_count = 0;
     double reciprocal[3][3] = {};  // fractional = reciprocal * Cartesian
     double virial = 0;             // sum over pairs of dE/dr * d, eV
+    QuorixResultFile log_file, xyz_file, trj_file;  // renamed into place by quorix_md_commit_logs
     long samples = 0;
     double sum_en = 0, sum_en_k = 0, sum_en_p = 0, sum_temperature = 0, sum_pressure = 0;
 };
@@ -188,10 +190,11 @@ int advance(QUORIX_MD* md, bool langevin) {
     return 0;
 }
 
-FILE* open_for_writing(const char* name) {
-    FILE* file = std::fopen(name, "wb");
-    if (!file) std::fprintf(stderr, "Error: unable to write to %s.\n", name);
-    return file;
+// A log written to a temporary file until the run is complete; null when it cannot be made.
+FILE* open_log(QuorixResultFile& file, const char* name) {
+    const QuorixOpen status = file.open(name);
+    if (status == QuorixOpen::failed) std::fprintf(stderr, "Error: unable to write to %s.\n", name);
+    return status == QuorixOpen::ok ? file.get() : nullptr;
 }
 
 void write_headers(QUORIX_MD* md) {
@@ -209,14 +212,23 @@ void write_headers(QUORIX_MD* md) {
 }
 
 int open_logs(QUORIX_MD* md) {
-    md->log = open_for_writing(md->logname);
+    QuorixMdWork& work = *md->work;
+    md->log = open_log(work.log_file, md->logname);
     if (!md->log) return 1;
-    md->xyz = open_for_writing(md->xyzname);
+    md->xyz = open_log(work.xyz_file, md->xyzname);
     if (!md->xyz) return 1;
-    md->trj = open_for_writing(md->trjname);
+    md->trj = open_log(work.trj_file, md->trjname);
     if (!md->trj) return 1;
     write_headers(md);
     return 0;
+}
+
+// Renames the three logs into place; 1 when one of them could not be written.
+int commit_logs(QUORIX_MD* md) {
+    QuorixMdWork& work = *md->work;
+    md->log = md->xyz = md->trj = nullptr;
+    const bool log = work.log_file.commit(), xyz = work.xyz_file.commit(), trj = work.trj_file.commit();
+    return log && xyz && trj ? 0 : 1;
 }
 
 int set_masses(QUORIX_MD* md) {
@@ -329,8 +341,6 @@ QUORIX_MD* quorix_md_new(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, do
 
 void quorix_md_free(QUORIX_MD* md) {
     if (!md) return;
-    for (FILE* file : {md->log, md->xyz, md->trj})
-        if (file) std::fclose(file);
     const long n = md->cell ? md->cell->total : 0;
     for (double** vectors : {md->x, md->x0, md->x_p1, md->v, md->v_nh, md->f, md->r}) free_vectors(vectors, n);
     quorix_array_double_1D_free(md->m);
@@ -698,6 +708,7 @@ int quorix_md_conduction_from_file(const char* cif, const char* type, int os, do
         quorix_md_calculate_conduction_property(md.get()))
         return -1;
     quorix_md_print(md.get());
+    if (commit_logs(md.get())) return -1;
     print_results(md.get());
     if (quorix_cell_export_cif_to_file(names[3].c_str(), md->cell, nullptr))
         return -fail("quorix_cell_export_cif_to_file()");

@@ -63,8 +63,9 @@ QUORIX_MD* quorix_md_new(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, do
 void quorix_md_free(QUORIX_MD* md);
 void quorix_md_print(const QUORIX_MD* md);
 
-// Defaults, the three log files (names in the record), masses, volume, positions, neighbour list,
-// forces, initial velocities, energy, temperature and pressure.
+// Defaults, the three log files (names in the record; written under temporary names, which the
+// pipeline renames into place when the run is complete and a failed run removes), masses,
+// volume, positions, neighbour list, forces, initial velocities, energy, temperature, pressure.
 int quorix_md_init_vv(QUORIX_MD* md);
 int quorix_md_calculate_vi_vv(QUORIX_MD* md);
 // Forces on the mobile atoms from every atom and image within 10 A.
