@@ -74,9 +74,9 @@ struct QuorixMdWork {
     long mobile_count = 0;
     double reciprocal[3][3] = {};  // fractional = reciprocal * Cartesian
     double virial = 0;             // sum over pairs of dE/dr * d, eV
-    QuorixResultFile log_file, xyz_file, trj_file;  // renamed into place by quorix_md_commit_logs
+    QuorixResultFile log_file, xyz_file, trj_file;  // renamed into place by commit_logs()
     long samples = 0;
-    double sum_en = 0, sum_en_k = 0, sum_en_p = 0, sum_temperature = 0, sum_pressure = 0;
+    double sum_en = 0, sum_en_k = 0, sum_en_p = 0, sum_pressure = 0;
 };
 
 namespace {
@@ -156,7 +156,8 @@ void place_atom(QUORIX_MD* md, long i, const double* x) {
                                atom.x_f[2]);
 }
 
-// One velocity Verlet step; the Langevin step adds friction and the noise of md->r.
+// One velocity Verlet step; the Langevin step adds friction and noise, the same draws md->r in
+// both half steps.
 int advance(QUORIX_MD* md, bool langevin) {
     if (!usable(md)) return 1;
     const std::vector<char>& mobile = md->work->mobile;
@@ -491,7 +492,11 @@ int quorix_md_calculate_temperature(QUORIX_MD* md) {
 
 // Virial pressure of the mobile ions: (2 en_k - sum of dE/dr * r) / 3V, in GPa.
 int quorix_md_calculate_pressure(QUORIX_MD* md) {
-    if (!usable(md) || !(md->volume > 0)) return 1;
+    if (!usable(md)) return 1;
+    if (!(md->volume > 0)) {
+        std::fprintf(stderr, "Error: the volume of the cell is not positive.\n");
+        return 1;
+    }
     md->pressure = (2.0 * md->en_k - md->work->virial) / (3.0 * md->volume) * kEvPerA3InGpa;
     return 0;
 }
@@ -503,7 +508,6 @@ int quorix_md_calculate_average(QUORIX_MD* md) {
     work.sum_en += md->en;
     work.sum_en_k += md->en_k;
     work.sum_en_p += md->en_p;
-    work.sum_temperature += md->temperature;
     work.sum_pressure += md->pressure;
     const double n = static_cast<double>(work.samples);
     md->en_ave = work.sum_en / n;
