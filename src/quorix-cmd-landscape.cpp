@@ -6,6 +6,8 @@
 #include "quorix-cube.hpp"
 #include "quorix-fft.hpp"
 #include "quorix-fp.hpp"
+#include "quorix-gh-percolation.hpp"
+#include "quorix-gh-sites.hpp"
 #include "quorix-md.hpp"
 
 using namespace quorix_cmd;
@@ -326,8 +328,11 @@ void quorix_cmd_opt_do_gh(QUORIX_CMD_OPT* opt) {
     int os = 0;
     double barrier_max = -0.1;
     if (!parse_species(opt, 4, type, os) || !parse_double(opt, 6, barrier_max, "barrier_max")) return;
-    [[maybe_unused]] const bool periodic = flag(opt, 7, true);
-    report_not_implemented();
+    const bool periodic = flag(opt, 7, true);
+    // The driver reports its failures in one line each.
+    quorix_graph_network_calculate_from_file_export_full(opt->argv[2], opt->argv[3], type, os, barrier_max,
+                                                         periodic ? 1 : 0, opt->dir_symcards, opt->dir_unitary,
+                                                         opt->dir_binary);
 }
 
 // Both flags are strict here: anything but t, T, f or F stops the command.
@@ -344,7 +349,8 @@ void quorix_cmd_opt_do_sites(QUORIX_CMD_OPT* opt) {
         !parse_double(opt, 8, barrier_max, "barrier_max") ||
         !parse_strict_flag(opt, 9, print_long, "print_long") || !parse_strict_flag(opt, 10, periodic, "periodic"))
         return;
-    report_not_implemented();
+    quorix_graph_sites_calculate_from_file(opt->argv[2], opt->argv[3], type, os, de, dr, barrier_max, print_long ? 1 : 0,
+                                           periodic ? 1 : 0, opt->dir_symcards, opt->dir_unitary, opt->dir_binary);
 }
 
 // Supercell counts left at 0 are chosen by the simulation itself.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "quorix-fft.hpp"
+#include "quorix-gh-lattice.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-la.hpp"
 
@@ -564,46 +565,8 @@ void quorix_dot_direction(double* out, const double* x1, const double* x2, const
 
 namespace {
 
-using Translation = std::array<long, 3>;
-
-// Integer lattice kept as rows in echelon form: row k, when present, has its first non-zero entry at k.
-struct EchelonLattice {
-    Translation row[3]{};
-    bool present[3]{};
-
-    void add(Translation v) {
-        for (int k = 0; k < 3; k++) {
-            if (v[k] == 0) continue;
-            if (!present[k]) {
-                if (v[k] < 0)
-                    for (long& x : v) x = -x;
-                row[k] = v;
-                present[k] = true;
-                return;
-            }
-            // Euclid on column k between the stored row and v leaves the gcd in the row and 0 in v.
-            while (v[k] != 0) {
-                const long f = row[k][k] / v[k];
-                for (int d = 0; d < 3; d++) row[k][d] -= f * v[d];
-                std::swap(row[k], v);
-            }
-            if (row[k][k] < 0)
-                for (long& x : row[k]) x = -x;
-        }
-    }
-
-    // Hermite normal form: entries above each pivot brought into [0, pivot).
-    void reduce() {
-        for (int k = 0; k < 3; k++)
-            for (int j = k + 1; j < 3; j++) {
-                if (!present[k] || !present[j]) continue;
-                const long f = floor_div(row[k][j], row[j][j]);
-                for (int d = 0; d < 3; d++) row[k][d] -= f * row[j][d];
-            }
-    }
-
-    int rank() const { return present[0] + present[1] + present[2]; }
-};
+using quorix_lattice::EchelonLattice;
+using quorix_lattice::Translation;
 
 }  // namespace
 

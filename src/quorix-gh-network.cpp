@@ -1,0 +1,208 @@
+// Site graph of a structure and its landscape cube file. The path-finding grid is freed once the
+// half-paths hold copies of their dots, and the Hessian is computed only where sites may lie, so
+// the peak memory is that of the grid rather than that of the full derivative set.
+#include "quorix-gh-network.hpp"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "quorix-cube.hpp"
+#include "quorix-fft.hpp"
+#include "quorix-import-cif.hpp"
+#include "quorix-import-property.hpp"
+
+namespace {
+
+// The graph takes only species, oxidation state and mass from the parameter set: a fixed
+// screening factor spares the automatic search.
+constexpr double kFixedScreeningFactor = 1.0;
+// Largest difference of lattice dot products, relative to the product of the lengths, of a
+// structure and a landscape taken as the same cell.
+constexpr double kCellTolerance = 1e-3;
+
+bool same_cell(const double a[3][3], const double b[3][3]) {
+    for (int i = 0; i < 3; i++)
+        for (int j = 0; j < 3; j++) {
+            double ga = 0.0, gb = 0.0, la = 0.0, lb = 0.0;
+            for (int d = 0; d < 3; d++) {
+                ga += a[i][d] * a[j][d];
+                gb += b[i][d] * b[j][d];
+                la += a[i][d] * a[i][d];
+                lb += a[j][d] * a[j][d];
+            }
+            const double scale = std::sqrt(la * lb);
+            if (!(scale > 0.0) || std::fabs(ga - gb) > kCellTolerance * scale) return false;
+        }
+    return true;
+}
+
+// Points every half-path at copies of its dots, so that the grid can go.
+void detach_halves(QUORIX_FPHALF_LIST* halves, std::vector<QUORIX_FPDOT>& dots) {
+    long total = 0;
+    for (long h = 0; h < halves->total; h++) total += halves->half[h].total;
+    dots.clear();
+    dots.reserve(total);
+    for (long h = 0; h < halves->total; h++)
+        for (long d = 0; d < halves->half[h].total; d++) {
+            dots.push_back(*halves->half[h].dot[d]);
+            halves->half[h].dot[d] = &dots.back();
+        }
+}
+
+// Derivative set whose grids hold values only at chosen points: the energy and the Hessian there,
+// computed exactly as the full set computes them, one grid at a time. The site graph reads no
+// other value. The arrays are allocated zero-filled and only the sampled points are written, so
+// the system backs with memory the pages written and not the whole grids.
+class SampledFft {
+public:
+    SampledFft() = default;
+    SampledFft(const SampledFft&) = delete;
+    SampledFft& operator=(const SampledFft&) = delete;
+    ~SampledFft() {
+        for (QUORIX_FFTCUBE& grid : grids_) std::free(grid.value);
+    }
+
+    bool build(const QUORIX_CUBE* cube, const std::vector<long>& points) {
+        FftcubePtr en(quorix_fftcube_new_from_cube(cube));
+        if (!en || !allocate(en.get())) return failed("quorix_fftcube_new_from_cube");
+        sample(grids_[0], en.get(), points);
+        FftcubePtr spectrum(quorix_fftcube_dft(en.get(), 1));
+        en.reset();
+        if (!spectrum) return failed("quorix_fftcube_dft");
+        for (int i = 0; i < 3; i++)
+            for (int j = 0; j < 3; j++) {
+                const int sub[2] = {i, j};
+                FftcubePtr derived(quorix_fftcube_differentiate_dft(spectrum.get(), 2, sub));
+                if (!derived) return failed("quorix_fftcube_differentiate_dft");
+                const FftcubePtr grid(quorix_fftcube_dft(derived.get(), 0));
+                if (!grid) return failed("quorix_fftcube_dft");
+                sample(grids_[4 + 3 * i + j], grid.get(), points);
+            }
+        fft_.en = &grids_[0];
+        for (int d = 0; d < 3; d++) fft_.f[d] = &grids_[1 + d];
+        for (int i = 0; i < 3; i++)
+            for (int j = 0; j < 3; j++) fft_.k[i][j] = &grids_[4 + 3 * i + j];
+        return true;
+    }
+
+    const QUORIX_FFT* fft() const { return &fft_; }
+
+private:
+    static bool failed(const char* callee) {
+        std::fprintf(stderr, "Error: %s() returns NULL.\n", callee);
+        return false;
+    }
+
+    bool allocate(const QUORIX_FFTCUBE* like) {
+        const long total = like->n[0] * like->n[1] * like->n[2];
+        for (QUORIX_FFTCUBE& grid : grids_) {
+            std::memcpy(grid.n, like->n, sizeof grid.n);
+            std::memcpy(grid.a, like->a, sizeof grid.a);
+            std::memcpy(grid.a_i, like->a_i, sizeof grid.a_i);
+            grid.value = static_cast<fftw_complex*>(std::calloc(total, sizeof(fftw_complex)));
+            if (!grid.value) return false;
+        }
+        return true;
+    }
+
+    static void sample(QUORIX_FFTCUBE& to, const QUORIX_FFTCUBE* from, const std::vector<long>& points) {
+        for (long p : points) std::memcpy(to.value[p], from->value[p], sizeof(fftw_complex));
+    }
+
+    QUORIX_FFTCUBE grids_[13]{};  // energy, three gradients (left zero), nine second derivatives
+    QUORIX_FFT fft_{};
+};
+
+// Linear grid indices of the minima the half-paths end in: the sites are among them.
+std::vector<long> half_path_minima(const QUORIX_FPHALF_LIST* halves, const long* n) {
+    std::vector<long> points;
+    for (long h = 0; h < halves->total; h++) {
+        const QUORIX_FPHALF& half = halves->half[h];
+        const QUORIX_FPDOT* end = half.dot[half.total - 1];
+        if (end->type == FP_MIN) points.push_back((end->x_i[0] * n[1] + end->x_i[1]) * n[2] + end->x_i[2]);
+    }
+    return points;
+}
+
+CellPtr read_structure(const char* cif, const char* dir_symcards, const char* dir_unitary) {
+    QUORIX_CELL* cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    const int failed = quorix_cell_import_cif_from_file(&cell, &symmetry, cif, dir_symcards, dir_unitary);
+    quorix_symmetry_free(symmetry);
+    CellPtr owned(cell);
+    if (failed || !owned) {
+        std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
+        return nullptr;
+    }
+    return owned;
+}
+
+CubePtr read_landscape(const char* path, bool periodic) {
+    QUORIX_CUBE* cube = nullptr;
+    const int failed = quorix_cube_import_from_file(&cube, nullptr, path, periodic ? 1 : 0, nullptr);
+    CubePtr owned(cube);
+    if (failed || !owned) {
+        std::fprintf(stderr, "Error: quorix_cube_import_from_file() returns non-zero.\n");
+        return nullptr;
+    }
+    return owned;
+}
+
+// Grid, half-paths detached from it, and the Hessian at their minima; the grid is freed here.
+bool build_paths(QuorixSiteNetwork& network, SampledFft& fft, const QUORIX_CUBE* cube) {
+    FpcubePtr grid(quorix_fpcube_new_from_cube(cube));
+    if (!grid) {
+        std::fprintf(stderr, "Error: quorix_fpcube_new_from_cube() returns NULL.\n");
+        return false;
+    }
+    network.halves.reset(quorix_fphalf_list_new_from_fpcube(grid.get()));
+    if (!network.halves) {
+        std::fprintf(stderr, "Error: quorix_fphalf_list_new_from_fpcube() returns NULL.\n");
+        return false;
+    }
+    if (network.halves->total == 0) {
+        std::fprintf(stderr, "Error: the landscape has no saddle point, hence no hop between sites.\n");
+        return false;
+    }
+    detach_halves(network.halves.get(), network.dots);
+    grid.reset();
+    return fft.build(cube, half_path_minima(network.halves.get(), cube->n));
+}
+
+}  // namespace
+
+bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif, const char* cube_path,
+                                    const char* type, int os, bool periodic, const char* dir_symcards,
+                                    const char* dir_unitary, const char* dir_binary) {
+    CellPtr cell = read_structure(cif, dir_symcards, dir_unitary);
+    if (!cell) return false;
+    const PropertyPtr property(
+        quorix_property_import_from_cell(cell.get(), type, os, kFixedScreeningFactor, dir_unitary, dir_binary));
+    if (!property) {
+        std::fprintf(stderr, "Error: quorix_property_import_from_cell() returns NULL.\n");
+        return false;
+    }
+    CubePtr cube = read_landscape(cube_path, periodic);
+    if (!cube) return false;
+    if (!same_cell(cell->a, cube->a)) {
+        std::fprintf(stderr, "Error: the structure %s and the landscape %s do not describe the same cell.\n", cif,
+                     cube_path);
+        return false;
+    }
+    SampledFft fft;
+    if (!build_paths(network, fft, cube.get())) return false;
+    network.graph.reset(quorix_graph_new_filled(network.halves.get(), fft.fft(), cell.get(), property.get()));
+    if (!network.graph) {
+        std::fprintf(stderr, "Error: quorix_graph_new_filled() returns NULL.\n");
+        return false;
+    }
+    network.en_min = INFINITY;
+    for (long v = 0; v < network.graph->total_v; v++) network.en_min = std::fmin(network.en_min, network.graph->v[v].en);
+    return true;
+}
+
+double quorix_site_network_saddle_cap(const QuorixSiteNetwork& network, double barrier_max) {
+    return barrier_max > 0.0 ? network.en_min + barrier_max : INFINITY;
+}
