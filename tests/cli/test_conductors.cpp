@@ -16,6 +16,8 @@
 #include "quorix-cube.hpp"
 #include "quorix-fft.hpp"
 #include "quorix-fp.hpp"
+#include "quorix-gh-network.hpp"
+#include "quorix-gh-percolation.hpp"
 #include "quorix-gh.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
@@ -110,6 +112,7 @@ void expect_analysis_files(const Conductor& conductor) {
 struct Percolation {
     int rank = -1;
     Basis directions;
+    std::vector<double> barriers;  // of the union-find thresholds, above the lowest site, for 1D, 2D, 3D
 };
 
 Percolation percolation(const QUORIX_GRAPH* graph) {
@@ -126,7 +129,33 @@ Percolation percolation(const QUORIX_GRAPH* graph) {
             if (row[0] || row[1] || row[2]) found.directions.push_back({row[0], row[1], row[2]});
         break;
     }
+    // Each union-find threshold is the first cap of the scan at which the dimension reaches it.
+    const std::vector<QuorixPercolationLevel> levels = quorix_graph_percolation(graph, INFINITY);
+    int reached = 0;
+    for (const double cap : caps)
+        for (const int rank = quorix_graph_dimensionality(graph, cap, nullptr); reached < rank; reached++) {
+            EXPECT_TRUE(levels[reached].found);
+            EXPECT_NEAR(levels[reached].en - lowest_site, cap, 2e-9) << reached + 1 << "D";
+            found.barriers.push_back(levels[reached].en - lowest_site);
+        }
+    for (; reached < 3; reached++) EXPECT_FALSE(levels[reached].found);
     return found;
+}
+
+// The graph --gh and --sites build, with the Hessian computed at the sites only, is the full chain's.
+void expect_same_graph(const QUORIX_GRAPH* full, const Conductor& conductor, const char* type, int os) {
+    QuorixSiteNetwork network;
+    testing::internal::CaptureStdout();
+    const bool built = quorix_site_network_from_files(network, conductor.cif.c_str(), (conductor.cif + ".cube").c_str(),
+                                                      type, os, true, quorix_test::symcards_db().c_str(),
+                                                      quorix_test::unitary_db().c_str(), quorix_test::binary_db().c_str());
+    testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(built);
+    const QUORIX_GRAPH* lean = network.graph.get();
+    ASSERT_EQ(lean->total_v, full->total_v);
+    ASSERT_EQ(lean->total_e, full->total_e);
+    for (long v = 0; v < full->total_v; v++)
+        for (int d = 0; d < 3; d++) EXPECT_EQ(lean->v[v].eig[d], full->v[v].eig[d]);
 }
 
 // The network of the landscape at its threshold, in the cell and in a 2 x 2 x 2 supercell.
@@ -148,6 +177,7 @@ std::array<Percolation, 2> network_dimension(const Conductor& conductor, const c
         ADD_FAILURE() << "no site graph for " << conductor.cif;
         return {};
     }
+    expect_same_graph(graph.get(), conductor, type, os);
     return {percolation(graph.get()), percolation(supergraph.get())};
 }
 
@@ -164,6 +194,9 @@ TEST(Conductors, LiFePO4SitesAreMinimaOnChannelsAlongB) {
     for (const Percolation& network : network_dimension(olivine, "Li", 1)) {
         EXPECT_EQ(network.rank, 1);
         EXPECT_EQ(network.directions, (Basis{{0, 1, 0}}));
+        ASSERT_EQ(network.barriers.size(), 3u);
+        EXPECT_GT(network.barriers[0], 0.0);
+        EXPECT_GT(network.barriers[1], 2 * network.barriers[0]);  // 1D far below 2D
     }
 }
 
@@ -192,6 +225,8 @@ TEST(Conductors, LiCoO2ConductsInTheLayers) {
     for (const Percolation& network : network_dimension(layered, "Li", 1)) {
         EXPECT_EQ(network.rank, 2);
         EXPECT_EQ(network.directions, (Basis{{1, 0, 0}, {0, 1, 0}}));
+        ASSERT_EQ(network.barriers.size(), 3u);
+        EXPECT_GT(network.barriers[2], network.barriers[1]);  // across the layers only higher
     }
 }
 
@@ -201,6 +236,7 @@ TEST(Conductors, GarnetAndArgyroditeGoThroughTheAnalysis) {
     ASSERT_TRUE(garnet.ready());
     EXPECT_FALSE(garnet.minima.empty());
     expect_analysis_files(garnet);
+    EXPECT_EQ(network_dimension(garnet, "Li", 1)[0].barriers.size(), 3u);  // percolates in 3D
 
     const Conductor argyrodite("Ag7PSe6_argyrodite_COD2003005.cif", "Ag", "1");
     ASSERT_TRUE(argyrodite.ready());
