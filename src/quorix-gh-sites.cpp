@@ -3,10 +3,12 @@
 #include "quorix-gh-sites.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <map>
 #include <numeric>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,6 +30,8 @@ struct SiteClass {
     std::vector<long> sites;
 };
 
+// Hops from one class to another: neighbouring sites (several saddles between the same two sites
+// count once) and the lowest barrier.
 struct HopSummary {
     long count = 0;
     double lowest = INFINITY;
@@ -106,6 +110,7 @@ void print_classes(const QUORIX_GRAPH* graph, const std::vector<Site>& sites, co
 void print_hops(const QUORIX_GRAPH* graph, const std::vector<Site>& sites, const std::vector<SiteClass>& classes,
                 const std::vector<long>& site_of, double en_cap) {
     std::map<std::pair<long, long>, HopSummary> hops;
+    std::set<std::array<long, 5>> neighbours;  // site, neighbouring site, its cell translation
     for (long m = 0; m < graph->total_e; m++) {
         const QUORIX_GRAPH_EDGE& e = graph->e[m];
         if (!e.v_i || !e.v_f || !(e.en <= en_cap)) continue;
@@ -113,7 +118,7 @@ void print_hops(const QUORIX_GRAPH* graph, const std::vector<Site>& sites, const
         const long to = site_of[e.v_f - graph->v];
         if (from == to) continue;
         HopSummary& summary = hops[{sites[from].cls, sites[to].cls}];
-        summary.count++;
+        if (neighbours.insert({from, to, e.bound[0], e.bound[1], e.bound[2]}).second) summary.count++;
         summary.lowest = std::fmin(summary.lowest, e.en - graph->v[sites[from].minima[0]].en);
     }
     std::printf("SITES: hops from        to           per site  lowest barrier/eV\n");
