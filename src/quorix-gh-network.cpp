@@ -66,7 +66,11 @@ public:
 
     bool build(const QUORIX_CUBE* cube, const std::vector<long>& points) {
         FftcubePtr en(quorix_fftcube_new_from_cube(cube));
-        if (!en || !allocate(en.get())) return failed("quorix_fftcube_new_from_cube");
+        if (!en) return failed("quorix_fftcube_new_from_cube");
+        if (!allocate(en.get())) {
+            std::fprintf(stderr, "Error: unable to allocate the sampled derivative grids.\n");
+            return false;
+        }
         sample(grids_[0], en.get(), points);
         FftcubePtr spectrum(quorix_fftcube_dft(en.get(), 1));
         en.reset();
@@ -196,6 +200,10 @@ bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif,
     network.graph.reset(quorix_graph_new_filled(network.halves.get(), fft.fft(), cell.get(), property.get()));
     if (!network.graph) {
         std::fprintf(stderr, "Error: quorix_graph_new_filled() returns NULL.\n");
+        return false;
+    }
+    if (network.graph->total_v == 0) {
+        std::fprintf(stderr, "Error: no minimum of the landscape is reached from a saddle point.\n");
         return false;
     }
     network.en_min = INFINITY;

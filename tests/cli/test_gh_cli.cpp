@@ -81,6 +81,9 @@ TEST(GhCommand, CosineLandscapeThresholdsAreTwiceTheAmplitudes) {
     EXPECT_NEAR(found[1].barrier, 0.2, 1e-4);
     EXPECT_EQ(found[1].translations, "(0, 1, 0) (0, 0, 1)");
     EXPECT_NEAR(found[2].barrier, 0.4, 1e-4);
+    const auto capped = run_quorix({"--gh", "cos.cif", "cos.cube", "Li", "1", "0.3"}, dir.path());
+    EXPECT_EQ(levels(capped.out).size(), 2u);
+    EXPECT_NE(capped.out.find("GH: 3D: no percolation with barriers up to 0.3000 eV."), std::string::npos);
 
     // The 1D pathway runs from a site to its image over saddles no higher than the threshold.
     const auto rows = profile(read_file(dir.path() / "cos.cube.gh.1d.csv"));
