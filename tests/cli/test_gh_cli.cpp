@@ -85,11 +85,13 @@ TEST(GhCommand, CosineLandscapeThresholdsAreTwiceTheAmplitudes) {
     EXPECT_EQ(levels(capped.out).size(), 2u);
     EXPECT_NE(capped.out.find("GH: 3D: no percolation with barriers up to 0.3000 eV."), std::string::npos);
 
-    // The 1D pathway runs from a site to its image over saddles no higher than the threshold.
-    const auto rows = profile(read_file(dir.path() / "cos.cube.gh.1d.csv"));
-    ASSERT_GE(rows.size(), 3u);
-    EXPECT_TRUE(is_site(rows.front().second) && is_site(rows.back().second));
-    EXPECT_NEAR(std::max_element(rows.begin(), rows.end())->first, found[0].barrier, 1e-4);
+    // Each pathway runs from a site to its image over saddles no higher than its threshold.
+    for (int k = 1; k <= 3; k++) {
+        const auto rows = profile(read_file(dir.path() / ("cos.cube.gh." + std::to_string(k) + "d.csv")));
+        ASSERT_GE(rows.size(), 3u);
+        EXPECT_TRUE(is_site(rows.front().second) && is_site(rows.back().second));
+        EXPECT_NEAR(std::max_element(rows.begin(), rows.end())->first, found[k - 1].barrier, 1e-4);
+    }
 
     // Li1 and seven interstitials of equal energy, curvatures A (4 pi / L)^2; below 0.3 eV each
     // site has two neighbours along b and two along c.
