@@ -31,8 +31,9 @@ struct ProfilePoint {
     std::string name;
 };
 
-long grid_index(const QUORIX_GRAPH* graph, const QUORIX_FPDOT* dot) {
-    return (dot->x_i[0] * graph->n[1] + dot->x_i[1]) * graph->n[2] + dot->x_i[2];
+template <class Index>
+long grid_index(const QUORIX_GRAPH* graph, const Index* x_i) {
+    return (x_i[0] * graph->n[1] + x_i[1]) * graph->n[2] + x_i[2];
 }
 
 // Markers of the cluster: its sites, the saddles of its hops and the grid points between.
@@ -44,13 +45,14 @@ CellPtr cluster_cell(const QuorixSiteNetwork& network, const QuorixPercolationLe
     };
     std::vector<Placed> placed;
     for (long v : level.sites) placed.push_back({graph->v[v].x, kSiteMarker});
-    std::set<long> on_paths;
+    std::set<long> marked;  // grid points of saddles and paths, each marked once
     for (long m : level.hops) {
-        placed.push_back({graph->e[m].x, kSaddleMarker});
+        if (marked.insert(grid_index(graph, graph->e[m].x_i)).second) placed.push_back({graph->e[m].x, kSaddleMarker});
         for (long half : {graph->e[m].index_half, graph->e[m].e_r->index_half}) {
             const QUORIX_FPHALF& path = network.halves->half[half];
             for (long d = 1; d + 1 < path.total; d++)
-                if (on_paths.insert(grid_index(graph, path.dot[d])).second) placed.push_back({path.dot[d]->x, kPathMarker});
+                if (marked.insert(grid_index(graph, path.dot[d]->x_i)).second)
+                    placed.push_back({path.dot[d]->x, kPathMarker});
         }
     }
     CellPtr cell(quorix_cell_new(static_cast<long>(placed.size())));
