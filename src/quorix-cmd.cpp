@@ -68,6 +68,8 @@ constexpr Command kCommands[] = {
     {"--text-gen-gin-lib", quorix_cmd_opt_do_text_gen_gin_lib},
     {"--text-gen-gin-lib-set-sf", quorix_cmd_opt_do_text_gen_gin_lib_set_sf},
     {"--gen-cif-os", quorix_cmd_opt_do_gen_cif_os},
+    {"--gen-cif-std", quorix_cmd_opt_do_gen_cif_std},
+    {"--cal-sym-std", quorix_cmd_opt_do_cal_sym_std},
 };
 
 Handler find_handler(int argc, char** argv) {

@@ -44,6 +44,9 @@ void quorix_cmd_opt_do_text_gen_gin_lib(QUORIX_CMD_OPT* opt);
 void quorix_cmd_opt_do_text_gen_gin_lib_set_sf(QUORIX_CMD_OPT* opt);
 // Oxidation states by bond valence, written as CIF; not in the help list.
 void quorix_cmd_opt_do_gen_cif_os(QUORIX_CMD_OPT* opt);
+// Standards-based import and space group (gemmi, spglib); not in the help list.
+void quorix_cmd_opt_do_gen_cif_std(QUORIX_CMD_OPT* opt);
+void quorix_cmd_opt_do_cal_sym_std(QUORIX_CMD_OPT* opt);
 
 // Landscape and simulation commands.
 void quorix_cmd_opt_do_rx_sd(QUORIX_CMD_OPT* opt);

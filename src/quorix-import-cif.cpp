@@ -13,6 +13,7 @@
 
 #include "quorix-alloc.hpp"
 #include "quorix-import-atom.hpp"
+#include "quorix-import-group.hpp"
 #include "quorix-import-symmetry.hpp"
 
 namespace {
@@ -718,6 +719,11 @@ int quorix_cell_import_cif_from_file(QUORIX_CELL** cell, QUORIX_SYMMETRY** symme
         std::fprintf(stderr, "Error: quorix_cell_import_cif_from_text() returns NULL.\n");
         return 1;
     }
+    if (!quorix_symmetry_is_group(*symmetry))
+        std::fprintf(stderr,
+                     "Warning: the symmetry operations of %s do not form a group; the structure may be misread (try "
+                     "--gen-cif-std).\n",
+                     cif);
     return 0;
 }
 
