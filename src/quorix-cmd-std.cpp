@@ -136,7 +136,7 @@ void quorix_cmd_opt_do_gen_cif_std(QUORIX_CMD_OPT* opt) {
         return;
     QUORIX_CELL* cell = structure.cell.get();
     QUORIX_STD_GROUP group;
-    if (quorix_std_group_find(&group, cell, symprec)) return;
+    if (quorix_std_group_find(&group, cell, symprec, false)) return;
     SymmetryPtr symmetry(quorix_std_group_to_symmetry(&group));
     if (symmetry && quorix_std_cell_symmetrise(cell, &group, symmetry.get(), symprec) != 0) symmetry.reset();
     const bool in_p1 = !symmetry;
@@ -163,7 +163,7 @@ void quorix_cmd_opt_do_cal_sym_std(QUORIX_CMD_OPT* opt) {
     if (quorix_std_import_from_file(&structure, opt->argv[2], symprec)) return;
     const QUORIX_CELL& cell = *structure.cell;
     QUORIX_STD_GROUP group;
-    if (quorix_std_group_find(&group, &cell, symprec)) return;
+    if (quorix_std_group_find(&group, &cell, symprec, true)) return;
     std::printf("SYM: space group: %d %s\n", group.number, group.international.c_str());
     std::printf("SYM: Hall symbol: %s\n", group.hall.c_str());
     std::printf("SYM: symprec: %g A\n", symprec);

@@ -4,6 +4,7 @@
 
 #include <spglib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "quorix-import-atom.hpp"
 #include "quorix-import-std.hpp"
 #include "quorix-import-symmetry.hpp"
+#include "quorix-la.hpp"
 
 namespace {
 
@@ -38,30 +40,6 @@ std::string describe(const Species& species) {
         text += part;
     }
     return text;
-}
-
-// Gathers the atoms into positions (closer than `symprec`) and types each position by its species.
-void gather_positions(QUORIX_STD_GROUP& group, const QUORIX_CELL& cell, double symprec) {
-    std::vector<Species> held;
-    for (long i = 0; i < cell.total; i++) {
-        const QUORIX_ATOM& atom = cell.atom[i];
-        size_t p = 0;
-        while (p < group.position.size() &&
-               quorix_std_periodic_distance(&cell, group.position[p].data(), atom.x_f) >= symprec)
-            p++;
-        if (p == group.position.size()) {
-            group.position.push_back({atom.x_f[0], atom.x_f[1], atom.x_f[2]});
-            held.emplace_back();
-        }
-        held[p].emplace(atom.type, atom.os, std::lround(atom.occ * 1000));
-        group.position_of_atom.push_back(static_cast<long>(p));
-    }
-    std::map<Species, int> index;
-    for (const Species& species : held) {
-        const auto [entry, added] = index.emplace(species, static_cast<int>(group.species.size()));
-        if (added) group.species.push_back(describe(species));
-        group.species_of_position.push_back(entry->second);
-    }
 }
 
 void copy_dataset(QUORIX_STD_GROUP& group, const SpglibDataset& data) {
@@ -179,10 +157,205 @@ std::array<double, 3> site_average(const QUORIX_STD_GROUP& group, const QUORIX_C
     return sum;
 }
 
+using Rotation = std::array<std::array<int, 3>, 3>;
+using Vector = std::array<double, 3>;
+
+bool columns_in_basis(double out[3][3], const double basis[3][3], const double columns[3][3]) {
+    for (int j = 0; j < 3; j++) {
+        const double b[3] = {columns[0][j], columns[1][j], columns[2][j]};
+        double x[3];
+        if (quorix_matrix33_double_linearsolver(x, basis, b) != 0) return false;
+        for (int i = 0; i < 3; i++) out[i][j] = x[i];
+    }
+    return true;
+}
+
+// Rotations that may keep the lattice, in the basis of the cell: those with entries -1, 0 and 1
+// in its Delaunay-reduced basis (every lattice symmetry is one) whose change of the metric is
+// within a generous multiple of `symprec`. Empty when the reduction fails.
+std::vector<Rotation> lattice_rotations(const QUORIX_CELL& cell, double symprec) {
+    double basis[3][3], reduced[3][3];  // lattice vectors as columns
+    for (int i = 0; i < 3; i++)
+        for (int j = 0; j < 3; j++) basis[i][j] = reduced[i][j] = cell.a[j][i];
+    double to_reduced[3][3], from_reduced[3][3], identity[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    if (!spg_delaunay_reduce(reduced, symprec) || !columns_in_basis(to_reduced, basis, reduced) ||
+        !columns_in_basis(from_reduced, to_reduced, identity))
+        return {};
+    quorix_matrix33_double_round(to_reduced);
+    quorix_matrix33_double_round(from_reduced);
+    double metric[3][3], length[3];
+    for (int i = 0; i < 3; i++)
+        for (int j = 0; j < 3; j++)
+            metric[i][j] = reduced[0][i] * reduced[0][j] + reduced[1][i] * reduced[1][j] + reduced[2][i] * reduced[2][j];
+    for (int i = 0; i < 3; i++) length[i] = std::sqrt(metric[i][i]);
+    std::vector<Rotation> rotations;
+    for (int code = 0; code < 19683; code++) {
+        double w[3][3];
+        for (int k = 0, c = code; k < 9; k++, c /= 3) w[k / 3][k % 3] = c % 3 - 1;
+        if (std::fabs(std::fabs(quorix_matrix33_double_determinant(w)) - 1) > 1e-9) continue;
+        bool keeps = true;
+        for (int i = 0; i < 3 && keeps; i++)
+            for (int j = 0; j < 3 && keeps; j++) {
+                double g = 0;
+                for (int k = 0; k < 3; k++)
+                    for (int m = 0; m < 3; m++) g += w[k][i] * metric[k][m] * w[m][j];
+                keeps = std::fabs(g - metric[i][j]) <= 8 * symprec * (length[i] + length[j]);
+            }
+        if (!keeps) continue;
+        double product[3][3], r[3][3];
+        quorix_matrix33_double_multiplication(product, to_reduced, w);
+        quorix_matrix33_double_multiplication(r, product, from_reduced);
+        Rotation rotation;
+        for (int i = 0; i < 3; i++)
+            for (int j = 0; j < 3; j++) rotation[i][j] = static_cast<int>(std::lround(r[i][j]));
+        rotations.push_back(rotation);
+    }
+    return rotations;
+}
+
+// Points of a cell bucketed on a grid whose cells are at least `reach` thick, so that every
+// point within `reach` of a place lies in the 27 buckets around it.
+class PointGrid {
+public:
+    PointGrid(const QUORIX_CELL& cell, double reach) {
+        const double volume = std::fabs(quorix_matrix33_double_determinant(cell.a));
+        for (int k = 0; k < 3; k++) {
+            double across[3];
+            quorix_vector3_double_cross(across, cell.a[(k + 1) % 3], cell.a[(k + 2) % 3]);
+            size_[k] = std::clamp(static_cast<int>(volume / quorix_vector3_double_length(across) / reach), 1, 64);
+        }
+        bucket_.resize(static_cast<size_t>(size_[0]) * size_[1] * size_[2]);
+    }
+
+    void add(size_t id, const Vector& x) {
+        int at[3];
+        place(x, at);
+        bucket_[flat(at)].push_back(id);
+    }
+
+    // Calls match(id) for the points in the buckets around `x` until it returns true.
+    template <class Match>
+    bool any_near(const Vector& x, Match&& match) const {
+        int base[3];
+        place(x, base);
+        for (int i = -1; i <= 1; i++)
+            for (int j = -1; j <= 1; j++)
+                for (int l = -1; l <= 1; l++) {
+                    const int at[3] = {base[0] + i, base[1] + j, base[2] + l};
+                    for (size_t id : bucket_[flat(at)])
+                        if (match(id)) return true;
+                }
+        return false;
+    }
+
+private:
+    void place(const Vector& x, int* at) const {
+        for (int k = 0; k < 3; k++) at[k] = static_cast<int>(std::floor((x[k] - std::floor(x[k])) * size_[k]));
+    }
+    size_t flat(const int* at) const {
+        int wrapped[3];
+        for (int k = 0; k < 3; k++) wrapped[k] = ((at[k] % size_[k]) + size_[k]) % size_[k];
+        return (static_cast<size_t>(wrapped[0]) * size_[1] + wrapped[1]) * size_[2] + wrapped[2];
+    }
+
+    int size_[3];
+    std::vector<std::vector<size_t>> bucket_;
+};
+
+// Gathers the atoms into positions (closer than `symprec`) and types each position by its species.
+void gather_positions(QUORIX_STD_GROUP& group, const QUORIX_CELL& cell, double symprec) {
+    std::vector<Species> held;
+    PointGrid grid(cell, symprec);
+    for (long i = 0; i < cell.total; i++) {
+        const QUORIX_ATOM& atom = cell.atom[i];
+        const Vector x{atom.x_f[0], atom.x_f[1], atom.x_f[2]};
+        size_t p = group.position.size();
+        grid.any_near(x, [&](size_t q) {
+            if (quorix_std_periodic_distance(&cell, group.position[q].data(), atom.x_f) >= symprec) return false;
+            p = q;
+            return true;
+        });
+        if (p == group.position.size()) {
+            grid.add(p, x);
+            group.position.push_back(x);
+            held.emplace_back();
+        }
+        held[p].emplace(atom.type, atom.os, std::lround(atom.occ * 1000));
+        group.position_of_atom.push_back(static_cast<long>(p));
+    }
+    std::map<Species, int> index;
+    for (const Species& species : held) {
+        const auto [entry, added] = index.emplace(species, static_cast<int>(group.species.size()));
+        if (added) group.species.push_back(describe(species));
+        group.species_of_position.push_back(entry->second);
+    }
+}
+
+bool is_identity(const Rotation& r, const Vector& t) {
+    for (int i = 0; i < 3; i++) {
+        for (int j = 0; j < 3; j++)
+            if (r[i][j] != (i == j)) return false;
+        if (std::fabs(t[i] - std::round(t[i])) > kExact) return false;
+    }
+    return true;
+}
+
+// Whether an operation besides the identity maps every position onto one of its species within
+// twice `symprec`: a necessary condition for any symmetry spglib finds, tested in a fraction of
+// its time on large cells. Operations are the lattice rotations with the translations that take
+// the first position of the rarest species to another of that species.
+bool may_have_symmetry(const QUORIX_CELL& cell, const QUORIX_STD_GROUP& group, double symprec) {
+    const std::vector<Rotation> rotations = lattice_rotations(cell, symprec);
+    if (rotations.empty()) return true;
+    std::vector<std::vector<size_t>> of_species(group.species.size());
+    for (size_t p = 0; p < group.position.size(); p++) of_species[group.species_of_position[p]].push_back(p);
+    const std::vector<size_t>& rarest = *std::min_element(
+        of_species.begin(), of_species.end(), [](const auto& a, const auto& b) { return a.size() < b.size(); });
+    PointGrid grid(cell, 2 * symprec);
+    for (size_t p = 0; p < group.position.size(); p++) grid.add(p, group.position[p]);
+    const Vector& first = group.position[rarest[0]];
+    for (const Rotation& r : rotations)
+        for (size_t target : rarest) {
+            Vector t = group.position[target];
+            for (int i = 0; i < 3; i++)
+                for (int j = 0; j < 3; j++) t[i] -= r[i][j] * first[j];
+            if (is_identity(r, t)) continue;
+            bool maps = true;
+            for (size_t p = 0; p < group.position.size() && maps; p++) {
+                Vector image = t;
+                for (int i = 0; i < 3; i++)
+                    for (int j = 0; j < 3; j++) image[i] += r[i][j] * group.position[p][j];
+                maps = grid.any_near(image, [&](size_t q) {
+                    return group.species_of_position[q] == group.species_of_position[p] &&
+                           quorix_std_periodic_distance(&cell, group.position[q].data(), image.data()) < 2 * symprec;
+                });
+            }
+            if (maps) return true;
+        }
+    return false;
+}
+
+void set_p1(QUORIX_STD_GROUP& group) {
+    group.number = 1;
+    group.international = "P1";
+    group.hall = "P 1";
+    group.rotations = {Rotation{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}};
+    group.translations = {Vector{0, 0, 0}};
+    for (size_t p = 0; p < group.position.size(); p++) {
+        group.representative.push_back(static_cast<int>(p));
+        group.wyckoff.push_back('a');
+        group.site_symmetry.push_back("1");
+    }
+}
+
 }  // namespace
 
-int quorix_std_group_find(QUORIX_STD_GROUP* group, const QUORIX_CELL* cell, double symprec) {
+int quorix_std_group_find(QUORIX_STD_GROUP* group, const QUORIX_CELL* cell, double symprec, bool standardise) {
     gather_positions(*group, *cell, symprec);
+    if (!standardise && !may_have_symmetry(*cell, *group, symprec)) {
+        set_p1(*group);
+        return 0;
+    }
     double lattice[3][3];
     for (int i = 0; i < 3; i++)
         for (int j = 0; j < 3; j++) lattice[i][j] = cell->a[j][i];
@@ -214,6 +387,7 @@ QUORIX_SYMMETRY* quorix_std_group_to_symmetry(const QUORIX_STD_GROUP* group) {
 
 int quorix_std_cell_symmetrise(QUORIX_CELL* cell, const QUORIX_STD_GROUP* group, QUORIX_SYMMETRY* symmetry,
                                double symprec) {
+    if (group->rotations.size() == 1) return 0;  // the identity moves nothing
     std::vector<std::array<double, 3>> average(group->position.size());
     for (size_t p = 0; p < group->position.size(); p++)
         if (group->representative[p] == static_cast<int>(p))

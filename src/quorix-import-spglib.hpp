@@ -28,8 +28,10 @@ struct QUORIX_STD_GROUP {
     std::vector<int> std_species;  // index into `species`
 };
 
-// Finds the group with tolerance `symprec` (A). 0 on success, else 1 after one "Error: " line.
-int quorix_std_group_find(QUORIX_STD_GROUP* group, const QUORIX_CELL* cell, double symprec);
+// Finds the group with tolerance `symprec` (A). Without `standardise`, a cell that a quick test
+// shows to have no symmetry is P1 without asking spglib, and the standardised cell stays empty.
+// 0 on success, else 1 after one "Error: " line.
+int quorix_std_group_find(QUORIX_STD_GROUP* group, const QUORIX_CELL* cell, double symprec, bool standardise);
 
 // The group's operations as a symmetry record with its number and symbols; every text is of the
 // form "x-y+1/3" (or "-0.1234+x" for a translation that is no ninth or smaller fraction), which
