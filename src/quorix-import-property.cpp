@@ -665,3 +665,7 @@ void quorix_property_print_format(const QUORIX_PROPERTY* ppt) {
     print_format_binary_table(ppt);
     std::printf("PPT: screening factor = %.6f\n", ppt->sf);
 }
+
+int quorix_property_scan_file(const char* path, const std::function<bool(const char* line)>& visit) {
+    return scan_parameter_file(path, kLineBuffer, visit);
+}

@@ -1,6 +1,8 @@
 // Force-field parameter set of a structure and the per-species and per-pair parameter files.
 #pragma once
 
+#include <functional>
+
 #include "quorix.hpp"
 
 QUORIX_PROPERTY_UNITARY* quorix_property_unitary_new(int count);
@@ -28,6 +30,10 @@ int quorix_property_estimate(QUORIX_PROPERTY* ppt, const char* dir_unitary, cons
 int quorix_property_binary_estimate_from_file(QUORIX_PROPERTY_BINARY* record, const char* path_binary);
 int quorix_property_unitary_derived(QUORIX_PROPERTY* ppt);
 int quorix_property_validate_generic(const QUORIX_PROPERTY* ppt);
+
+// Calls visit(line) for the data lines of a parameter file (after the line holding "DATA_START",
+// up to the one holding "DATA_END") until it returns true. 1 when the file cannot be opened.
+int quorix_property_scan_file(const char* path, const std::function<bool(const char* line)>& visit);
 
 double quorix_property_hardness_read_from_file(const char* type, int index, const char* path);
 int quorix_property_type_from_atomic_number(int an, QUORIX_ATOM* atom, const char* path);

@@ -20,6 +20,7 @@
 
 #include "quorix-import-atom.hpp"
 #include "quorix-import-cif.hpp"
+#include "quorix-import-property.hpp"
 
 namespace cif = gemmi::cif;
 
@@ -367,24 +368,15 @@ bool import_block(QUORIX_STD_STRUCTURE& structure, cif::Block& block, const char
 
 // Element symbols of the per-pair database (its first and third columns).
 std::optional<std::set<std::string>> elements_with_pairs(const char* dir_binary) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(dir_binary, "rb"), std::fclose);
-    if (!file) {
+    std::set<std::string> elements;
+    const auto add_pair = [&elements](const char* line) {
+        char first[8], second[8];
+        if (std::sscanf(line, "%7s %*d %7s", first, second) == 2) elements.insert({first, second});
+        return false;
+    };
+    if (quorix_property_scan_file(dir_binary, add_pair) != 0) {
         std::fprintf(stderr, "Error: unable to open %s\n", dir_binary);
         return std::nullopt;
-    }
-    std::set<std::string> elements;
-    char line[1024];
-    bool in_data = false;
-    while (std::fgets(line, sizeof line, file.get())) {
-        if (!in_data) {
-            in_data = std::strstr(line, "DATA_START") != nullptr;
-            continue;
-        }
-        if (std::strstr(line, "DATA_END")) break;
-        char first[8], second[8];
-        if (std::sscanf(line, "%7s %*d %7s", first, second) != 2) continue;
-        elements.insert(first);
-        elements.insert(second);
     }
     return elements;
 }
