@@ -237,6 +237,15 @@ std::optional<double> charge_of(const std::string& symbol, size_t element_length
     return sign == '+' ? magnitude : -magnitude;
 }
 
+// The label as a bare word that the line reader keeps in its column: no blanks or quotes, and
+// starting with a letter or digit (a leading '_' or '#' would end the loop); the element when empty.
+std::string written_label(std::string label, const std::string& element) {
+    for (char& c : label)
+        if (!std::isgraph(static_cast<unsigned char>(c)) || c == '\'' || c == '"') c = '_';
+    if (label.empty() || !std::isalnum(static_cast<unsigned char>(label[0]))) label = element + label;
+    return label;
+}
+
 // Oxidation numbers of the type loop, by type symbol.
 std::map<std::string, double> type_loop_states(cif::Block& block) {
     std::map<std::string, double> states;
@@ -264,7 +273,7 @@ bool make_asymmetric_unit(const std::vector<SiteRow>& sites, const std::map<std:
             continue;
         }
         QUORIX_ATOM atom{};
-        quorix_copy_bounded(atom.name, (site.label.empty() ? element : site.label).c_str(), sizeof atom.name);
+        quorix_copy_bounded(atom.name, written_label(site.label, element).c_str(), sizeof atom.name);
         quorix_copy_bounded(atom.type, element.c_str(), sizeof atom.type);
         for (int k = 0; k < 3; k++) atom.x_f[k] = site.x[k] - std::floor(site.x[k]);
         atom.occ = site.occ;
