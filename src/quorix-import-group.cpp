@@ -1,11 +1,22 @@
 // Closure test of a list of symmetry operations.
 #include "quorix-import-group.hpp"
 
+#include <array>
 #include <cmath>
+#include <map>
+#include <vector>
 
 namespace {
 
 constexpr double kTolerance = 1e-3;
+
+using RotationKey = std::array<long, 9>;
+
+RotationKey key_of(const double r[3][3]) {
+    RotationKey key;
+    for (int k = 0; k < 9; k++) key[k] = std::lround(r[k / 3][k % 3]);
+    return key;
+}
 
 bool same_operation(const double r[3][3], const double t[3], const QUORIX_CARD& card) {
     for (int i = 0; i < 3; i++) {
@@ -17,8 +28,9 @@ bool same_operation(const double r[3][3], const double t[3], const QUORIX_CARD& 
     return true;
 }
 
-// The product a*b: first b, then a.
-bool product_listed(const QUORIX_CARD& a, const QUORIX_CARD& b, const QUORIX_SYMMETRY& symmetry) {
+// Whether the product a*b (first b, then a) is among the cards with its rotation.
+bool product_listed(const QUORIX_CARD& a, const QUORIX_CARD& b, const QUORIX_SYMMETRY& symmetry,
+                    const std::map<RotationKey, std::vector<int>>& by_rotation) {
     double r[3][3], t[3];
     for (int i = 0; i < 3; i++) {
         t[i] = a.t_f[i];
@@ -28,7 +40,9 @@ bool product_listed(const QUORIX_CARD& a, const QUORIX_CARD& b, const QUORIX_SYM
             t[i] += a.r_f[i][j] * b.t_f[j];
         }
     }
-    for (int k = 0; k < symmetry.total; k++)
+    const auto found = by_rotation.find(key_of(r));
+    if (found == by_rotation.end()) return false;
+    for (int k : found->second)
         if (same_operation(r, t, symmetry.card[k])) return true;
     return false;
 }
@@ -37,8 +51,10 @@ bool product_listed(const QUORIX_CARD& a, const QUORIX_CARD& b, const QUORIX_SYM
 
 bool quorix_symmetry_is_group(const QUORIX_SYMMETRY* symmetry) {
     if (!symmetry || !symmetry->card) return true;
+    std::map<RotationKey, std::vector<int>> by_rotation;
+    for (int k = 0; k < symmetry->total; k++) by_rotation[key_of(symmetry->card[k].r_f)].push_back(k);
     for (int a = 0; a < symmetry->total; a++)
         for (int b = 0; b < symmetry->total; b++)
-            if (!product_listed(symmetry->card[a], symmetry->card[b], *symmetry)) return false;
+            if (!product_listed(symmetry->card[a], symmetry->card[b], *symmetry, by_rotation)) return false;
     return true;
 }
