@@ -8,6 +8,7 @@
 #include "quorix-fp.hpp"
 #include "quorix-gh-percolation.hpp"
 #include "quorix-gh-sites.hpp"
+#include "quorix-kmc.hpp"
 #include "quorix-md.hpp"
 
 using namespace quorix_cmd;
@@ -371,7 +372,10 @@ void quorix_cmd_opt_do_kmc(QUORIX_CMD_OPT* opt) {
         !parse_double(opt, 11, t_limit, "t_limit") || !parse_long(opt, 12, step_limit, "step_limit") ||
         !parse_long(opt, 13, step_log, "step_log") || !parse_double(opt, 14, cutoff, "cutoff"))
         return;
-    report_not_implemented();
+    if (quorix_kmc_calculate_conductivity_from_file(opt->argv[2], opt->argv[3], type, os, supercell, sf, temperature,
+                                                    t_limit, step_limit, step_log, cutoff, opt->dir_symcards,
+                                                    opt->dir_unitary, opt->dir_binary) < 0.0)
+        std::fprintf(stderr, "Error: quorix_kmc_calculate_conductivity_from_file() returns negative value.\n");
 }
 
 void quorix_cmd_opt_do_md(QUORIX_CMD_OPT* opt) {

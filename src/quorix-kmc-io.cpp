@@ -1,0 +1,440 @@
+// Kinetic Monte Carlo outputs and pipeline: run settings and log files, displacement and
+// trajectory logs, printed results, result structures, and the run from a CIF and its cube.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "quorix-cube.hpp"
+#include "quorix-fft.hpp"
+#include "quorix-fp.hpp"
+#include "quorix-gh.hpp"
+#include "quorix-import-atom.hpp"
+#include "quorix-import-cif.hpp"
+#include "quorix-import-occ.hpp"
+#include "quorix-import-property.hpp"
+#include "quorix-import-write.hpp"
+#include "quorix-kmc-state.hpp"
+#include "quorix-kmc.hpp"
+#include "quorix-la.hpp"
+
+namespace {
+
+constexpr double kDefaultTemperature = 300.0;  // K
+constexpr long kDefaultStepLimit = 10000000;
+constexpr long kDefaultStepLog = 10000;
+constexpr double kSupercellReach = 25.0;       // A: default supercell spans at least this along each axis
+constexpr double kCellMismatch = 0.01;         // A: cube and CIF lattice vectors must agree to this
+constexpr double kShownOccupancy = 0.0005;     // sites below this are left out of the occupancy structure
+
+char sign_of(int os) { return os < 0 ? '-' : '+'; }
+
+// The tracked ions: the sites where ions started the production run, in site order.
+std::vector<long> tracked_ions(const QUORIX_KMC* kmc) {
+    std::vector<long> ions;
+    for (long o = 0; o < kmc->graph->total_v; o++)
+        if (kmc->kv[o].init && kmc->state->where[o] >= 0) ions.push_back(o);
+    return ions;
+}
+
+bool written(FILE* file) { return !std::ferror(file); }
+
+// A plain xyz frame with element symbols and the supercell, readable by common viewers.
+void write_element_frame(const QUORIX_KMC* kmc, const std::vector<long>& ions) {
+    FILE* file = kmc->state->xyz_elements;
+    if (!file) return;
+    const QUORIX_GRAPH* graph = kmc->graph;
+    std::fprintf(file, "%zu\n", ions.size());
+    std::fprintf(file, "Lattice=\"");
+    for (int i = 0; i < 3; i++)
+        for (int k = 0; k < 3; k++) std::fprintf(file, i + k ? " %.6lf" : "%.6lf", graph->a[i][k]);
+    std::fprintf(file, "\" Properties=species:S:1:pos:R:3 step=%ld t=%.6lf pbc=\"T T T\"\n", kmc->step, kmc->t);
+    for (const long o : ions) {
+        const double* x = graph->v[kmc->state->where[o]].x;
+        std::fprintf(file, "%s %lf %lf %lf\n", graph->type, x[0], x[1], x[2]);
+    }
+}
+
+FILE* create_log(const char* name) {
+    FILE* file = std::fopen(name, "wb");
+    if (!file) std::fprintf(stderr, "Error: unable to create log file %s.\n", name);
+    return file;
+}
+
+QUORIX_ATOM site_atom(const QUORIX_GRAPH* graph, long v, double occ) {
+    QUORIX_ATOM atom{};
+    quorix_copy_bounded(atom.name, graph->v[v].name, sizeof atom.name);
+    quorix_copy_bounded(atom.type, graph->type, sizeof atom.type);
+    atom.os = graph->os;
+    std::memcpy(atom.x, graph->v[v].x, sizeof atom.x);
+    atom.occ = occ;
+    return atom;
+}
+
+// A cell on the graph's lattice holding the given atoms.
+QUORIX_CELL* cell_of_atoms(const double a[3][3], const char* name, const std::vector<QUORIX_ATOM>& atoms) {
+    CellPtr cell(quorix_cell_new(0));
+    if (!cell) return nullptr;
+    std::memcpy(cell->a, a, sizeof cell->a);
+    quorix_copy_bounded(cell->name, name, sizeof cell->name);
+    cell->Z = 1;
+    if (!atoms.empty() && quorix_cell_replace_atoms(cell.get(), atoms.data(), static_cast<long>(atoms.size())))
+        return nullptr;
+    quorix_cell_update_fractional(cell.get());
+    return cell.release();
+}
+
+// Sites that share a name, in order of first appearance.
+struct SiteRow {
+    std::string name;
+    double occupancy = 0.0;  // summed first, then the mean
+    double reference = 0.0;
+    long multiplicity = 0;
+};
+
+std::vector<SiteRow> site_rows(const QUORIX_KMC* kmc) {
+    std::vector<SiteRow> rows;
+    for (long v = 0; v < kmc->graph->total_v; v++) {
+        const std::string name = kmc->graph->v[v].name;
+        SiteRow* row = nullptr;
+        for (SiteRow& r : rows)
+            if (r.name == name) row = &r;
+        if (!row) row = &rows.emplace_back(SiteRow{name});
+        row->occupancy += kmc->t_total > 0.0 ? kmc->kv[v].t / kmc->t_total : 0.0;
+        row->reference += kmc->graph->v[v].occ;
+        row->multiplicity++;
+    }
+    for (SiteRow& row : rows) {
+        row.occupancy /= row.multiplicity;
+        row.reference /= row.multiplicity;
+    }
+    return rows;
+}
+
+// ---------------------------------------------------------------- pipeline steps
+
+long count_conducting(const QUORIX_CELL* cell, const char* type, int os) {
+    long count = 0;
+    for (long i = 0; i < cell->total; i++)
+        if (cell->atom[i].os == os && std::strncmp(cell->atom[i].type, type, sizeof cell->atom[i].type) == 0) count++;
+    return count;
+}
+
+bool cube_matches_cell(const QUORIX_CUBE* cube, const QUORIX_CELL* cell) {
+    for (int i = 0; i < 3; i++)
+        for (int k = 0; k < 3; k++)
+            if (std::fabs(cube->a[i][k] - cell->a[i][k]) > kCellMismatch) return false;
+    return true;
+}
+
+void choose_supercell(const QUORIX_CELL* cell, const int* given, int* counts) {
+    for (int i = 0; i < 3; i++) {
+        counts[i] = given ? given[i] : 0;
+        if (counts[i] < 1) counts[i] = static_cast<int>(std::ceil(kSupercellReach / quorix_vector3_double_length(cell->a[i])));
+    }
+    std::printf("Message: supercell [%d, %d, %d]\n", counts[0], counts[1], counts[2]);
+}
+
+// The supercell site graph of a landscape and its structure; null after printing why.
+QUORIX_GRAPH* supergraph_from_cube(QUORIX_CUBE* cube, QUORIX_CELL* cell, const QUORIX_PROPERTY* property,
+                                   const int* counts) {
+    const FpcubePtr grid(quorix_fpcube_new_from_cube(cube));
+    if (!grid) {
+        std::fprintf(stderr, "Error: quorix_fpcube_new_from_cube() returns NULL.\n");
+        return nullptr;
+    }
+    const FphalfListPtr halves(quorix_fphalf_list_new_from_fpcube(grid.get()));
+    if (!halves) {
+        std::fprintf(stderr, "Error: quorix_fphalf_list_new_from_fpcube() returns NULL.\n");
+        return nullptr;
+    }
+    const FftPtr fft(quorix_fft_new_from_cube(cube));
+    if (!fft) {
+        std::fprintf(stderr, "Error: quorix_fft_new_from_cube() returns NULL.\n");
+        return nullptr;
+    }
+    const GraphPtr graph(quorix_graph_new_filled(halves.get(), fft.get(), cell, property));
+    if (!graph) {
+        std::fprintf(stderr, "Error: quorix_graph_new_filled() returns NULL.\n");
+        return nullptr;
+    }
+    QUORIX_GRAPH* super = quorix_graph_new_supergraph(graph.get(), counts);
+    if (!super) std::fprintf(stderr, "Error: quorix_graph_new_supergraph() returns NULL.\n");
+    return super;
+}
+
+bool names_clash(const std::string& output, const char* cif_name, const char* cube_name) {
+    if (output != cif_name && output != cube_name) return false;
+    std::fprintf(stderr, "Error: output file %s would overwrite an input file.\n", output.c_str());
+    return true;
+}
+
+int write_structure(QUORIX_CELL* cell, const std::string& name, const char* maker) {
+    if (!cell) {
+        std::fprintf(stderr, "Error: %s() returns NULL.\n", maker);
+        return 1;
+    }
+    const CellPtr owned(cell);
+    if (quorix_cell_export_cif_to_file(name.c_str(), cell, nullptr)) {
+        std::fprintf(stderr, "Error: quorix_cell_export_cif_to_file() returns non-zero.\n");
+        return 1;
+    }
+    return 0;
+}
+
+struct KmcFiles {
+    std::string log, xyz, elements, init, occ;
+    explicit KmcFiles(const std::string& cif)
+        : log(cif + ".kmc.log.txt"), xyz(cif + ".kmc.xyz.txt"), elements(cif + ".kmc.xyz"), init(cif + ".kmc.init.cif"),
+          occ(cif + ".kmc.cif") {}
+};
+
+// Reads the structure, its parameter set and landscape, and builds the simulation; null after
+// printing why. Nothing is written.
+QUORIX_KMC* kmc_from_files(const char* cif_name, const char* cube_name, const char* type, int os, const int* supercell,
+                           double sf, double cutoff, const char* dir_symcards, const char* dir_unitary,
+                           const char* dir_binary, CellPtr& cell, int* counts) {
+    QUORIX_CELL* read_cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    const int read = quorix_cell_import_cif_from_file(&read_cell, &symmetry, cif_name, dir_symcards, dir_unitary);
+    cell.reset(read_cell);
+    quorix_symmetry_free(symmetry);
+    if (read || !cell) {
+        std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
+        return nullptr;
+    }
+    if (count_conducting(cell.get(), type, os) == 0) {
+        std::fprintf(stderr, "Error: %s holds no %s%d%c ion to move.\n", cif_name, type, std::abs(os), sign_of(os));
+        return nullptr;
+    }
+    const PropertyPtr property(quorix_property_import_from_cell(cell.get(), type, os, sf, dir_unitary, dir_binary));
+    if (!property) {
+        std::fprintf(stderr, "Error: quorix_property_import_from_cell() returns NULL.\n");
+        return nullptr;
+    }
+    QUORIX_CUBE* read_cube = nullptr;
+    const int cube_read = quorix_cube_import_from_file(&read_cube, nullptr, cube_name, 1, nullptr);
+    CubePtr cube(read_cube);
+    if (cube_read || !cube) {
+        std::fprintf(stderr, "Error: quorix_cube_calculate_from_cell() returns NULL.\n");
+        return nullptr;
+    }
+    if (!cube_matches_cell(cube.get(), cell.get())) {
+        std::fprintf(stderr, "Error: the cell of %s does not match the cell of %s.\n", cube_name, cif_name);
+        return nullptr;
+    }
+    choose_supercell(cell.get(), supercell, counts);
+    GraphPtr super(supergraph_from_cube(cube.get(), cell.get(), property.get(), counts));
+    cube.reset();
+    if (!super) return nullptr;
+    QUORIX_KMC* kmc = quorix_kmc_new(super.get(), property.get(), cutoff);
+    if (!kmc) {
+        std::fprintf(stderr, "Error: quorix_kmc_new() returns NULL.\n");
+        return nullptr;
+    }
+    super.release();
+    return kmc;
+}
+
+}  // namespace
+
+QUORIX_KMC* quorix_kmc_new_from_file(const char* cif_name, const char* cube_name, const char* type, int os,
+                                     const int* supercell, double sf, double cutoff, const char* dir_symcards,
+                                     const char* dir_unitary, const char* dir_binary) {
+    if (!cif_name || !cube_name || !type) return nullptr;
+    CellPtr cell;
+    int counts[3];
+    return kmc_from_files(cif_name, cube_name, type, os, supercell, sf, cutoff, dir_symcards, dir_unitary, dir_binary,
+                          cell, counts);
+}
+
+// ---------------------------------------------------------------- settings and logs
+
+int quorix_kmc_init(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    kmc->t_total = 0.0;
+    if (kmc->temperature <= 0.0) kmc->temperature = kDefaultTemperature;
+    if (kmc->t_limit == 0.0 && kmc->step_limit == 0) {
+        kmc->t_limit = -0.1;
+        kmc->step_limit = -1;
+    }
+    if (kmc->t_limit < 0.0) kmc->t_limit = 0.0;
+    if (kmc->step_limit < 0) kmc->step_limit = kDefaultStepLimit;
+    if (kmc->step_log < 1 || kmc->step_log > kmc->step_limit) kmc->step_log = kDefaultStepLog;
+    if (!(kmc->log = create_log(kmc->logname)) || !(kmc->xyz = create_log(kmc->xyzname))) return 1;
+    if (!kmc->state->elements_name.empty() && !(kmc->state->xyz_elements = create_log(kmc->state->elements_name.c_str())))
+        return 1;
+    return quorix_kmc_reset(kmc);
+}
+
+int quorix_kmc_log(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    if (kmc->step_log < 1 || kmc->step % kmc->step_log != 0) return 0;
+    if (quorix_kmc_log_trj(kmc)) {
+        std::fprintf(stderr, "Error: quorix_kmc_log_trj() returns non-zero.\n");
+        return 1;
+    }
+    if (quorix_kmc_log_xyz(kmc)) {
+        std::fprintf(stderr, "Error: quorix_kmc_log_xyz() returns non-zero.\n");
+        return 1;
+    }
+    return 0;
+}
+
+int quorix_kmc_log_trj(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc) || !kmc->log) return 1;
+    const std::vector<long> ions = tracked_ions(kmc);
+    if (kmc->step == 0) {
+        std::fprintf(kmc->log, "step,t");
+        for (const long o : ions) std::fprintf(kmc->log, ",site%ld_dx,site%ld_dy,site%ld_dz", o, o, o);
+        std::fprintf(kmc->log, "\r\n");
+    }
+    std::fprintf(kmc->log, "%ld,%lf", kmc->step, kmc->t);
+    for (const long o : ions) {
+        double d[3];
+        quorix_kmc_displacement(kmc, o, d);
+        std::fprintf(kmc->log, ",%lf,%lf,%lf", d[0], d[1], d[2]);
+    }
+    std::fprintf(kmc->log, "\r\n");
+    return written(kmc->log) ? 0 : 1;
+}
+
+int quorix_kmc_log_xyz(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc) || !kmc->xyz) return 1;
+    const std::vector<long> ions = tracked_ions(kmc);
+    std::fprintf(kmc->xyz, "%ld\n", static_cast<long>(ions.size()));
+    std::fprintf(kmc->xyz, "%ld %12.6lf\n", kmc->step, kmc->t);
+    for (const long o : ions) {
+        const QUORIX_GRAPH_VERTEX& v = kmc->graph->v[kmc->state->where[o]];
+        std::fprintf(kmc->xyz, "%s %lf %lf %lf\n", v.name, v.x[0], v.x[1], v.x[2]);
+    }
+    write_element_frame(kmc, ions);
+    return written(kmc->xyz) && (!kmc->state->xyz_elements || written(kmc->state->xyz_elements)) ? 0 : 1;
+}
+
+// ---------------------------------------------------------------- printing
+
+void quorix_kmc_print(const QUORIX_KMC* kmc) {
+    if (!kmc || !kmc->graph) {
+        std::printf("KMC: (not allocated)\n");
+        return;
+    }
+    quorix_kmc_print_short(kmc);
+    for (long v = 0; v < kmc->graph->total_v; v++)
+        std::printf("KMC: site %ld [%s] en = %.4lf eV; occupied = %d; neighbours = %ld; saddles near = %ld\n", v,
+                    kmc->graph->v[v].name, kmc->kv[v].en, kmc->kv[v].occupied ? 1 : 0, kmc->kv[v].total_v,
+                    kmc->kv[v].total_e);
+    for (long m = 0; m < kmc->graph->total_e; m++)
+        std::printf("KMC: hop %ld: %ld -> %ld; en = %.4lf eV; l = %.3lf A; f = %.3lf THz; r = %.3e /ps\n", m,
+                    kmc->graph->e[m].v_i->index, kmc->graph->e[m].v_f->index, kmc->ke[m].en, kmc->ke[m].l,
+                    kmc->ke[m].f, kmc->ke[m].r);
+}
+
+void quorix_kmc_print_short(const QUORIX_KMC* kmc) {
+    if (!kmc || !kmc->graph) {
+        std::printf("KMC: (not allocated)\n");
+        return;
+    }
+    std::printf("KMC: %ld sites, %ld hops; step = %ld; t = %.3e ps; temperature = %.2lf K\n", kmc->graph->total_v,
+                kmc->graph->total_e, kmc->step, kmc->t, kmc->temperature);
+}
+
+void quorix_kmc_print_result(const QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return;
+    const QUORIX_GRAPH* graph = kmc->graph;
+    std::printf("KMC: temperature = %.3lf\n", kmc->temperature);
+    std::printf("KMC: conducting species: %s%d%c\n", graph->type, std::abs(graph->os), sign_of(graph->os));
+    std::printf("KMC: time = %.1e / %.1e (time_total = %.1e) fs\n", kmc->t, kmc->t_limit, kmc->t_total);
+    std::printf("KMC: step = %ld / %ld; step_log = %ld\n", kmc->step, kmc->step_limit, kmc->step_log);
+    const double* s = kmc->displacement;
+    std::printf("KMC: displacement = %lf, (%lf, %lf, %lf) A\n", s[3], s[0], s[1], s[2]);
+    s = kmc->diffusivity;
+    std::printf("KMC: diffusivity = %.2e, (%.2e, %.2e, %.2e) E-8 m^2/s\n", s[3], s[0], s[1], s[2]);
+    s = kmc->mobility;
+    std::printf("KMC: mobility = %.2e, (%.2e, %.2e, %.2e) E-8 m^2/(V*s)\n", s[3], s[0], s[1], s[2]);
+    s = kmc->conductivity;
+    std::printf("KMC: conductivity = %.2e, (%.2e, %.2e, %.2e) S/cm\n", s[3], s[0], s[1], s[2]);
+    std::printf("KMC: total site = %ld\n", graph->total_v);
+    std::printf("KMC: summary of site-averaged occupancy:\n");
+    double occupancy = 0.0, reference = 0.0;
+    for (const SiteRow& row : site_rows(kmc)) {
+        std::printf("KMC: [%8s] %.3lf (multiplicity = %4ld)\n", row.name.c_str(), row.occupancy, row.multiplicity);
+        occupancy += row.occupancy;
+        reference += row.reference;
+    }
+    std::printf("KMC: [%8s] %.3lf / %.3lf\n", "total", occupancy, reference);
+    std::printf("KMC: displacement information saved to %s\n", kmc->logname);
+    std::printf("KMC: trajectory information saved to %s\n", kmc->xyzname);
+}
+
+// ---------------------------------------------------------------- result structures
+
+QUORIX_CELL* quorix_kmc_export_to_cell(const QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return nullptr;
+    std::vector<QUORIX_ATOM> atoms;
+    for (long v = 0; v < kmc->graph->total_v; v++)
+        if (kmc->kv[v].init) atoms.push_back(site_atom(kmc->graph, v, 1.0));
+    return cell_of_atoms(kmc->graph->a, "kmc-initial", atoms);
+}
+
+QUORIX_CELL* quorix_kmc_export_occ_to_cell(const QUORIX_KMC* kmc, const QUORIX_CELL* supercell_cell) {
+    if (!quorix_kmc_usable(kmc) || !supercell_cell || (supercell_cell->total > 0 && !supercell_cell->atom)) return nullptr;
+    const QUORIX_GRAPH* graph = kmc->graph;
+    std::vector<QUORIX_ATOM> atoms;
+    for (long i = 0; i < supercell_cell->total; i++) {
+        const QUORIX_ATOM& atom = supercell_cell->atom[i];
+        if (atom.os != graph->os || std::strncmp(atom.type, graph->type, sizeof atom.type) != 0) atoms.push_back(atom);
+    }
+    for (long v = 0; v < graph->total_v; v++) {
+        const double occ = kmc->t_total > 0.0 ? kmc->kv[v].t / kmc->t_total : 0.0;
+        if (occ >= kShownOccupancy) atoms.push_back(site_atom(graph, v, occ));
+    }
+    return cell_of_atoms(supercell_cell->a, supercell_cell->name, atoms);
+}
+
+// ---------------------------------------------------------------- pipeline
+
+double quorix_kmc_calculate_conductivity_from_file(const char* cif_name, const char* cube_name, const char* type,
+                                                   int os, const int* supercell, double sf, double temperature,
+                                                   double t_limit, long step_limit, long step_log, double cutoff,
+                                                   const char* dir_symcards, const char* dir_unitary,
+                                                   const char* dir_binary) {
+    constexpr double kFailure = -0.1;
+    if (!cif_name || !cube_name || !type) return kFailure;
+    const KmcFiles files(cif_name);
+    for (const std::string* output : {&files.log, &files.xyz, &files.elements, &files.init, &files.occ})
+        if (names_clash(*output, cif_name, cube_name)) return kFailure;
+    CellPtr cell;
+    int counts[3];
+    KmcPtr kmc(kmc_from_files(cif_name, cube_name, type, os, supercell, sf, cutoff, dir_symcards, dir_unitary,
+                              dir_binary, cell, counts));
+    if (!kmc) return kFailure;
+    kmc->temperature = temperature;
+    kmc->t_limit = t_limit;
+    kmc->step_limit = step_limit;
+    kmc->step_log = step_log;
+    quorix_copy_bounded(kmc->logname, files.log.c_str(), sizeof kmc->logname);
+    quorix_copy_bounded(kmc->xyzname, files.xyz.c_str(), sizeof kmc->xyzname);
+    kmc->state->elements_name = files.elements;
+    if (quorix_kmc_init(kmc.get())) {
+        std::fprintf(stderr, "Error: quorix_kmc_init() returns non-zero.\n");
+        return kFailure;
+    }
+    if (write_structure(quorix_kmc_export_to_cell(kmc.get()), files.init, "quorix_kmc_export_to_cell"))
+        return kFailure;
+    if (quorix_kmc_calculate_conductivity(kmc.get())) {
+        std::fprintf(stderr, "Error: quorix_kmc_calculate_conductivity() returns non-zero.\n");
+        return kFailure;
+    }
+    const CellPtr super(quorix_cell_supercell(cell.get(), counts));
+    if (!super) {
+        std::fprintf(stderr, "Error: quorix_cell_supercell() returns NULL.\n");
+        return kFailure;
+    }
+    if (write_structure(quorix_kmc_export_occ_to_cell(kmc.get(), super.get()), files.occ,
+                        "quorix_kmc_export_occ_to_cell"))
+        return kFailure;
+    return kmc->conductivity[3];
+}

@@ -1,0 +1,677 @@
+// Kinetic Monte Carlo on the site graph: neighbour tables, initial occupation, hop rates kept up
+// to date locally after each hop, hop selection through the rate tree, and the transport averages.
+#include "quorix-kmc.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "quorix-gh.hpp"
+#include "quorix-import-pair.hpp"
+#include "quorix-kmc-state.hpp"
+#include "quorix-la.hpp"
+
+namespace {
+
+constexpr double kDefaultCutoff = 5.0;          // A
+constexpr double kBoltzmann = 8.6173324e-5;     // eV/K
+constexpr double kFrequencyFactor = 15.6;       // THz from sqrt(eV/A^2/u)
+constexpr double kMinimumCurvature = 0.001;     // eV/A^2
+constexpr double kMinimumTotalRate = 1e-20;     // 1/ps
+constexpr double kElementaryOverBoltzmann = 11604.52;  // K/V
+constexpr double kChargeFactor = 1.60217662;    // e in 1e-19 C
+constexpr long kMinimumEquilibration = 10000;
+
+int64_t quantize(double energy) { return std::llround(energy / kKmcEnergyQuantum); }
+double energy_of(int64_t quanta) { return static_cast<double>(quanta) * kKmcEnergyQuantum; }
+
+long vertex_index(const QUORIX_KMC* kmc, const QUORIX_GRAPH_VERTEX* v) { return v - kmc->graph->v; }
+
+template <class T>
+bool append(T*& array, long& total, const T& value) {
+    auto* grown = static_cast<T*>(std::realloc(array, (total + 1) * sizeof(T)));
+    if (!grown) return false;
+    array = grown;
+    array[total++] = value;
+    return true;
+}
+
+// Grows a count-and-array pair and a parallel array that shares the count.
+template <class T, class U>
+bool append_pair(T*& array, U*& parallel, long& total, const T& value, const U& other) {
+    long count = total;
+    if (!append(array, count, value)) return false;
+    count = total;
+    if (!append(parallel, count, other)) return false;
+    total = count;
+    return true;
+}
+
+// Curvature of the landscape along the hop at its initial site: the diagonal second derivatives
+// along the lattice directions (from the site's eigen-decomposition) weighted by the length of
+// the hop direction's projection on each.
+double hop_curvature(const QUORIX_GRAPH* graph, const QUORIX_GRAPH_EDGE& edge) {
+    const QUORIX_GRAPH_VERTEX& site = *edge.v_i;
+    double k = 0.0;
+    for (int d = 0; d < 3; d++) {
+        double hessian_dd = 0.0;
+        for (int j = 0; j < 3; j++) hessian_dd += site.eig[j] * site.eiv[j][d] * site.eiv[j][d];
+        const double length = quorix_vector3_double_length(graph->a[d]);
+        const double projection = length > 0.0 ? quorix_vector3_double_dot(edge.dir, graph->a[d]) / length : 0.0;
+        k += hessian_dd * std::fabs(projection);
+    }
+    return std::fmax(k, kMinimumCurvature);
+}
+
+struct Coulomb {
+    double qq;
+    double sigma;
+    double cutoff;
+    double energy(double r) const { return kQuorixEvPerUnit * quorix_energy_coulombic(r, qq, sigma); }
+};
+
+// Fractional coordinates on the graph's lattice, for a quick rejection of far pairs: a vector
+// shorter than r has each fractional component (wrapped to [-1/2, 1/2]) below r times the length
+// of the reciprocal vector, under every lattice translation.
+class FarTest {
+public:
+    FarTest(const double a[3][3], double cutoff) {
+        const double volume = quorix_matrix33_double_determinant(a);
+        for (int k = 0; k < 3; k++) {
+            quorix_vector3_double_cross(reciprocal_[k], a[(k + 1) % 3], a[(k + 2) % 3]);
+            for (double& c : reciprocal_[k]) c /= volume;
+            reach_[k] = cutoff * quorix_vector3_double_length(reciprocal_[k]) * (1.0 + 1e-9) + 1e-12;
+        }
+    }
+
+    std::array<double, 3> fractional(const double* x) const {
+        return {quorix_vector3_double_dot(x, reciprocal_[0]), quorix_vector3_double_dot(x, reciprocal_[1]),
+                quorix_vector3_double_dot(x, reciprocal_[2])};
+    }
+
+    bool far(const std::array<double, 3>& f1, const std::array<double, 3>& f2) const {
+        for (int k = 0; k < 3; k++) {
+            const double d = f2[k] - f1[k];
+            if (std::fabs(d - std::nearbyint(d)) > reach_[k]) return true;
+        }
+        return false;
+    }
+
+private:
+    double reciprocal_[3][3];
+    double reach_[3];
+};
+
+std::vector<std::array<double, 3>> fractional_positions(const FarTest& test, const QUORIX_GRAPH* graph, bool saddles) {
+    std::vector<std::array<double, 3>> f;
+    const long total = saddles ? graph->total_e : graph->total_v;
+    for (long i = 0; i < total; i++) f.push_back(test.fractional(saddles ? graph->e[i].x : graph->v[i].x));
+    return f;
+}
+
+// Site pairs within the cutoff, each distance computed once so both sites hold the same energy.
+int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
+    QUORIX_GRAPH* graph = kmc->graph;
+    const auto f = fractional_positions(test, graph, false);
+    for (long i = 0; i < graph->total_v; i++)
+        for (long j = i + 1; j < graph->total_v; j++) {
+            if (test.far(f[i], f[j])) continue;
+            const double r = quorix_dot_distance(graph->v[i].x, graph->v[j].x, graph->a);
+            if (!(r < coulomb.cutoff)) continue;
+            const double de = coulomb.energy(r);
+            for (const auto& [a, b] : {std::pair{i, j}, std::pair{j, i}}) {
+                if (!append_pair(kmc->kv[a].v_n, kmc->kv[a].v_de, kmc->kv[a].total_v, b, de)) {
+                    std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].v_n.\n", a);
+                    return 1;
+                }
+                kmc->state->site_de[a].push_back(quantize(de));
+            }
+        }
+    return 0;
+}
+
+// Saddles within the cutoff of each site, and the sites around each saddle other than its ends.
+int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
+    QUORIX_GRAPH* graph = kmc->graph;
+    const auto f_site = fractional_positions(test, graph, false);
+    const auto f_saddle = fractional_positions(test, graph, true);
+    for (long i = 0; i < graph->total_v; i++)
+        for (long m = 0; m < graph->total_e; m++) {
+            if (test.far(f_site[i], f_saddle[m])) continue;
+            const QUORIX_GRAPH_EDGE& edge = graph->e[m];
+            const double r = quorix_dot_distance(graph->v[i].x, edge.x, graph->a);
+            if (!(r < coulomb.cutoff)) continue;
+            if (!append(kmc->kv[i].e_n, kmc->kv[i].total_e, m)) {
+                std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].e_n.\n", i);
+                return 1;
+            }
+            if (edge.v_i == &graph->v[i] || edge.v_f == &graph->v[i]) continue;
+            const double de = coulomb.energy(r);
+            QUORIX_KMC_EDGE& ke = kmc->ke[m];
+            if (!append_pair(ke.v_n, ke.v_de, ke.total_v, i, de)) {
+                std::fprintf(stderr, "Error: unable to reallocate kmc->ke[%ld].v_n.\n", m);
+                return 1;
+            }
+            kmc->state->saddle_de[m].push_back(quantize(de));
+            kmc->state->near_saddles[i].push_back({m, quantize(de)});
+        }
+    return 0;
+}
+
+int build_edges(QUORIX_KMC* kmc) {
+    QUORIX_GRAPH* graph = kmc->graph;
+    QuorixKmcState& state = *kmc->state;
+    for (long m = 0; m < graph->total_e; m++) {
+        QUORIX_KMC_EDGE& ke = kmc->ke[m];
+        QUORIX_GRAPH_EDGE& edge = graph->e[m];
+        ke.e = &edge;
+        ke.en = edge.en;
+        ke.l = edge.l;
+        ke.f = kFrequencyFactor * std::sqrt(hop_curvature(graph, edge) / graph->m);
+        ke.r2 = static_cast<double*>(std::calloc(std::max(1, edge.v_f->total_e), sizeof(double)));
+        if (!ke.r2) {
+            std::fprintf(stderr, "Error: unable to allocate kmc->ke[%ld].r2.\n", m);
+            return 1;
+        }
+        const QUORIX_KMC_VERTEX& final_site = kmc->kv[vertex_index(kmc, edge.v_f)];
+        for (long k = 0; k < final_site.total_v; k++)
+            if (final_site.v_n[k] == vertex_index(kmc, edge.v_i)) state.end_de[m] = state.site_de[vertex_index(kmc, edge.v_f)][k];
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------- occupation and rates
+
+void mark_site(QUORIX_KMC* kmc, long v) {
+    if (kmc->kv[v].update) return;
+    kmc->kv[v].update = true;
+    kmc->state->marked_sites.push_back(v);
+}
+
+// Only a hop from an occupied to an empty site (an active hop) has a rate. A hop that had no
+// rate and is not active keeps a zero rate, so it is not marked.
+void mark_edge(QUORIX_KMC* kmc, long m) {
+    QuorixKmcState& state = *kmc->state;
+    if (state.marked[m] || (!state.active[m] && state.rate[m] == 0.0)) return;
+    state.marked[m] = 1;
+    state.marked_edges.push_back(m);
+}
+
+// Hops at site v and their reverses, whose activity may have changed with v's occupation.
+void mark_hops_of(QUORIX_KMC* kmc, long v) {
+    const QuorixKmcState& state = *kmc->state;
+    for (long k = state.hops_begin[v]; k < state.hops_begin[v + 1]; k++) {
+        mark_edge(kmc, state.hops[k]);
+        mark_edge(kmc, state.reverse[state.hops[k]]);
+    }
+}
+
+// Hops at site v, whose occupation is unchanged, after the energy of v changed: only active
+// ones can have or gain a rate.
+void mark_active_hops_at(QUORIX_KMC* kmc, long v) {
+    const QuorixKmcState& state = *kmc->state;
+    for (long k = state.hops_begin[v]; k < state.hops_begin[v + 1]; k++) {
+        const long m = state.hops[k];
+        if (state.active[m]) mark_edge(kmc, m);
+        if (state.active[state.reverse[m]]) mark_edge(kmc, state.reverse[m]);
+    }
+}
+
+void update_activity(QuorixKmcState& state, long v) {
+    for (long k = state.hops_begin[v]; k < state.hops_begin[v + 1]; k++)
+        for (const long m : {state.hops[k], state.reverse[state.hops[k]]})
+            state.active[m] = state.occupied[state.from[m]] && !state.occupied[state.to[m]];
+}
+
+// Puts an ion on (sign 1) or takes it off (sign -1) a site, keeping the Coulomb sums of the
+// sites and saddles around it and the site's occupied time.
+void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
+    QuorixKmcState& state = *kmc->state;
+    QUORIX_KMC_VERTEX& site = kmc->kv[v];
+    site.occupied = sign > 0;
+    state.occupied[v] = site.occupied;
+    update_activity(state, v);
+    if (sign > 0) {
+        state.since[v] = state.clock;
+    } else {
+        site.t += state.clock - state.since[v];
+    }
+    for (long k = 0; k < site.total_v; k++) state.site_phi[site.v_n[k]] += sign * state.site_de[v][k];
+    for (const auto& [m, de] : state.near_saddles[v]) state.saddle_phi[m] += sign * de;
+    mark_site(kmc, v);
+}
+
+// Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
+double barrier_of(const QUORIX_KMC* kmc, long m) {
+    const QuorixKmcState& state = *kmc->state;
+    const long i = state.from[m];
+    const long f = state.to[m];
+    // The final site is empty, so it adds nothing to the initial site's sum; the initial site's
+    // ion is taken out of the final site's sum.
+    const double e_i = kmc->kv[i].en + energy_of(state.site_phi[i]);
+    const double e_f = kmc->kv[f].en + energy_of(state.site_phi[f] - state.end_de[m]);
+    const double e_s = kmc->ke[m].en + energy_of(state.saddle_phi[m]);
+    return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
+}
+
+// A hop keeps its rate while its barrier is unchanged, which spares most exponentials.
+void recompute_marked_edges(QUORIX_KMC* kmc) {
+    QuorixKmcState& state = *kmc->state;
+    const double kT = kBoltzmann * kmc->temperature;
+    for (const long m : state.marked_edges) {
+        QUORIX_KMC_EDGE& ke = kmc->ke[m];
+        state.marked[m] = 0;
+        double r = 0.0;
+        if (state.active[m]) {
+            const double barrier = barrier_of(kmc, m);
+            if (barrier == state.barrier[m]) continue;
+            state.barrier[m] = barrier;
+            r = ke.f * std::exp(-barrier / kT);
+        } else {
+            state.barrier[m] = NAN;
+        }
+        if (r == ke.r) continue;
+        ke.r = state.rate[m] = r;
+        state.tree.set(m, r);
+    }
+    state.marked_edges.clear();
+    state.tree.flush();
+}
+
+void recompute_sums(QUORIX_KMC* kmc) {
+    QuorixKmcState& state = *kmc->state;
+    std::fill(state.site_phi.begin(), state.site_phi.end(), 0);
+    std::fill(state.saddle_phi.begin(), state.saddle_phi.end(), 0);
+    for (long v = 0; v < kmc->graph->total_v; v++) {
+        if (!kmc->kv[v].occupied) continue;
+        for (long k = 0; k < kmc->kv[v].total_v; k++) state.site_phi[kmc->kv[v].v_n[k]] += state.site_de[v][k];
+        for (const auto& [m, de] : state.near_saddles[v]) state.saddle_phi[m] += de;
+    }
+}
+
+// Site energy with the Coulomb terms of the occupied sites around it.
+double effective_energy(const QUORIX_KMC* kmc, long v) { return kmc->kv[v].en + energy_of(kmc->state->site_phi[v]); }
+
+void add_time_of_occupied_sites(QUORIX_KMC* kmc) {
+    QuorixKmcState& state = *kmc->state;
+    for (long v = 0; v < kmc->graph->total_v; v++)
+        if (kmc->kv[v].occupied) {
+            kmc->kv[v].t += state.clock - state.since[v];
+            state.since[v] = state.clock;
+        }
+}
+
+// One ion on an empty site drawn with probability proportional to its occupancy; -1 when the
+// empty sites carry no occupancy.
+long draw_site_by_occupancy(const QUORIX_KMC* kmc) {
+    double weight = 0.0;
+    for (long v = 0; v < kmc->graph->total_v; v++)
+        if (!kmc->kv[v].occupied && kmc->graph->v[v].occ > 0.0) weight += kmc->graph->v[v].occ;
+    if (!(weight > 1e-6)) return -1;
+    const double target = quorix_kmc_random() * weight;
+    double running = 0.0;
+    long last = -1;
+    for (long v = 0; v < kmc->graph->total_v; v++) {
+        if (kmc->kv[v].occupied || !(kmc->graph->v[v].occ > 0.0)) continue;
+        running += kmc->graph->v[v].occ;
+        last = v;
+        if (running >= target) return v;
+    }
+    return last;
+}
+
+long lowest_empty_site(const QUORIX_KMC* kmc) {
+    long best = -1;
+    for (long v = 0; v < kmc->graph->total_v; v++)
+        if (!kmc->kv[v].occupied && (best < 0 || effective_energy(kmc, v) < effective_energy(kmc, best))) best = v;
+    return best;
+}
+
+int place_ions(QUORIX_KMC* kmc) {
+    double to_place = kmc->graph->total_occ;
+    while (to_place >= 1.0) {
+        const long v = draw_site_by_occupancy(kmc);
+        if (v < 0) break;
+        change_occupation(kmc, v, 1);
+        to_place -= 1.0;
+    }
+    while (to_place >= 0.999999) {
+        const long v = lowest_empty_site(kmc);
+        if (v < 0) {
+            std::fprintf(stderr, "Error: index_min = %ld out of bound.\n", v);
+            return 1;
+        }
+        change_occupation(kmc, v, 1);
+        to_place -= 1.0;
+    }
+    return 0;
+}
+
+// Every occupied site starts a tracked ion; empty sites track none.
+void start_tracking(QUORIX_KMC* kmc) {
+    QuorixKmcState& state = *kmc->state;
+    state.ions = 0;
+    for (long v = 0; v < kmc->graph->total_v; v++) {
+        QUORIX_KMC_VERTEX& site = kmc->kv[v];
+        site.init = site.occupied;
+        site.origin = site.occupied ? v : -1;
+        state.where[v] = site.origin;
+        std::memset(site.y_i, 0, sizeof site.y_i);
+        std::memset(site.d, 0, sizeof site.d);
+        if (site.occupied) state.ions++;
+    }
+}
+
+// The ion on the hop's initial site moves to its final site.
+void move_ion(QUORIX_KMC* kmc, long m) {
+    const QUORIX_GRAPH_EDGE& edge = kmc->graph->e[m];
+    change_occupation(kmc, vertex_index(kmc, edge.v_i), -1);
+    change_occupation(kmc, vertex_index(kmc, edge.v_f), 1);
+}
+
+void carry_origin(QUORIX_KMC* kmc, long m) {
+    const QUORIX_GRAPH_EDGE& edge = kmc->graph->e[m];
+    QUORIX_KMC_VERTEX& from = kmc->kv[vertex_index(kmc, edge.v_i)];
+    QUORIX_KMC_VERTEX& to = kmc->kv[vertex_index(kmc, edge.v_f)];
+    const long origin = from.origin;
+    to.origin = origin;
+    from.origin = -1;
+    if (origin < 0) return;
+    kmc->state->where[origin] = vertex_index(kmc, edge.v_f);
+    for (int k = 0; k < 3; k++) kmc->kv[origin].y_i[k] += edge.bound[k];
+}
+
+double linear_total_rate(const QUORIX_KMC* kmc) {
+    double total = 0.0;
+    for (long m = 0; m < kmc->graph->total_e; m++)
+        if (kmc->ke[m].r > 0.0) total += kmc->ke[m].r;
+    return total;
+}
+
+long linear_select(const QUORIX_KMC* kmc, double target) {
+    double running = 0.0;
+    for (long m = 0; m < kmc->graph->total_e; m++) {
+        if (!(kmc->ke[m].r > 0.0)) continue;
+        running += kmc->ke[m].r;
+        if (running >= target) return m;
+    }
+    return -1;
+}
+
+double total_rate(const QUORIX_KMC* kmc) {
+    return kmc->state->linear_scan ? linear_total_rate(kmc) : kmc->state->tree.total();
+}
+
+long select_edge(const QUORIX_KMC* kmc, double total, double u) {
+    return kmc->state->linear_scan ? linear_select(kmc, u * total) : kmc->state->tree.select(u * total);
+}
+
+// Draws the hop; -1 after printing the failure.
+long draw_hop(const QUORIX_KMC* kmc, double total) {
+    const long m = select_edge(kmc, total, quorix_kmc_random());
+    if (m < 0) std::fprintf(stderr, "Error: transition failed.\n");
+    return m;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- records
+
+QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property, double cutoff) {
+    if (!graph || graph->total_v < 1 || graph->total_e < 1 || !property || property->conducting < 0 ||
+        property->conducting >= property->total || !property->uni || !(graph->m > 0.0)) {
+        std::fprintf(stderr, "Error: QUORIX_KMC needs a site network with at least one hop and its parameter set.\n");
+        return nullptr;
+    }
+    KmcPtr kmc(static_cast<QUORIX_KMC*>(std::calloc(1, sizeof(QUORIX_KMC))));
+    if (!kmc) return nullptr;
+    kmc->kv = static_cast<QUORIX_KMC_VERTEX*>(std::calloc(graph->total_v, sizeof(QUORIX_KMC_VERTEX)));
+    kmc->ke = static_cast<QUORIX_KMC_EDGE*>(std::calloc(graph->total_e, sizeof(QUORIX_KMC_EDGE)));
+    kmc->state = new (std::nothrow) QuorixKmcState;
+    if (!kmc->kv || !kmc->ke || !kmc->state) return nullptr;
+    kmc->graph = graph;
+    QuorixKmcState& state = *kmc->state;
+    state.site_de.resize(graph->total_v);
+    state.saddle_de.resize(graph->total_e);
+    state.near_saddles.resize(graph->total_v);
+    state.end_de.assign(graph->total_e, 0);
+    state.site_phi.assign(graph->total_v, 0);
+    state.saddle_phi.assign(graph->total_e, 0);
+    state.where.assign(graph->total_v, -1);
+    state.since.assign(graph->total_v, 0.0);
+    state.tree.resize(graph->total_e);
+    state.occupied.assign(graph->total_v, 0);
+    state.rate.assign(graph->total_e, 0.0);
+    state.marked.assign(graph->total_e, 0);
+    state.active.assign(graph->total_e, 0);
+    state.barrier.assign(graph->total_e, NAN);
+    state.hops_begin.push_back(0);
+    for (long v = 0; v < graph->total_v; v++) {
+        for (int k = 0; k < graph->v[v].total_e; k++) state.hops.push_back(graph->v[v].e[k] - graph->e);
+        state.hops_begin.push_back(static_cast<long>(state.hops.size()));
+    }
+    for (long m = 0; m < graph->total_e; m++) {
+        state.from.push_back(graph->e[m].v_i - graph->v);
+        state.to.push_back(graph->e[m].v_f - graph->v);
+        state.reverse.push_back(graph->e[m].e_r ? graph->e[m].e_r - graph->e : m);
+    }
+    for (long v = 0; v < graph->total_v; v++) {
+        kmc->kv[v].v = &graph->v[v];
+        kmc->kv[v].en = graph->v[v].en;
+        kmc->kv[v].origin = -1;
+    }
+    const QUORIX_PROPERTY_UNITARY& ion = property->uni[property->conducting];
+    const Coulomb coulomb{ion.q * ion.q, 2.0 * property->sf * ion.rc, cutoff < 0.0 ? kDefaultCutoff : cutoff};
+    const FarTest test(graph->a, coulomb.cutoff);
+    if (build_site_neighbours(kmc.get(), coulomb, test) || build_saddle_neighbours(kmc.get(), coulomb, test) ||
+        build_edges(kmc.get())) {
+        kmc->graph = nullptr;  // the caller keeps the graph on failure
+        return nullptr;
+    }
+    return kmc.release();
+}
+
+void quorix_kmc_free(QUORIX_KMC* kmc) {
+    if (!kmc) return;
+    if (kmc->log) std::fclose(kmc->log);
+    if (kmc->xyz) std::fclose(kmc->xyz);
+    if (kmc->state && kmc->state->xyz_elements) std::fclose(kmc->state->xyz_elements);
+    const long total_v = kmc->graph ? kmc->graph->total_v : 0;
+    const long total_e = kmc->graph ? kmc->graph->total_e : 0;
+    for (long v = 0; kmc->kv && v < total_v; v++) {
+        std::free(kmc->kv[v].v_n);
+        std::free(kmc->kv[v].e_n);
+        std::free(kmc->kv[v].v_de);
+    }
+    for (long m = 0; kmc->ke && m < total_e; m++) {
+        std::free(kmc->ke[m].v_n);
+        std::free(kmc->ke[m].v_de);
+        std::free(kmc->ke[m].r2);
+    }
+    std::free(kmc->kv);
+    std::free(kmc->ke);
+    delete kmc->state;
+    quorix_graph_free(kmc->graph);
+    std::free(kmc);
+}
+
+double quorix_kmc_random() { return quorix_random(); }
+
+bool quorix_kmc_usable(const QUORIX_KMC* kmc) {
+    if (kmc && kmc->graph && kmc->kv && kmc->ke && kmc->state) return true;
+    std::fprintf(stderr, "Error: QUORIX_KMC has not been properly initialized.\n");
+    return false;
+}
+
+void quorix_kmc_displacement(const QUORIX_KMC* kmc, long origin, double d[3]) {
+    const QUORIX_GRAPH* graph = kmc->graph;
+    const long v = kmc->state->where[origin];
+    for (int k = 0; k < 3; k++) {
+        d[k] = graph->v[v].x[k] - graph->v[origin].x[k];
+        for (int j = 0; j < 3; j++) d[k] += kmc->kv[origin].y_i[j] * graph->a[j][k];
+    }
+}
+
+// ---------------------------------------------------------------- simulation
+
+int quorix_kmc_reset(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    add_time_of_occupied_sites(kmc);
+    kmc->step = 0;
+    kmc->t = 0.0;
+    for (long v = 0; v < kmc->graph->total_v; v++) {
+        QUORIX_KMC_VERTEX& site = kmc->kv[v];
+        site.occupied = site.init = false;
+        kmc->state->occupied[v] = 0;
+        update_activity(*kmc->state, v);
+        site.origin = -1;
+        std::memset(site.y_i, 0, sizeof site.y_i);
+        std::memset(site.d, 0, sizeof site.d);
+    }
+    recompute_sums(kmc);
+    if (place_ions(kmc)) {
+        std::fprintf(stderr, "Error: unable to assign occ.\n");
+        return 1;
+    }
+    start_tracking(kmc);
+    return quorix_kmc_update_rate_all(kmc);
+}
+
+int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    recompute_sums(kmc);
+    QuorixKmcState& state = *kmc->state;
+    std::fill(state.barrier.begin(), state.barrier.end(), NAN);  // the temperature may have changed
+    for (long m = 0; m < kmc->graph->total_e; m++)
+        if (!state.marked[m]) {
+            state.marked[m] = 1;
+            state.marked_edges.push_back(m);
+        }
+    return quorix_kmc_update_rate(kmc);
+}
+
+int quorix_kmc_update_rate(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc) || !(kmc->temperature > 0.0)) {
+        std::fprintf(stderr, "Error: wrong inputs for generating rates.\n");
+        return 1;
+    }
+    QuorixKmcState& state = *kmc->state;
+    for (const long v : state.marked_sites) {
+        QUORIX_KMC_VERTEX& site = kmc->kv[v];
+        for (long k = 0; k < site.total_v; k++) mark_active_hops_at(kmc, site.v_n[k]);
+        for (const auto& near : state.near_saddles[v])
+            if (state.active[near.first]) mark_edge(kmc, near.first);
+        mark_hops_of(kmc, v);
+        site.update = false;
+    }
+    state.marked_sites.clear();
+    recompute_marked_edges(kmc);
+    return 0;
+}
+
+int quorix_kmc_equilibrate(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    long hops = static_cast<long>(kmc->step_limit * 0.01);
+    if (hops <= kMinimumEquilibration) hops = kMinimumEquilibration;
+    for (long step = 0; step < hops; step++) {
+        const double total = total_rate(kmc);
+        if (total < kMinimumTotalRate) {
+            std::fprintf(stderr, "Error: overall rate is too small: %.3e (step %ld)\n", total, step);
+            return 1;
+        }
+        const long m = draw_hop(kmc, total);
+        if (m < 0) return 1;
+        move_ion(kmc, m);
+        if (quorix_kmc_update_rate(kmc)) return 1;
+    }
+    start_tracking(kmc);
+    return 0;
+}
+
+int quorix_kmc_evolve(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    const double total = total_rate(kmc);
+    if (total < kMinimumTotalRate) {
+        std::fprintf(stderr, "Error: overall rate is too small.\n");
+        return 1;
+    }
+    const long m = draw_hop(kmc, total);
+    if (m < 0) return 1;
+    carry_origin(kmc, m);
+    move_ion(kmc, m);
+    double u = 0.0;
+    do {
+        u = quorix_kmc_random();
+    } while (u < 1e-5 || u > 0.99999);
+    const double dt = -std::log(u) / total;
+    kmc->t += dt;
+    kmc->t_total += dt;
+    kmc->state->clock += dt;
+    kmc->step++;
+    if (quorix_kmc_update_rate(kmc)) return 1;
+    return quorix_kmc_log(kmc);
+}
+
+int quorix_kmc_run(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    if (kmc->t_limit <= 0.0 && kmc->step_limit < 1) {
+        std::fprintf(stderr, "Error: t_limit and step_limit cannot both be zero.\n");
+        return 1;
+    }
+    if (quorix_kmc_equilibrate(kmc) || quorix_kmc_log(kmc)) return 1;
+    auto running = [kmc] {
+        if (kmc->t_limit <= 0.0) return kmc->step < kmc->step_limit;
+        if (kmc->step_limit <= 0) return kmc->t < kmc->t_limit;
+        return kmc->step < kmc->step_limit && kmc->t < kmc->t_limit;
+    };
+    while (running())
+        if (quorix_kmc_evolve(kmc)) return 1;
+    return 0;
+}
+
+int quorix_kmc_calculate_conductivity(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc)) return 1;
+    const QUORIX_GRAPH* graph = kmc->graph;
+    std::printf("KMC: temperature = %.2lf K.\n", kmc->temperature);
+    std::printf("KMC: t_limit = %.1e ps; step_limit = %ld.\n", kmc->t_limit, kmc->step_limit);
+    std::printf("KMC: c = %.1e A^-3; os = %d.\n", graph->c, graph->os);
+    std::printf("KMC: start calculating conductivity...\n");
+    if (quorix_kmc_reset(kmc) || quorix_kmc_run(kmc)) return 1;
+    add_time_of_occupied_sites(kmc);
+
+    double s[4] = {0.0, 0.0, 0.0, 0.0};
+    for (long o = 0; o < graph->total_v; o++) {
+        if (!kmc->kv[o].init || kmc->state->where[o] < 0) continue;
+        quorix_kmc_displacement(kmc, o, kmc->kv[o].d);
+        for (int k = 0; k < 3; k++) {
+            s[k] += kmc->kv[o].d[k] * kmc->kv[o].d[k];
+            s[3] += kmc->kv[o].d[k] * kmc->kv[o].d[k];
+        }
+    }
+    const double ions = static_cast<double>(kmc->state->ions);
+    for (int k = 0; k < 4; k++) {
+        const double msd = ions > 0.0 ? s[k] / ions : 0.0;
+        const double diffusivity = kmc->t > 0.0 ? msd / (6.0 * kmc->t) : 0.0;
+        const double mobility = graph->os / kmc->temperature * kElementaryOverBoltzmann * diffusivity;
+        kmc->displacement[k] += std::sqrt(msd);
+        kmc->diffusivity[k] += diffusivity;
+        kmc->mobility[k] += mobility;
+        kmc->conductivity[k] += graph->os * graph->c * kChargeFactor * mobility * 10.0;
+    }
+    quorix_kmc_print_result(kmc);
+    return 0;
+}
+
+double quorix_kmc_total_rate(const QUORIX_KMC* kmc) { return kmc && kmc->state ? total_rate(kmc) : 0.0; }
+
+long quorix_kmc_select_edge(const QUORIX_KMC* kmc, double u) {
+    return kmc && kmc->state ? select_edge(kmc, total_rate(kmc), u) : -1;
+}
+
+void quorix_kmc_set_linear_scan(QUORIX_KMC* kmc, bool linear) {
+    if (kmc && kmc->state) kmc->state->linear_scan = linear;
+}
