@@ -115,6 +115,7 @@ std::vector<std::array<double, 3>> fractional_positions(const FarTest& test, con
 
 // Site pairs within the cutoff, each distance computed once so both sites hold the same energy.
 int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
+    if (!(coulomb.cutoff > 0.0)) return 0;
     QUORIX_GRAPH* graph = kmc->graph;
     const auto f = fractional_positions(test, graph, false);
     for (long i = 0; i < graph->total_v; i++)
@@ -136,6 +137,7 @@ int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest
 
 // Saddles within the cutoff of each site, and the sites around each saddle other than its ends.
 int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
+    if (!(coulomb.cutoff > 0.0)) return 0;
     QUORIX_GRAPH* graph = kmc->graph;
     const auto f_site = fractional_positions(test, graph, false);
     const auto f_saddle = fractional_positions(test, graph, true);
