@@ -28,6 +28,8 @@ constexpr long kDefaultStepLog = 10000;
 constexpr double kSupercellReach = 25.0;       // A: default supercell spans at least this along each axis
 constexpr double kCellMismatch = 0.01;         // A: cube and CIF lattice vectors must agree to this
 constexpr double kShownOccupancy = 0.0005;     // sites below this are left out of the occupancy structure
+// The neighbour tables pair every site with every site and saddle: beyond this they take minutes.
+constexpr double kMaxSites = 50000;
 
 char sign_of(int os) { return os < 0 ? '-' : '+'; }
 
@@ -158,6 +160,12 @@ QUORIX_GRAPH* supergraph_from_cube(QUORIX_CUBE* cube, QUORIX_CELL* cell, const Q
     const GraphPtr graph(quorix_graph_new_filled(halves.get(), fft.get(), cell, property));
     if (!graph) {
         std::fprintf(stderr, "Error: quorix_graph_new_filled() returns NULL.\n");
+        return nullptr;
+    }
+    const double sites = static_cast<double>(graph->total_v) * counts[0] * counts[1] * counts[2];
+    if (sites > kMaxSites) {
+        std::fprintf(stderr, "Error: a %d x %d x %d supercell of %ld sites is too large.\n", counts[0], counts[1],
+                     counts[2], graph->total_v);
         return nullptr;
     }
     QUORIX_GRAPH* super = quorix_graph_new_supergraph(graph.get(), counts);

@@ -25,6 +25,7 @@ struct QuorixKmcState {
     std::vector<unsigned char> occupied;  // per site
     std::vector<long> from, to, reverse;  // per hop: initial and final site, reverse hop
     std::vector<double> rate;             // per hop, equal to ke[].r
+    std::vector<double> site_en, saddle_en, frequency;  // kv[].en, ke[].en, ke[].f
     std::vector<unsigned char> active;    // per hop: from an occupied to an empty site
     std::vector<double> barrier;          // per active hop: the barrier of its rate (NaN when none)
     std::vector<unsigned char> marked;    // per hop: waiting in marked_edges (ke[].update)

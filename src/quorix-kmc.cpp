@@ -174,6 +174,8 @@ int build_edges(QUORIX_KMC* kmc) {
         ke.en = edge.en;
         ke.l = edge.l;
         ke.f = kFrequencyFactor * std::sqrt(hop_curvature(graph, edge) / graph->m);
+        state.frequency.push_back(ke.f);
+        state.saddle_en.push_back(ke.en);
         ke.r2 = static_cast<double*>(std::calloc(std::max(1, edge.v_f->total_e), sizeof(double)));
         if (!ke.r2) {
             std::fprintf(stderr, "Error: unable to allocate kmc->ke[%ld].r2.\n", m);
@@ -254,9 +256,9 @@ double barrier_of(const QUORIX_KMC* kmc, long m) {
     const long f = state.to[m];
     // The final site is empty, so it adds nothing to the initial site's sum; the initial site's
     // ion is taken out of the final site's sum.
-    const double e_i = kmc->kv[i].en + energy_of(state.site_phi[i]);
-    const double e_f = kmc->kv[f].en + energy_of(state.site_phi[f] - state.end_de[m]);
-    const double e_s = kmc->ke[m].en + energy_of(state.saddle_phi[m]);
+    const double e_i = state.site_en[i] + energy_of(state.site_phi[i]);
+    const double e_f = state.site_en[f] + energy_of(state.site_phi[f] - state.end_de[m]);
+    const double e_s = state.saddle_en[m] + energy_of(state.saddle_phi[m]);
     return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
 }
 
@@ -272,7 +274,7 @@ void recompute_marked_edges(QUORIX_KMC* kmc) {
             const double barrier = barrier_of(kmc, m);
             if (barrier == state.barrier[m]) continue;
             state.barrier[m] = barrier;
-            r = ke.f * std::exp(-barrier / kT);
+            r = state.frequency[m] * std::exp(-barrier / kT);
         } else {
             state.barrier[m] = NAN;
         }
@@ -464,6 +466,7 @@ QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property,
     for (long v = 0; v < graph->total_v; v++) {
         kmc->kv[v].v = &graph->v[v];
         kmc->kv[v].en = graph->v[v].en;
+        state.site_en.push_back(graph->v[v].en);
         kmc->kv[v].origin = -1;
     }
     const QUORIX_PROPERTY_UNITARY& ion = property->uni[property->conducting];
