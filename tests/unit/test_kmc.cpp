@@ -38,6 +38,15 @@ QUORIX_KMC* simulation(const std::string& cif, const std::string& cube, std::vec
     return kmc;
 }
 
+// LiFePO4 with 10 % of its Li sites vacant, on the landscape of the full structure (0.3 A grid),
+// Coulomb repulsion within 5 A.
+QUORIX_KMC* vacant_olivine(ScratchDir& dir, std::vector<int> supercell) {
+    const std::string full = dir.copy_in("LiFePO4_COD4001848_oxidation.cif").string();
+    const std::string cif = dir.copy_in("LiFePO4_COD4001848_oxidation_li90.cif").string();
+    if (quorix_test::run_quorix({"--gen-cube", full, "Li", "1", "0", "0.3"}).status != 0) return nullptr;
+    return simulation(cif, full + ".cube", supercell, 5.0);
+}
+
 std::vector<double> rates(const QUORIX_KMC* kmc) {
     std::vector<double> r;
     for (long m = 0; m < kmc->graph->total_e; m++) r.push_back(kmc->ke[m].r);
@@ -61,14 +70,11 @@ TEST(KmcRateTree, PicksTheHopOfTheRunningSumScan) {
     }
 }
 
-// LiFePO4 with 10 % of its Li missing, Coulomb repulsion within 5 A: after every hop the tree
-// picks what the scan picks, and the rates kept up to date locally equal a full recomputation.
+// After every hop the tree picks what the scan picks, and the rates kept up to date locally equal
+// a full recomputation.
 TEST(KmcRates, LocalUpdatesEqualTheFullRecomputation) {
     ScratchDir dir;
-    const std::string full = dir.copy_in("LiFePO4_COD4001848_oxidation.cif").string();
-    const std::string cif = dir.copy_in("LiFePO4_COD4001848_oxidation_li90.cif").string();
-    ASSERT_EQ(quorix_test::run_quorix({"--gen-cube", full, "Li", "1", "0", "0.3"}).status, 0);
-    const KmcPtr kmc(simulation(cif, full + ".cube", {1, 2, 2}, 5.0));
+    const KmcPtr kmc(vacant_olivine(dir, {1, 2, 2}));
     ASSERT_TRUE(kmc);
     kmc->temperature = 600.0;
     std::srand(5);
@@ -87,7 +93,7 @@ TEST(KmcRates, LocalUpdatesEqualTheFullRecomputation) {
 // E = -A (cos 2 pi x/l + cos 2 pi y/l + cos 2 pi z/l) on a cell of 2l: one site per l^3, six hops
 // of length l over a barrier 2A, curvature k = A (2 pi/l)^2 along each. A few ions (1 % of the
 // sites) without Coulomb interaction walk at random: D = 6 f exp(-2A/kT) l^2 / 6.
-TEST(KmcPhysics, DilutIonsOnACosineLandscapeDiffuseAsARandomWalk) {
+TEST(KmcPhysics, DiluteIonsOnACosineLandscapeDiffuseAsARandomWalk) {
     const double l = 3.0, amplitude = 0.1, temperature = 600.0, mass = 6.941;
     const long n = 24;
     ScratchDir dir;
@@ -126,14 +132,10 @@ TEST(KmcPhysics, DilutIonsOnACosineLandscapeDiffuseAsARandomWalk) {
     EXPECT_NEAR(kmc->diffusivity[3] / runs, expected, 0.05 * expected);
 }
 
-// LiFePO4 with 10 % of its Li sites vacant: ln(sigma T) against 1/T is a straight line, whose
-// slope gives the activation energy.
+// ln(sigma T) against 1/T is a straight line, whose slope gives the activation energy.
 TEST(KmcPhysics, ConductivityFollowsArrhenius) {
     ScratchDir dir;
-    const std::string full = dir.copy_in("LiFePO4_COD4001848_oxidation.cif").string();
-    const std::string cif = dir.copy_in("LiFePO4_COD4001848_oxidation_li90.cif").string();
-    ASSERT_EQ(quorix_test::run_quorix({"--gen-cube", full, "Li", "1", "0", "0.3"}).status, 0);
-    const KmcPtr kmc(simulation(cif, full + ".cube", {0, 0, 0}, 5.0));
+    const KmcPtr kmc(vacant_olivine(dir, {0, 0, 0}));
     ASSERT_TRUE(kmc);
     kmc->step_limit = 50000;
     std::srand(9);
