@@ -48,8 +48,8 @@ QUORIX_KMC* simulation(const std::string& cif, const std::string& cube, long hop
     kmc->temperature = temperature;
     kmc->step_limit = hops;
     kmc->step_log = 10000;
-    std::snprintf(kmc->logname, sizeof kmc->logname, "/dev/null");
-    std::snprintf(kmc->xyzname, sizeof kmc->xyzname, "/dev/null");
+    std::snprintf(kmc->logname, sizeof kmc->logname, "%s.kmc.log.txt", cif.c_str());
+    std::snprintf(kmc->xyzname, sizeof kmc->xyzname, "%s.kmc.xyz.txt", cif.c_str());
     if (quorix_kmc_init(kmc)) {
         quorix_kmc_free(kmc);
         return nullptr;

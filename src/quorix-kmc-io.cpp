@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -59,10 +60,18 @@ void write_element_frame(const QUORIX_KMC* kmc, const std::vector<long>& ions) {
     }
 }
 
-FILE* create_log(const char* name) {
-    FILE* file = std::fopen(name, "wb");
-    if (!file) std::fprintf(stderr, "Error: unable to create log file %s.\n", name);
-    return file;
+// A log that will replace nothing but an earlier regular file; null after printing why.
+FILE* create_log(QuorixResultFile& file, const std::string& name) {
+    std::error_code error;
+    const bool blocked = std::filesystem::exists(name, error) && !std::filesystem::is_regular_file(name, error);
+    const QuorixOpen opened = blocked ? QuorixOpen::failed : file.open(name.c_str());
+    if (opened == QuorixOpen::failed) std::fprintf(stderr, "Error: unable to create log file %s.\n", name.c_str());
+    return opened == QuorixOpen::ok ? file.get() : nullptr;
+}
+
+bool commit_logs(QuorixKmcState& state) {
+    return state.log_file.commit() && state.xyz_file.commit() &&
+           (state.elements_name.empty() || state.elements_file.commit());
 }
 
 QUORIX_ATOM site_atom(const QUORIX_GRAPH* graph, long v, double occ) {
@@ -173,12 +182,6 @@ QUORIX_GRAPH* supergraph_from_cube(QUORIX_CUBE* cube, QUORIX_CELL* cell, const Q
     return super;
 }
 
-bool names_clash(const std::string& output, const char* cif_name, const char* cube_name) {
-    if (output != cif_name && output != cube_name) return false;
-    std::fprintf(stderr, "Error: output file %s would overwrite an input file.\n", output.c_str());
-    return true;
-}
-
 int write_structure(QUORIX_CELL* cell, const std::string& name, const char* maker) {
     if (!cell) {
         std::fprintf(stderr, "Error: %s() returns NULL.\n", maker);
@@ -271,8 +274,10 @@ int quorix_kmc_init(QUORIX_KMC* kmc) {
     if (kmc->t_limit < 0.0) kmc->t_limit = 0.0;
     if (kmc->step_limit < 0) kmc->step_limit = kDefaultStepLimit;
     if (kmc->step_log < 1 || kmc->step_log > kmc->step_limit) kmc->step_log = kDefaultStepLog;
-    if (!(kmc->log = create_log(kmc->logname)) || !(kmc->xyz = create_log(kmc->xyzname))) return 1;
-    if (!kmc->state->elements_name.empty() && !(kmc->state->xyz_elements = create_log(kmc->state->elements_name.c_str())))
+    QuorixKmcState& state = *kmc->state;
+    if (!(kmc->log = create_log(state.log_file, kmc->logname)) || !(kmc->xyz = create_log(state.xyz_file, kmc->xyzname)))
+        return 1;
+    if (!state.elements_name.empty() && !(state.xyz_elements = create_log(state.elements_file, state.elements_name)))
         return 1;
     return quorix_kmc_reset(kmc);
 }
@@ -412,8 +417,6 @@ double quorix_kmc_calculate_conductivity_from_file(const char* cif_name, const c
     constexpr double kFailure = -0.1;
     if (!cif_name || !cube_name || !type) return kFailure;
     const KmcFiles files(cif_name);
-    for (const std::string* output : {&files.log, &files.xyz, &files.elements, &files.init, &files.occ})
-        if (names_clash(*output, cif_name, cube_name)) return kFailure;
     CellPtr cell;
     int counts[3];
     KmcPtr kmc(kmc_from_files(cif_name, cube_name, type, os, supercell, sf, cutoff, dir_symcards, dir_unitary,
@@ -442,7 +445,8 @@ double quorix_kmc_calculate_conductivity_from_file(const char* cif_name, const c
         return kFailure;
     }
     if (write_structure(quorix_kmc_export_occ_to_cell(kmc.get(), super.get()), files.occ,
-                        "quorix_kmc_export_occ_to_cell"))
+                        "quorix_kmc_export_occ_to_cell") ||
+        !commit_logs(*kmc->state))
         return kFailure;
     return kmc->conductivity[3];
 }

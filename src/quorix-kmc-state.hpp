@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "quorix-file.hpp"
 #include "quorix-kmc-tree.hpp"
 
 // Coulomb energies are summed as integers in units of 2^-40 eV, so a sum kept up to date hop by
@@ -40,6 +41,9 @@ struct QuorixKmcState {
     bool linear_scan = false;      // choose hops by the plain scan (benchmark reference)
     std::string elements_name;     // trajectory with element symbols, when asked for
     FILE* xyz_elements = nullptr;
+    // The logs appear under their names only when the run is complete (kmc->log, kmc->xyz and
+    // xyz_elements write into them).
+    QuorixResultFile log_file, xyz_file, elements_file;
 };
 
 struct QUORIX_KMC;

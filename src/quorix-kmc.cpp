@@ -482,9 +482,6 @@ QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property,
 
 void quorix_kmc_free(QUORIX_KMC* kmc) {
     if (!kmc) return;
-    if (kmc->log) std::fclose(kmc->log);
-    if (kmc->xyz) std::fclose(kmc->xyz);
-    if (kmc->state && kmc->state->xyz_elements) std::fclose(kmc->state->xyz_elements);
     const long total_v = kmc->graph ? kmc->graph->total_v : 0;
     const long total_e = kmc->graph ? kmc->graph->total_e : 0;
     for (long v = 0; kmc->kv && v < total_v; v++) {
