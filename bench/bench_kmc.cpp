@@ -38,8 +38,7 @@ bool prepare(const std::filesystem::path& dir, const std::string& resolution, st
     return true;
 }
 
-QUORIX_KMC* simulation(const std::string& cif, const std::string& cube, long hops, double temperature,
-                       double cutoff) {
+QUORIX_KMC* simulation(const std::string& cif, const std::string& cube, long hops, double temperature, double cutoff) {
     const bench::QuietStdout quiet;
     QUORIX_KMC* kmc = quorix_kmc_new_from_file(cif.c_str(), cube.c_str(), "Li", 1, nullptr, -1.0, cutoff,
                                                db("database_symcards.dat").c_str(), db("database_unitary.dat").c_str(),

@@ -26,9 +26,9 @@ namespace {
 constexpr double kDefaultTemperature = 300.0;  // K
 constexpr long kDefaultStepLimit = 10000000;
 constexpr long kDefaultStepLog = 10000;
-constexpr double kSupercellReach = 25.0;       // A: default supercell spans at least this along each axis
-constexpr double kCellMismatch = 0.01;         // A: cube and CIF lattice vectors must agree to this
-constexpr double kShownOccupancy = 0.0005;     // sites below this are left out of the occupancy structure
+constexpr double kSupercellReach = 25.0;    // A: default supercell spans at least this along each axis
+constexpr double kCellMismatch = 0.01;      // A: cube and CIF lattice vectors must agree to this
+constexpr double kShownOccupancy = 0.0005;  // sites below this are left out of the occupancy structure
 // The neighbour tables pair every site with every site and saddle: beyond this they take minutes.
 constexpr double kMaxSites = 50000;
 
@@ -143,7 +143,8 @@ bool cube_matches_cell(const QUORIX_CUBE* cube, const QUORIX_CELL* cell) {
 void choose_supercell(const QUORIX_CELL* cell, const int* given, int* counts) {
     for (int i = 0; i < 3; i++) {
         counts[i] = given ? given[i] : 0;
-        if (counts[i] < 1) counts[i] = static_cast<int>(std::ceil(kSupercellReach / quorix_vector3_double_length(cell->a[i])));
+        if (counts[i] < 1)
+            counts[i] = static_cast<int>(std::ceil(kSupercellReach / quorix_vector3_double_length(cell->a[i])));
     }
     std::printf("Message: supercell [%d, %d, %d]\n", counts[0], counts[1], counts[2]);
 }
@@ -198,7 +199,10 @@ int write_structure(QUORIX_CELL* cell, const std::string& name, const char* make
 struct KmcFiles {
     std::string log, xyz, elements, init, occ;
     explicit KmcFiles(const std::string& cif)
-        : log(cif + ".kmc.log.txt"), xyz(cif + ".kmc.xyz.txt"), elements(cif + ".kmc.xyz"), init(cif + ".kmc.init.cif"),
+        : log(cif + ".kmc.log.txt"),
+          xyz(cif + ".kmc.xyz.txt"),
+          elements(cif + ".kmc.xyz"),
+          init(cif + ".kmc.init.cif"),
           occ(cif + ".kmc.cif") {}
 };
 
@@ -275,7 +279,8 @@ int quorix_kmc_init(QUORIX_KMC* kmc) {
     if (kmc->step_limit < 0) kmc->step_limit = kDefaultStepLimit;
     if (kmc->step_log < 1 || kmc->step_log > kmc->step_limit) kmc->step_log = kDefaultStepLog;
     QuorixKmcState& state = *kmc->state;
-    if (!(kmc->log = create_log(state.log_file, kmc->logname)) || !(kmc->xyz = create_log(state.xyz_file, kmc->xyzname)))
+    if (!(kmc->log = create_log(state.log_file, kmc->logname)) ||
+        !(kmc->xyz = create_log(state.xyz_file, kmc->xyzname)))
         return 1;
     if (!state.elements_name.empty() && !(state.xyz_elements = create_log(state.elements_file, state.elements_name)))
         return 1;
@@ -341,8 +346,8 @@ void quorix_kmc_print(const QUORIX_KMC* kmc) {
                     kmc->kv[v].total_e);
     for (long m = 0; m < kmc->graph->total_e; m++)
         std::printf("KMC: hop %ld: %ld -> %ld; en = %.4lf eV; l = %.3lf A; f = %.3lf THz; r = %.3e /ps\n", m,
-                    kmc->graph->e[m].v_i->index, kmc->graph->e[m].v_f->index, kmc->ke[m].en, kmc->ke[m].l,
-                    kmc->ke[m].f, kmc->ke[m].r);
+                    kmc->graph->e[m].v_i->index, kmc->graph->e[m].v_f->index, kmc->ke[m].en, kmc->ke[m].l, kmc->ke[m].f,
+                    kmc->ke[m].r);
 }
 
 void quorix_kmc_print_short(const QUORIX_KMC* kmc) {
@@ -393,7 +398,8 @@ QUORIX_CELL* quorix_kmc_export_to_cell(const QUORIX_KMC* kmc) {
 }
 
 QUORIX_CELL* quorix_kmc_export_occ_to_cell(const QUORIX_KMC* kmc, const QUORIX_CELL* supercell_cell) {
-    if (!quorix_kmc_usable(kmc) || !supercell_cell || (supercell_cell->total > 0 && !supercell_cell->atom)) return nullptr;
+    if (!quorix_kmc_usable(kmc) || !supercell_cell || (supercell_cell->total > 0 && !supercell_cell->atom))
+        return nullptr;
     const QUORIX_GRAPH* graph = kmc->graph;
     std::vector<QUORIX_ATOM> atoms;
     for (long i = 0; i < supercell_cell->total; i++) {
@@ -433,8 +439,7 @@ double quorix_kmc_calculate_conductivity_from_file(const char* cif_name, const c
         std::fprintf(stderr, "Error: quorix_kmc_init() returns non-zero.\n");
         return kFailure;
     }
-    if (write_structure(quorix_kmc_export_to_cell(kmc.get()), files.init, "quorix_kmc_export_to_cell"))
-        return kFailure;
+    if (write_structure(quorix_kmc_export_to_cell(kmc.get()), files.init, "quorix_kmc_export_to_cell")) return kFailure;
     if (quorix_kmc_calculate_conductivity(kmc.get())) {
         std::fprintf(stderr, "Error: quorix_kmc_calculate_conductivity() returns non-zero.\n");
         return kFailure;

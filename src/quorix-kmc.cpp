@@ -17,13 +17,13 @@
 
 namespace {
 
-constexpr double kDefaultCutoff = 5.0;          // A
-constexpr double kBoltzmann = 8.6173324e-5;     // eV/K
-constexpr double kFrequencyFactor = 15.6;       // THz from sqrt(eV/A^2/u)
-constexpr double kMinimumCurvature = 0.001;     // eV/A^2
-constexpr double kMinimumTotalRate = 1e-20;     // 1/ps
+constexpr double kDefaultCutoff = 5.0;                 // A
+constexpr double kBoltzmann = 8.6173324e-5;            // eV/K
+constexpr double kFrequencyFactor = 15.6;              // THz from sqrt(eV/A^2/u)
+constexpr double kMinimumCurvature = 0.001;            // eV/A^2
+constexpr double kMinimumTotalRate = 1e-20;            // 1/ps
 constexpr double kElementaryOverBoltzmann = 11604.52;  // K/V
-constexpr double kChargeFactor = 1.60217662;    // e in 1e-19 C
+constexpr double kChargeFactor = 1.60217662;           // e in 1e-19 C
 constexpr long kMinimumEquilibration = 10000;
 
 int64_t quantize(double energy) { return std::llround(energy / kKmcEnergyQuantum); }
@@ -183,7 +183,8 @@ int build_edges(QUORIX_KMC* kmc) {
         }
         const QUORIX_KMC_VERTEX& final_site = kmc->kv[vertex_index(kmc, edge.v_f)];
         for (long k = 0; k < final_site.total_v; k++)
-            if (final_site.v_n[k] == vertex_index(kmc, edge.v_i)) state.end_de[m] = state.site_de[vertex_index(kmc, edge.v_f)][k];
+            if (final_site.v_n[k] == vertex_index(kmc, edge.v_i))
+                state.end_de[m] = state.site_de[vertex_index(kmc, edge.v_f)][k];
     }
     return 0;
 }

@@ -74,8 +74,9 @@ TEST(KmcCommand, LiFePO4ConductsAlongBAndWritesItsFiles) {
     if (std::system("/usr/bin/python3 -c 'import ase.io' >/dev/null 2>&1") != 0)
         GTEST_SKIP() << "python3-ase is not installed";
     const std::string frames = (dir.path() / "frames.txt").string();
-    const std::string read = "/usr/bin/python3 -c \"import ase.io,sys; t = ase.io.read(sys.argv[1], index=':'); "
-                             "print(len(t), len(t[0]), t[0].get_chemical_formula(), t[0].cell.volume > 0)\" ";
+    const std::string read =
+        "/usr/bin/python3 -c \"import ase.io,sys; t = ase.io.read(sys.argv[1], index=':'); "
+        "print(len(t), len(t[0]), t[0].get_chemical_formula(), t[0].cell.volume > 0)\" ";
     ASSERT_EQ(std::system((read + cif + ".kmc.xyz > " + frames).c_str()), 0);
     EXPECT_EQ(read_file(frames), "5 324 Li324 True\n");  // step 0 and every 10000 hops
 }

@@ -97,10 +97,11 @@ TEST(KmcPhysics, DiluteIonsOnACosineLandscapeDiffuseAsARandomWalk) {
     const double l = 3.0, amplitude = 0.1, temperature = 600.0, mass = 6.941;
     const long n = 24;
     ScratchDir dir;
-    std::string cif = "data_cosine\n_cell_length_a 6\n_cell_length_b 6\n_cell_length_c 6\n_cell_angle_alpha 90\n"
-                      "_cell_angle_beta 90\n_cell_angle_gamma 90\n_symmetry_space_group_name_H-M 'P 1'\nloop_\n"
-                      "_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
-                      "_atom_site_fract_z\n_atom_site_occupancy\n";
+    std::string cif =
+        "data_cosine\n_cell_length_a 6\n_cell_length_b 6\n_cell_length_c 6\n_cell_angle_alpha 90\n"
+        "_cell_angle_beta 90\n_cell_angle_gamma 90\n_symmetry_space_group_name_H-M 'P 1'\nloop_\n"
+        "_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
+        "_atom_site_fract_z\n_atom_site_occupancy\n";
     for (int s = 0; s < 8; s++)
         cif += "Li" + std::to_string(s + 1) + " Li+ " + std::to_string(0.5 * (s & 1)) + " " +
                std::to_string(0.25 * (s & 2)) + " " + std::to_string(0.125 * (s & 4)) + " 0.01\n";
