@@ -59,7 +59,7 @@ TEST(KmcCommand, LiFePO4ConductsAlongBAndWritesItsFiles) {
     ScratchDir dir;
     const std::string cube =
         landscape(dir, "LiFePO4_COD4001848_oxidation.cif", "LiFePO4_COD4001848_oxidation_li90.cif", "0.2");
-    const CliResult run = kmc(cube, "600", "40000", "10000");
+    const CliResult run = kmc(cube, "600", "20000", "5000");
     ASSERT_EQ(run.err, "");
     const auto s = conductivity(run.out);
     EXPECT_GT(s[2], 0.0);
@@ -78,13 +78,13 @@ TEST(KmcCommand, LiFePO4ConductsAlongBAndWritesItsFiles) {
         "/usr/bin/python3 -c \"import ase.io,sys; t = ase.io.read(sys.argv[1], index=':'); "
         "print(len(t), len(t[0]), t[0].get_chemical_formula(), t[0].cell.volume > 0)\" ";
     ASSERT_EQ(std::system((read + cif + ".kmc.xyz > " + frames).c_str()), 0);
-    EXPECT_EQ(read_file(frames), "5 324 Li324 True\n");  // step 0 and every 10000 hops
+    EXPECT_EQ(read_file(frames), "5 324 Li324 True\n");  // step 0 and every 5000 hops
 }
 
 TEST(KmcCommand, LiCoO2ConductsInItsLayers) {
     ScratchDir dir;
     const std::string cube = landscape(dir, "LiCoO2_VESTA.cif", "LiCoO2_VESTA_li90.cif", "0.2");
-    const auto s = conductivity(kmc(cube, "600", "20000").out);
+    const auto s = conductivity(kmc(cube, "600", "10000").out);
     EXPECT_GT(s[1], 0.0);
     EXPECT_GT(s[2], 0.0);
     EXPECT_LE(100.0 * s[3], std::min(s[1], s[2]));
