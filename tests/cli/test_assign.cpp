@@ -7,10 +7,8 @@
 #include <map>
 #include <string>
 
-#include "cli.hpp"
-#include "quorix-alloc.hpp"
+#include "support.hpp"
 #include "quorix-import-atom.hpp"
-#include "quorix-import-cif.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
@@ -23,16 +21,7 @@ struct Species {
 };
 using Composition = std::map<std::string, Species>;
 
-CellPtr read_cell(const std::string& path) {
-    QUORIX_CELL* cell = nullptr;
-    QUORIX_SYMMETRY* symmetry = nullptr;
-    const int failed = quorix_cell_import_cif_from_file(&cell, &symmetry, path.c_str(),
-                                                        quorix_test::symcards_db().c_str(),
-                                                        quorix_test::unitary_db().c_str());
-    quorix_symmetry_free(symmetry);
-    EXPECT_EQ(failed, 0) << path;
-    return CellPtr(failed ? nullptr : cell);
-}
+CellPtr read_cell(const std::string& path) { return std::move(quorix_test::read_cif(path).cell); }
 
 Composition composition(const QUORIX_CELL* cell) {
     Composition species;

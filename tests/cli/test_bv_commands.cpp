@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
@@ -133,19 +133,8 @@ TEST(BvCommands, SumsOfRockSaltInEveryLayout) {
     EXPECT_EQ(lines_with(pair.out, "BV:"), lines_with(file.out, "BV:"));
 }
 
-// A selenide without states takes selenium's anion state, not a cation one.
-TEST(BvCommands, SelenideTakesTheAnionStateByDefault) {
-    ScratchDir dir;
-    const std::string cif = "CdSe_cadmoselite_COD9008863_occupancy.cif";
-    dir.copy_in(cif);
-    const std::vector<std::string> sites = lines_with(run_quorix({"--cal-bv", cif}, dir.path()).out, "BV:    ");
-    ASSERT_EQ(sites.size(), 2u);
-    EXPECT_EQ(sites[0].substr(0, 16), "BV:     Cd Cd2+ ");
-    EXPECT_EQ(sites[1].substr(0, 16), "BV:     Se Se2- ");
-}
-
-// A species without parameters and a pair without parameters are refused with the reason;
-// nothing crashes and the exit status stays 0. An atom of state 0 only takes no part in the sums.
+// A state of 0, a species without parameters and a pair without parameters are refused with
+// the reason; nothing crashes and the exit status stays 0.
 TEST(BvCommands, StructuresWithoutParametersAreRefused) {
     ScratchDir dir;
     std::ifstream in(quorix_test::test_data("KAlF4_monoclinic_COD1000208.cif"));

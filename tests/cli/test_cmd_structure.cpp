@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 using quorix_test::read_file;
 using quorix_test::run_quorix;
@@ -70,55 +70,6 @@ TEST(CmdStructure, CifWritersNameTheirOutputsAndChooseTheirSymmetry) {
     const auto missing = run_quorix({"--gen-cif", "missing.cif"}, dir.path());
     EXPECT_TRUE(ends_with(missing.err, kReadFailed)) << missing.err;
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "missing.cif.cif"));
-}
-
-TEST(CmdStructure, SymmetryReadAndFound) {
-    ScratchDir dir;
-    const std::string cif = "LiFePO4_COD4001848.cif";
-    dir.copy_in(cif);
-    const auto read = run_quorix({"--print-sym", cif}, dir.path());
-    EXPECT_EQ(read.err, "");
-    size_t cards = 0;
-    for (size_t at = read.out.find("CARD: text:"); at != std::string::npos; at = read.out.find("CARD: text:", at + 1))
-        cards++;
-    EXPECT_EQ(cards, 8u);  // Pnma
-
-    const auto found = run_quorix({"--cal-sym", cif, "0.02"}, dir.path());
-    EXPECT_EQ(found.err, "");
-    EXPECT_NE(found.out.find("Message: determined space group: P n m a\n"), std::string::npos) << found.out;
-}
-
-TEST(CmdStructure, ArgumentsCheckedAfterReadingWaitForTheStructure) {
-    ScratchDir dir;
-    const std::string cif = "LiFePO4_COD4001848.cif";
-    dir.copy_in(cif);
-    const std::vector<std::vector<std::string>> after_reading = {
-        {"--print-ppt", "", "auto"},
-        {"--gen-cif-assign", "", "Li", "one"},
-        {"--gen-gin-lib", "", "auto"},
-        {"--gen-gin", "", "auto"},
-    };
-    const std::vector<std::string> errors = {
-        "Error: wrong parameter sf.\n",
-        "Error: wrong parameter os.\n",
-        "Error: wrong parameter screening factor.\n",
-        "Error: wrong parameter screening factor.\n",
-    };
-    for (size_t i = 0; i < after_reading.size(); i++) {
-        auto args = after_reading[i];
-        SCOPED_TRACE(args[0]);
-        args[1] = "missing.cif";
-        const auto unread = run_quorix(args, dir.path());
-        EXPECT_TRUE(ends_with(unread.err, kReadFailed)) << unread.err;
-        EXPECT_EQ(unread.err.find("wrong parameter"), std::string::npos);
-
-        args[1] = cif;
-        EXPECT_EQ(run_quorix(args, dir.path()).err, errors[i]);
-    }
-
-    // Checked first, these never reach the reader.
-    EXPECT_EQ(run_quorix({"--cal-sym", "missing.cif", "loose"}, dir.path()).err, "Error: wrong parameter accuracy.\n");
-    EXPECT_EQ(run_quorix({"--cal-tot-en", "missing.cif", "auto"}, dir.path()).err, "Error: wrong parameter sf.\n");
 }
 
 TEST(CmdStructure, InlineStructureNeedsItsKeyPhrase) {

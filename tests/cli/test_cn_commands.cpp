@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;

@@ -12,14 +12,13 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-fft.hpp"
 #include "quorix-fp.hpp"
 #include "quorix-gh-network.hpp"
 #include "quorix-gh-percolation.hpp"
 #include "quorix-gh.hpp"
-#include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
 
 using quorix_test::run_quorix;
@@ -42,19 +41,14 @@ struct Conductor {
               const std::string& resolution = "0.1") {
         cif = dir.copy_in(cif_name).string();
         EXPECT_EQ(run_quorix({"--gen-cube", cif, type, os, "0", resolution}).status, 0);
-        QUORIX_CELL* read_cell = nullptr;
-        QUORIX_SYMMETRY* symmetry = nullptr;
+        cell = std::move(quorix_test::read_cif(cif).cell);
         QUORIX_CUBE* read_cube = nullptr;
-        testing::internal::CaptureStdout();
-        quorix_cell_import_cif_from_file(&read_cell, &symmetry, cif.c_str(), quorix_test::symcards_db().c_str(),
-                                         quorix_test::unitary_db().c_str());
+        quorix_test::Capture capture;
         quorix_cube_import_from_file(&read_cube, nullptr, (cif + ".cube").c_str(), 1, nullptr);
-        const SymmetryPtr owned_symmetry(symmetry);
-        cell.reset(read_cell);
         cube.reset(read_cube);
         const FftPtr fft(cube ? quorix_fft_new_from_cube(cube.get()) : nullptr);
         const FftdotListPtr dots(fft ? quorix_fftdot_list_new_from_fft(fft.get()) : nullptr);
-        testing::internal::GetCapturedStdout();
+        capture.finish();
         for (long p = 0; dots && p < dots->total; p++)
             if (dots->dot[p].type == FFT_MIN)
                 minima.push_back({double(dots->dot[p].x_i[0]) / dots->n[0], double(dots->dot[p].x_i[1]) / dots->n[1],
@@ -93,16 +87,9 @@ void expect_analysis_files(const Conductor& conductor) {
     EXPECT_TRUE(std::filesystem::exists(cube + ".fft.txt"));
     EXPECT_EQ(run_quorix({"--fp-map", cube}).status, 0);
     for (const std::string& written : {cube + ".fft.cif", cube + ".fp.cif"}) {
-        QUORIX_CELL* cell = nullptr;
-        QUORIX_SYMMETRY* symmetry = nullptr;
-        testing::internal::CaptureStdout();
-        quorix_cell_import_cif_from_file(&cell, &symmetry, written.c_str(), quorix_test::symcards_db().c_str(),
-                                         quorix_test::unitary_db().c_str());
-        testing::internal::GetCapturedStdout();
-        const CellPtr owned_cell(cell);
-        const SymmetryPtr owned_symmetry(symmetry);
-        ASSERT_TRUE(cell) << written;
-        EXPECT_GT(cell->total, 0) << written;
+        const auto read = quorix_test::read_cif(written);
+        ASSERT_TRUE(read.cell) << written;
+        EXPECT_GT(read.cell->total, 0) << written;
     }
 }
 
@@ -160,7 +147,7 @@ void expect_same_graph(const QUORIX_GRAPH* full, const Conductor& conductor, con
 
 // The network of the landscape at its threshold, in the cell and in a 2 x 2 x 2 supercell.
 std::array<Percolation, 2> network_dimension(const Conductor& conductor, const char* type, int os) {
-    testing::internal::CaptureStdout();
+    quorix_test::Capture capture;
     const PropertyPtr property(quorix_property_import_from_cell(conductor.cell.get(), type, os, 0.74,
                                                                 quorix_test::unitary_db().c_str(),
                                                                 quorix_test::binary_db().c_str()));
@@ -172,7 +159,7 @@ std::array<Percolation, 2> network_dimension(const Conductor& conductor, const c
                                                    : nullptr);
     const int doubled[3] = {2, 2, 2};
     const GraphPtr supergraph(graph ? quorix_graph_new_supergraph(graph.get(), doubled) : nullptr);
-    testing::internal::GetCapturedStdout();
+    capture.finish();
     if (!graph || !supergraph) {
         ADD_FAILURE() << "no site graph for " << conductor.cif;
         return {};

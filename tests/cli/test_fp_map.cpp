@@ -1,3 +1,4 @@
+// --fp-map on a header-less cube of a chain of two sites: the markers written and the cap.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -6,9 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "cli.hpp"
-#include "quorix-alloc.hpp"
-#include "quorix-import-cif.hpp"
+#include "support.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
@@ -62,16 +61,7 @@ TEST(FpMap, WritesMinimaSaddlesAndPathsThatTheReaderReadsBack) {
     // and every slope point on the eight half-paths.
     EXPECT_EQ(markers(cif), (std::map<std::string, int>{{"MIN", 2}, {"PAT", 16}, {"SAD1", 4}}));
 
-    QUORIX_CELL* cell = nullptr;
-    QUORIX_SYMMETRY* symmetry = nullptr;
-    const std::string path = (dir.path() / "chain.cube.fp.cif").string();
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(quorix_cell_import_cif_from_file(&cell, &symmetry, path.c_str(), quorix_test::symcards_db().c_str(),
-                                               quorix_test::unitary_db().c_str()),
-              0);
-    testing::internal::GetCapturedStdout();
-    CellPtr read(cell);
-    SymmetryPtr read_symmetry(symmetry);
+    const auto read = quorix_test::read_cif((dir.path() / "chain.cube.fp.cif").string()).cell;
     ASSERT_TRUE(read);
     EXPECT_EQ(read->total, 22);
     EXPECT_NEAR(read->parameter[0], 4.0, 1e-3);

@@ -1,12 +1,12 @@
+// --print-ppt, --print-ppt-full and --cal-tot-en on Li2O and on cells the force field refuses.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-rx.hpp"
-#include "../unit/test_property_support.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
@@ -90,12 +90,12 @@ TEST(CmdTotEn, PrintsTheEnergyUnlessItIsExactlyZero) {
     const auto result = run_quorix({"--cal-tot-en", kLi2O, "0.7"}, dir.path());
     EXPECT_EQ(result.err, "");
 
-    CellPtr cell(quorix_test::read_cif(kLi2O));
+    CellPtr cell = std::move(quorix_test::read_cif(kLi2O).cell);
     ASSERT_TRUE(cell);
-    testing::internal::CaptureStdout();
+    quorix_test::Capture capture;
     PropertyPtr ppt(quorix_property_import_from_cell(cell.get(), nullptr, 0, 0.7, quorix_test::unitary_db().c_str(),
                                                      quorix_test::binary_db().c_str()));
-    testing::internal::GetCapturedStdout();
+    capture.finish();
     ASSERT_TRUE(ppt);
     char expected[128];
     std::snprintf(expected, sizeof expected, "Message: total energy = %lf eV\n",

@@ -8,8 +8,7 @@
 #include <map>
 #include <string>
 
-#include "cli.hpp"
-#include "structure.hpp"
+#include "support.hpp"
 #include "quorix-import-atom.hpp"
 
 using quorix_test::run_quorix;
@@ -137,8 +136,8 @@ void expect_round_trip(const Structure& s) {
     const auto result = run_quorix({"--gen-cif", input.string()});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
-    const auto original = quorix_test::read_cif_file(input.string());
-    const auto written = quorix_test::read_cif_file(input.string() + ".cif");
+    const auto original = quorix_test::read_cif(input.string());
+    const auto written = quorix_test::read_cif(input.string() + ".cif");
     ASSERT_TRUE(original.cell);
     ASSERT_TRUE(written.cell);
     ASSERT_EQ(written.cell->total, original.cell->total);

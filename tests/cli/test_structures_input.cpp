@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;

@@ -1,16 +1,73 @@
+// Bond valence sums, the instability index, coordination shells and oxidation states by bond
+// valence, on cells whose distances are exact.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "quorix-bv.hpp"
-#include "test_bv_support.hpp"
+#include "quorix-cn.hpp"
+#include "quorix-import-atom.hpp"
+#include "quorix-import-property.hpp"
+#include "quorix-os.hpp"
+#include "support.hpp"
 
-using quorix_test::box_cell;
-using quorix_test::bv_pair_set;
-using quorix_test::printed_by;
+using quorix_test::make_cell;
 
 namespace {
+
+// One symmetry operation: a diagonal rotation (+1 or -1 per axis) and a translation.
+struct Operation {
+    std::array<int, 3> diagonal;
+    std::array<double, 3> shift;
+};
+
+QUORIX_SYMMETRY* symmetry_of(const std::vector<Operation>& operations) {
+    QUORIX_SYMMETRY* symmetry = quorix_symmetry_new(static_cast<int>(operations.size()));
+    for (size_t n = 0; n < operations.size(); n++)
+        for (int k = 0; k < 3; k++) {
+            symmetry->card[n].r_f[k][k] = operations[n].diagonal[k];
+            symmetry->card[n].t_f[k] = operations[n].shift[k];
+        }
+    return symmetry;
+}
+
+// Rock salt, conventional cell: four Na then four Cl, and its face-centring translations.
+CellPtr rock_salt(double a) {
+    return make_cell(a, a, a,
+                     {{"Na", 1, 0, 0, 0}, {"Na", 1, 0, 0.5, 0.5}, {"Na", 1, 0.5, 0, 0.5}, {"Na", 1, 0.5, 0.5, 0},
+                      {"Cl", -1, 0.5, 0, 0}, {"Cl", -1, 0.5, 0.5, 0.5}, {"Cl", -1, 0, 0, 0.5}, {"Cl", -1, 0, 0.5, 0}});
+}
+
+QUORIX_SYMMETRY* face_centring() {
+    return symmetry_of(
+        {{{1, 1, 1}, {0, 0, 0}}, {{1, 1, 1}, {0, 0.5, 0.5}}, {{1, 1, 1}, {0.5, 0, 0.5}}, {{1, 1, 1}, {0.5, 0.5, 0}}});
+}
+
+// A set of one cation and one anion with the given bond-valence parameters.
+QUORIX_PROPERTY* bv_pair_set(const char* cation, int os_cation, const char* anion, int os_anion, double r0, double b,
+                             double cutoff) {
+    QUORIX_PROPERTY* ppt = quorix_property_new(0);
+    quorix_property_append_index(ppt, cation, os_cation);
+    quorix_property_append_index(ppt, anion, os_anion);
+    QUORIX_PROPERTY_BINARY& pair = ppt->bin[0][1];
+    pair.r0 = r0;
+    pair.b = b;
+    pair.cutoff = cutoff;
+    return ppt;
+}
+
+// Runs `call` with standard output captured and returns what it printed.
+template <class Call>
+std::string printed_by(Call&& call) {
+    quorix_test::Capture capture;
+    call();
+    return capture.finish().out;
+}
+
 
 // Sums of a cell whose sites are numbered by `symmetry`, with standard output swallowed.
 QUORIX_BV* sums_of(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, QUORIX_PROPERTY* ppt) {
@@ -23,8 +80,8 @@ QUORIX_BV* sums_of(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, QUORIX_PROPERTY
 // Rock salt with a cutoff between the first (a/2) and second (a*sqrt(3)/2) Na-Cl shells:
 // each ion has six bonds, and the face-centring makes two sites of four atoms.
 TEST(BondValence, RockSaltSitesSumsAndPairParts) {
-    CellPtr cell(quorix_test::rock_salt(5.64));
-    SymmetryPtr symmetry(quorix_test::face_centring());
+    CellPtr cell = rock_salt(5.64);
+    SymmetryPtr symmetry(face_centring());
     PropertyPtr ppt(bv_pair_set("Na", 1, "Cl", -1, 2.15, 0.37, 3.5));
     BvPtr bv(sums_of(cell.get(), symmetry.get(), ppt.get()));
     ASSERT_TRUE(bv);
@@ -47,7 +104,7 @@ TEST(BondValence, RockSaltSitesSumsAndPairParts) {
 // Contacts exactly at the cutoff or at the 0.3 A floor carry no bond; just inside they do.
 TEST(BondValence, CutoffAndFloorAreExclusive) {
     // Anion images at exactly 2.0 A along +-x; every other image lies beyond 4 A.
-    CellPtr cell(box_cell(4.0, 4.0, 4.0, {{"K1", "K", 1, 0, 0, 0}, {"F1", "F", -1, 0.5, 0, 0}}));
+    CellPtr cell = (make_cell(4.0, 4.0, 4.0, {{"K", 1, 0, 0, 0}, {"F", -1, 0.5, 0, 0}}));
     SymmetryPtr p1(quorix_symmetry_new_p1());
     for (const auto& [cutoff, bonds] : {std::pair{2.0, 0}, std::pair{2.0 + 1e-9, 2}}) {
         PropertyPtr ppt(bv_pair_set("K", 1, "F", -1, 2.0, 0.37, cutoff));
@@ -56,7 +113,7 @@ TEST(BondValence, CutoffAndFloorAreExclusive) {
         EXPECT_NEAR(bv->sum[0], bonds * 1.0, 1e-12) << "cutoff " << cutoff;
     }
     // 4.8 / 16 is 0.3 to the last bit, so the contact lies exactly on the floor.
-    CellPtr close(box_cell(4.8, 4.8, 4.8, {{"K1", "K", 1, 0, 0, 0}, {"F1", "F", -1, 0.0625, 0, 0}}));
+    CellPtr close = (make_cell(4.8, 4.8, 4.8, {{"K", 1, 0, 0, 0}, {"F", -1, 0.0625, 0, 0}}));
     PropertyPtr ppt(bv_pair_set("K", 1, "F", -1, 2.0, 0.37, 1.0));
     BvPtr bv(sums_of(close.get(), p1.get(), ppt.get()));
     ASSERT_TRUE(bv);
@@ -66,11 +123,11 @@ TEST(BondValence, CutoffAndFloorAreExclusive) {
 // A neighbour's occupancy weights the bond, the site's own does not; atoms of oxidation
 // state 0 and like charges add nothing, also to the GII.
 TEST(BondValence, OccupancyWeightsTheNeighbourOnly) {
-    CellPtr cell(box_cell(4.0, 4.0, 4.0,
-                          {{"Cs1", "Cs", 1, 0, 0, 0, 0.25},
-                           {"Cl1", "Cl", -1, 0.5, 0.5, 0.5, 0.5},
-                           {"Xe1", "Xe", 0, 0.5, 0, 0},
-                           {"Cs2", "Cs", 1, 0, 0.5, 0}}));
+    CellPtr cell = (make_cell(4.0, 4.0, 4.0,
+                          {{"Cs", 1, 0, 0, 0, 0.25},
+                           {"Cl", -1, 0.5, 0.5, 0.5, 0.5},
+                           {"Xe", 0, 0.5, 0, 0},
+                           {"Cs", 1, 0, 0.5, 0}}));
     SymmetryPtr p1(quorix_symmetry_new_p1());
     PropertyPtr ppt(bv_pair_set("Cs", 1, "Cl", -1, 2.8, 0.37, 3.6));
     BvPtr bv(sums_of(cell.get(), p1.get(), ppt.get()));
@@ -125,49 +182,6 @@ TEST(BondValence, InstabilityVerdicts) {
     }
 }
 
-TEST(BondValence, MissingPairParametersAreReported) {
-    CellPtr cell(quorix_test::rock_salt(5.64));
-    SymmetryPtr symmetry(quorix_test::face_centring());
-    PropertyPtr ppt(bv_pair_set("Na", 1, "Cl", -1, 0.0, 0.37, 3.5));
-    testing::internal::CaptureStderr();
-    BvPtr bv(sums_of(cell.get(), symmetry.get(), ppt.get()));
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(bv);
-    EXPECT_EQ(err,
-              "Error: incorrect r0 at [0](Na1+)-(Cl1-) r0=0.000000\n"
-              "Error: quorix_bv_validate_property() returns non-zero.\n");
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(quorix_bv_validate_property(nullptr), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: QUORIX_PROPERTY has not been properly initialized.\n");
-}
-
-// Cutting the cell to two species leaves their sums as in a cell holding only them, and is
-// refused when neither species is present; the caller's cell keeps its atoms.
-TEST(BondValence, TwoSpeciesOfALargerCell) {
-    const std::string unitary = quorix_test::unitary_db(), binary = quorix_test::binary_db();
-    SymmetryPtr p1(quorix_symmetry_new_p1());
-    CellPtr salt(quorix_test::rock_salt(5.64));
-    CellPtr mixed(quorix_test::rock_salt(5.64));
-    quorix_copy_bounded(mixed->atom[0].type, "K", 3);  // one Na replaced by K
-    BvPtr expected, cut;
-    printed_by([&] {
-        expected.reset(quorix_bv_calculate_from_cell(salt.get(), p1.get(), unitary.c_str(), binary.c_str()));
-        cut.reset(quorix_bv_calculate_from_cell_with_type(mixed.get(), p1.get(), "Na", 1, "Cl", -1, unitary.c_str(),
-                                                          binary.c_str()));
-    });
-    ASSERT_TRUE(expected && cut);
-    EXPECT_EQ(mixed->total, 8);
-    ASSERT_EQ(cut->total, 7);
-    // Sites follow the atoms' order: the Na sums stay, the Cl sums lose the bonds to the K.
-    for (long k = 0; k < 3; k++) EXPECT_NEAR(cut->sum[k], expected->sum[k + 1], 1e-12);
-    for (long k = 3; k < 7; k++) EXPECT_GT(cut->sum[k], expected->sum[k + 1] + 0.01);
-    testing::internal::CaptureStderr();
-    BvPtr none(quorix_bv_calculate_from_cell_with_type(salt.get(), p1.get(), "Li", 1, "O", -2, unitary.c_str(),
-                                                       binary.c_str()));
-    EXPECT_FALSE(none);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: unable to find any atom of Li1+ or O2-.\n");
-}
-
 // The text export on a record filled by hand (the printed layouts are checked by the commands).
 TEST(BondValence, TextExport) {
     BvPtr bv(quorix_bv_new(2));
@@ -189,6 +203,162 @@ TEST(BondValence, TextExport) {
                                               "  O1(O2-)(occ=1.000)  Li1(Li1+)(occ=0.500) bv = -2.125000\r\n"
                                               "  O1(O2-)(occ=1.000)   O1(O2-)(occ=1.000) bv =  0.000000\r\n" +
                                               rule);
+}
+
+
+
+// CsCl type, a = 4: Cl shells around Cs of 8 at sqrt(12), 24 at sqrt(44), 24 at sqrt(76);
+// the next (at sqrt(108)) lies beyond 10 A.
+CellPtr caesium_chloride() {
+    return make_cell(4, 4, 4, {{"Cs", 1, 0, 0, 0}, {"Cl", -1, 0.5, 0.5, 0.5}});
+}
+
+// Neighbour list, running number, radial density with its cap on ties, and shells at the
+// density minima; the farthest neighbour is never counted into a shell.
+TEST(Coordination, ShellsOfCaesiumChloride) {
+    CellPtr cell = caesium_chloride();
+    CnPtr cn;
+    const std::string out =
+        printed_by([&] { cn.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[0], "Cl", -1, -0.1)); });
+    ASSERT_TRUE(cn);
+    ASSERT_EQ(cn->total, 56);
+    EXPECT_NEAR(cn->r[0], std::sqrt(12.0), 1e-12);
+    EXPECT_NEAR(cn->r[8], std::sqrt(44.0), 1e-12);
+    EXPECT_NEAR(cn->r[55], std::sqrt(76.0), 1e-12);
+    EXPECT_EQ(cn->n[55], 56.0);
+    EXPECT_NEAR(cn->g[0], 1 / std::sqrt(12.0) / (12.5663706 * 12), 1e-15);
+    EXPECT_EQ(cn->g[1], 999.9);
+    const double g8 = 1 / (std::sqrt(44.0) - std::sqrt(12.0)) / (12.5663706 * 44);
+    EXPECT_NEAR(cn->g[8], g8, 1e-15);
+    ASSERT_EQ(cn->total_shell, 3);
+    EXPECT_EQ(cn->index_shell[1], 8);
+    EXPECT_EQ(cn->index_shell[2], 32);
+    EXPECT_EQ(cn->n_shell[0], 8.0);
+    EXPECT_EQ(cn->n_shell[1], 24.0);
+    EXPECT_EQ(cn->n_shell[2], 23.0);
+    EXPECT_NEAR(cn->r_shell[0], std::sqrt(12.0), 1e-12);
+    // The smallest density after the first neighbour is the one at sqrt(76); default rds_tiny.
+    const double g32 = 1 / (std::sqrt(76.0) - std::sqrt(44.0)) / (12.5663706 * 76);
+    char message[128];
+    std::snprintf(message, sizeof message, "Message: rds_min = %f   rds_tiny = %f  rds_threshold = %f\n", g32, 0.01,
+                  g32 + 0.01);
+    EXPECT_EQ(out, message);
+
+    // Distance gaps: every gap between the shells exceeds 0.5 A, none inside them.
+    ASSERT_EQ(quorix_cn_calculate_shell_with_sensitivity(cn.get(), -1), 0);
+    ASSERT_EQ(cn->total_shell, 3);
+    EXPECT_EQ(cn->n_shell[2], 24.0);
+    ASSERT_EQ(quorix_cn_calculate_shell_with_sensitivity(cn.get(), 3.5), 0);
+    EXPECT_EQ(cn->total_shell, 1);
+}
+
+// The search radius includes 10 A exactly, and another atom on the centre's place counts.
+TEST(Coordination, TenAngstromIsIncluded) {
+    CellPtr cell = (make_cell(5, 5, 5, {{"Na", 1, 0, 0, 0}, {"Cl", -1, 0, 0, 0}}));
+    CnPtr cn;
+    printed_by([&] { cn.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[0], "Cl", -1, 0)); });
+    ASSERT_TRUE(cn);
+    // Lattice points with i^2 + j^2 + k^2 <= 4: 1 + 6 + 12 + 8 + 6.
+    EXPECT_EQ(cn->total, 33);
+    EXPECT_EQ(cn->r[0], 0.0);
+    EXPECT_EQ(cn->r[32], 10.0);
+    EXPECT_TRUE(std::isfinite(cn->g[0]));
+}
+
+// Counter-ions and atoms of state 0 coordinate; like charges and the centre do not.
+TEST(Coordination, MixedCounterIons) {
+    CellPtr cell = (make_cell(4, 4, 4,
+                          {{"Cs", 1, 0, 0, 0},
+                           {"Cl", -1, 0.5, 0.5, 0.5},
+                           {"Br", -1, 0.5, 0, 0, 0.5},
+                           {"K", 1, 0, 0.5, 0},
+                           {"Xe", 0, 0, 0, 0.5}}));
+    CnMixPtr cn;
+    printed_by([&] { cn.reset(quorix_cn_mix_new_from_cell(cell.get(), &cell->atom[0], 0.01)); });
+    ASSERT_TRUE(cn);
+    // Two Br (occupancy 0.5) and two Xe at 2 A make the first shell, then eight Cl.
+    EXPECT_EQ(cn->r[3], 2.0);
+    EXPECT_EQ(cn->n[3], 3.0);
+    EXPECT_EQ(cn->n[11], 11.0);
+    for (int i = 0; i < cn->total; i++) EXPECT_STRNE(cn->type_c[i], "K");
+    // The listing stops before twice the start of the second shell.
+    const std::string out = printed_by([&] { quorix_cn_mix_print(cn.get()); });
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 3 + 2 * cn->index_shell[1]);
+
+    quorix_test::Capture capture;
+    CellPtr alone = (make_cell(4, 4, 4, {{"Cs", 1, 0, 0, 0}, {"K", 1, 0.5, 0.5, 0.5}}));
+    EXPECT_FALSE(quorix_cn_mix_new_from_cell(alone.get(), &alone->atom[0], 0.01));
+    EXPECT_EQ(capture.finish().err, "Error: coordinated atom of charge - not found.\n");
+}
+
+// Two Cs sites, one on the inversion centre (multiplicity 1) and one off it (2): the average
+// of the first shells is weighted by multiplicity.
+TEST(Coordination, AverageOverSitesOfASpecies) {
+    CellPtr cell = (make_cell(6, 6, 6,
+                          {{"Cs", 1, 0, 0, 0},
+                           {"Cs", 1, 0.3, 0.2, 0.1},
+                           {"Cs", 1, 0.7, 0.8, 0.9},
+                           {"Cl", -1, 0.5, 0.5, 0.5},
+                           {"Cl", -1, 0.5, 0, 0},
+                           {"Cl", -1, 0, 0.5, 0}}));
+    SymmetryPtr inversion(symmetry_of({{{1, 1, 1}, {0, 0, 0}}, {{-1, -1, -1}, {0, 0, 0}}}));
+    double cn[2], r[2];
+    for (int site = 0; site < 2; site++) {
+        CnPtr record;
+        printed_by([&] { record.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[site], "Cl", -1, 0.01)); });
+        ASSERT_TRUE(record);
+        cn[site] = record->n_shell[0];
+        r[site] = record->r_shell[0];
+    }
+    const std::string out = printed_by(
+        [&] { EXPECT_EQ(quorix_cn_calculate_by_type(cell.get(), inversion.get(), "Cs", 1, "Cl", -1, 0.01), 0); });
+    char row[3][64];
+    std::snprintf(row[0], sizeof row[0], "CN:    0            1 %10.6f %9.6f\n", cn[0], r[0]);
+    std::snprintf(row[1], sizeof row[1], "CN:    1            2 %10.6f %9.6f\n", cn[1], r[1]);
+    std::snprintf(row[2], sizeof row[2], "CN:  ave            0 %10.6f %9.6f\n", (cn[0] + 2 * cn[1]) / 3,
+                  (r[0] + 2 * r[1]) / 3);
+    for (const char* line : row) EXPECT_NE(out.find(line), std::string::npos) << line << out;
+
+    quorix_test::Capture capture;
+    EXPECT_EQ(quorix_cn_calculate_by_type(cell.get(), inversion.get(), "Na", 1, "Cl", -1, 0.01), 1);
+    EXPECT_EQ(capture.finish().err, "Error: unable to find any atom of Na1+.\n");
+}
+
+// Bonds strongest first with running sums; the coordination number is reached when the
+// running sum comes within 5 % of the bond valence sum, and weak bonds are summed unlisted.
+TEST(Coordination, CoordinationByBondValence) {
+    CellPtr cell = rock_salt(5.64);
+    // Bonds of 1/6 at 2.82 A, cutoff past the eight Cl at 4.88 A.
+    const double r0 = 2.82 + 0.37 * std::log(1.0 / 6);
+    PropertyPtr ppt(bv_pair_set("Na", 1, "Cl", -1, r0, 0.37, 5.0));
+    const double weak = std::exp((r0 - 5.64 * std::sqrt(3.0) / 2) / 0.37);
+    const double bvs = 1.0 + 8 * weak;
+    CnBvPtr cn(quorix_cn_bv_new_from_cell(cell.get(), &cell->atom[0], ppt.get(), bvs));
+    ASSERT_TRUE(cn);
+    ASSERT_EQ(cn->total, 14);
+    EXPECT_NEAR(cn->s[0], 1.0 / 6, 1e-12);
+    EXPECT_NEAR(cn->s[13], weak, 1e-12);
+    EXPECT_NEAR(cn->s_sum[13], bvs, 1e-12);
+    EXPECT_NEAR(cn->s_ave[5], 1.0 / 6, 1e-12);
+    EXPECT_EQ(cn->cn_index, 5);
+    EXPECT_EQ(cn->n[cn->cn_index], 6.0);
+    EXPECT_EQ(cn->cn_print, 6);
+}
+
+
+
+// An element the per-species database does not know is refused, and the cell keeps its states.
+TEST(OxidationStates, UnknownElementIsRefused) {
+    CellPtr cell = (make_cell(4, 4, 4, {{"Xx", 99, 0, 0, 0}, {"O", -2, 0.5, 0.5, 0.5}}));
+    SymmetryPtr p1(quorix_symmetry_new_p1());
+    quorix_test::Capture capture;
+    EXPECT_EQ(quorix_os_assign_by_bv(cell.get(), p1.get(), quorix_test::unitary_db().c_str(),
+                                     quorix_test::binary_db().c_str()),
+              1);
+    EXPECT_EQ(capture.finish().err,
+              "Error: no oxidation state of Xx is tabulated in " + quorix_test::unitary_db() + ".\n");
+    EXPECT_EQ(cell->atom[0].os, 99);
+    EXPECT_EQ(cell->atom[0].flag, 0);
 }
 
 }  // namespace

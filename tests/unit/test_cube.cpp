@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-import-property.hpp"
-#include "test_fft_grid.hpp"
 
 using quorix_test::read_file;
 using quorix_test::ScratchDir;
@@ -21,9 +20,7 @@ namespace {
 CubePtr sample_cube() {
     const long n[3] = {3, 2, 4};
     const double a[3][3] = {{3.0, 0.0, 0.0}, {0.0, 2.5, 0.0}, {-1.2, 0.0, 4.0}};
-    return fft_test::make_cube(n, a, [](const fft_test::Frac& u) {
-        return 1.5 * std::round(3 * u[0]) - 0.25 * std::round(2 * u[1]) + 0.125 * std::round(4 * u[2]) - 2;
-    });
+    return quorix_test::make_cube(n, a, [](long i, long j, long k) { return 1.5 * i - 0.25 * j + 0.125 * k - 2; });
 }
 
 // Li+ (conducting) at (1, 0, 0) and O2- at (0, 0.5, 2) with their atomic numbers and charges.
@@ -58,22 +55,21 @@ struct Imported {
 Imported import(const std::filesystem::path& path, int once) {
     QUORIX_CUBE* cube = nullptr;
     QUORIX_CELL* cell = nullptr;
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
+    quorix_test::Capture capture;
     Imported result;
     result.status = quorix_cube_import_from_file(&cube, &cell, path.c_str(), once, quorix_test::unitary_db().c_str());
-    result.err = testing::internal::GetCapturedStderr();
-    result.out = testing::internal::GetCapturedStdout();
+    result.err = capture.finish().err;
+    result.out = capture.finish().out;
     result.cube.reset(cube);
     result.cell.reset(cell);
     return result;
 }
 
 std::string export_quietly(const QUORIX_CUBE* cube, Structure* structure, const std::string& path, int once) {
-    testing::internal::CaptureStdout();
+    quorix_test::Capture capture;
     const int status = quorix_cube_export_to_file(cube, structure ? structure->cell.get() : nullptr,
                                                   structure ? structure->ppt.get() : nullptr, path.c_str(), once);
-    testing::internal::GetCapturedStdout();
+    capture.finish();
     return status == 0 ? read_file(path) : "";
 }
 
@@ -180,7 +176,7 @@ TEST(CubeFile, ValuesAreWrittenAsPrintfWritesThem) {
     }
     const long n[3] = {1, 1, static_cast<long>(values.size())};
     const double a[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-    CubePtr cube = fft_test::make_cube(n, a, [](const fft_test::Frac&) { return 0.0; });
+    CubePtr cube = quorix_test::make_cube(n, a, [](long, long, long) { return 0.0; });
     std::copy(values.begin(), values.end(), cube->en[0][0]);
     std::string expected;
     for (const double value : values) {
@@ -220,40 +216,4 @@ TEST(CubeFile, RefusesDamagedFiles) {
     const Imported missing = import(dir.path() / "missing.cube", 1);
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.out, "Error: unable to open " + (dir.path() / "missing.cube").string() + ".\n");
-}
-
-// An independent reader sees the same voxel vectors, atoms and values.
-TEST(CubeFile, ReadableByAnIndependentReader) {
-    if (std::system("/usr/bin/python3 -c 'import ase.io.cube' >/dev/null 2>&1") != 0)
-        GTEST_SKIP() << "python3-ase is not installed";
-    ScratchDir dir;
-    CubePtr cube = sample_cube();
-    Structure structure;
-    const std::string path = (dir.path() / "ase.cube").string();
-    export_quietly(cube.get(), &structure, path, 1);
-    const auto script = dir.write("read.py",
-                                  "import sys\n"
-                                  "from ase.io.cube import read_cube_data\n"
-                                  "data, atoms = read_cube_data(sys.argv[1])\n"
-                                  "print(*data.shape, *atoms.cell.ravel(), *atoms.numbers, *data.ravel())\n");
-    const auto output = dir.path() / "out.txt";
-    ASSERT_EQ(std::system(("/usr/bin/python3 " + script.string() + " " + path + " > " + output.string()).c_str()), 0);
-    std::istringstream in(read_file(output));
-    long shape[3];
-    int an[2];
-    double cell[9];
-    in >> shape[0] >> shape[1] >> shape[2];
-    for (double& v : cell) in >> v;
-    in >> an[0] >> an[1];
-    EXPECT_EQ(std::vector<long>(shape, shape + 3), (std::vector<long>{3, 2, 4}));
-    for (int v = 0; v < 9; v++) EXPECT_NEAR(cell[v], cube->a[v / 3][v % 3], 2e-6);  // Bohr factors differ slightly
-    EXPECT_EQ(an[0], 3);
-    EXPECT_EQ(an[1], 8);
-    for (long i = 0; i < 3; i++)
-        for (long j = 0; j < 2; j++)
-            for (long k = 0; k < 4; k++) {
-                double value = 0.0;
-                in >> value;
-                EXPECT_NEAR(value, cube->en[i][j][k], 1e-12);
-            }
 }

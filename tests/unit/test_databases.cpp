@@ -12,7 +12,7 @@
 #include <tuple>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 namespace {
 
@@ -97,16 +97,6 @@ bool is_hydrogen(const std::string& symbol) { return symbol == "H" || symbol == 
 
 }  // namespace
 
-TEST(Databases, LinesFitTheReadersBufferAndFrame) {
-    for (const std::string& path : {quorix_test::unitary_db(), quorix_test::binary_db()}) {
-        const std::vector<std::string> lines = buffered_lines(path);
-        ASSERT_FALSE(lines.empty()) << path;
-        for (const std::string& line : lines) EXPECT_EQ(line.back(), '\n') << "line too long: " << line;
-        EXPECT_GT(data_lines(path).size(), 100u) << path;
-        EXPECT_NE(lines.back().find("DATA_END"), std::string::npos) << path;
-    }
-}
-
 TEST(Databases, SpeciesKeysAreUniqueAndGroupedBySymbol) {
     const std::vector<Species> species = read_species();
     const std::map<std::string, Species> first = first_by_symbol(species);
@@ -137,21 +127,6 @@ TEST(Databases, DefaultStateLineComesFirstAndColumnFourAgrees) {
     }
     EXPECT_EQ(first.at("Se").default_os, -2);
     EXPECT_EQ(first.at("N").default_os, -3);
-}
-
-TEST(Databases, AtomicNumberLookupFindsThePlainElementWithItsDefault) {
-    // First line per atomic number, read as the cube reader reads it.
-    std::map<int, std::pair<std::string, int>> by_number;
-    for (const std::string& line : data_lines(quorix_test::unitary_db())) {
-        int an = 0, os = 0;
-        char symbol[kLineBuffer];
-        ASSERT_EQ(std::sscanf(line.c_str(), "%d %s %*d %d", &an, symbol, &os), 3);
-        by_number.emplace(an, std::make_pair(std::string(symbol), os));
-    }
-    const std::map<int, std::pair<std::string, int>> expected = {
-        {1, {"H", 1}}, {3, {"Li", 1}}, {7, {"N", -3}}, {8, {"O", -2}}, {34, {"Se", -2}},
-        {52, {"Te", -2}}, {17, {"Cl", -1}}, {26, {"Fe", 3}}};
-    for (const auto& [an, symbol_os] : expected) EXPECT_EQ(by_number.at(an), symbol_os) << an;
 }
 
 TEST(Databases, PairsAreCationFirstUniqueAndComplete) {

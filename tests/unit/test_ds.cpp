@@ -39,14 +39,3 @@ TEST(List, StackQueueAndUnion) {
     EXPECT_EQ(quorix_list_read_first(target.get()), &c);
     EXPECT_EQ(quorix_list_count(source.get()), 3);
 }
-
-TEST(List, PrintMarksNullElements) {
-    int a = 1, c = 3;
-    ListPtr list(quorix_list_new(nullptr));
-    quorix_list_append(list.get(), &a);
-    quorix_list_append(list.get(), nullptr);
-    quorix_list_append(list.get(), &c);
-    testing::internal::CaptureStdout();
-    quorix_list_print(list.get());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "QUORIX_LIST: head^->1->2^->3->tail^\n");
-}

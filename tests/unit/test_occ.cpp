@@ -3,45 +3,22 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "quorix-alloc.hpp"
+#include "support.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-la.hpp"
 
 namespace {
 
-struct Site {
-    const char* type;
-    int os;
-    double x, y, z, occ;
-};
+using quorix_test::Site;
 
-CellPtr make_cell(double a, double b, double c, const std::vector<Site>& sites, double gamma = 90.0) {
-    CellPtr cell(quorix_cell_new(static_cast<long>(sites.size())));
-    std::strcpy(cell->name, "test");
-    const double parameter[3] = {a, b, c}, angle[3] = {90.0, 90.0, gamma};
-    std::memcpy(cell->parameter, parameter, sizeof parameter);
-    std::memcpy(cell->angle, angle, sizeof angle);
-    quorix_cell_update_lattice_cartesion(cell.get());
-    for (size_t i = 0; i < sites.size(); i++) {
-        QUORIX_ATOM& atom = cell->atom[i];
-        std::snprintf(atom.name, sizeof atom.name, "%s%d", sites[i].type, static_cast<int>(i % 1000) + 1);
-        std::strcpy(atom.type, sites[i].type);
-        atom.os = sites[i].os;
-        atom.x_f[0] = sites[i].x;
-        atom.x_f[1] = sites[i].y;
-        atom.x_f[2] = sites[i].z;
-        atom.occ = sites[i].occ;
-    }
-    quorix_cell_update_coordinate_cartesion(cell.get());
-    return cell;
-}
+using quorix_test::make_cell;
 
 // Cubic perovskite with a B site shared by Sn (0.9) and In (0.0672), as in the In-doped CsSnCl3.
 CellPtr doped_perovskite() {
@@ -65,21 +42,14 @@ void expect_ordered(QUORIX_CELL* cell) {
     }
 }
 
-std::string stderr_of(const std::function<void()>& call) {
-    testing::internal::CaptureStderr();
-    call();
-    return testing::internal::GetCapturedStderr();
-}
-
 }  // namespace
 
 TEST(Supercell, ImagesInOrderWithFieldsCopied) {
-    CellPtr cell = make_cell(4.0, 5.0, 6.0, {{"Li", 1, 0.1, 0.2, 0.3, 0.5}, {"O", -2, 0.6, 0.7, 0.8, 1}}, 100.0);
+    CellPtr cell = make_cell(4.0, 5.0, 6.0, {{"Li", 1, 0.1, 0.2, 0.3, 0.5}, {"O", -2, 0.6, 0.7, 0.8, 1}}, 90, 90, 100.0);
     int n[3] = {2, 1, 3};
     CellPtr super(quorix_cell_supercell(cell.get(), n));
     ASSERT_TRUE(super);
     ASSERT_EQ(super->total, 12);
-    EXPECT_STREQ(super->name, "test");
     EXPECT_EQ(super->Z, 0);
     EXPECT_NEAR(super->parameter[0], 8.0, 1e-9);
     EXPECT_NEAR(super->parameter[2], 18.0, 1e-9);
@@ -119,19 +89,6 @@ TEST(Supercell, DefaultMultiplesFollowTheAtomCount) {
     }
 }
 
-TEST(Supercell, BadInputIsRefused) {
-    CellPtr cell = make_cell(4, 4, 4, {{"Li", 1, 0, 0, 0, 1}});
-    int zero[3] = {2, 0, 2}, huge[3] = {100000, 100000, 100000};
-    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell(cell.get(), zero)); }),
-              "Error: supercell parameters must be positive.\n");
-    EXPECT_NE(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell(cell.get(), huge)); }), "");
-    CellPtr empty(quorix_cell_new(0));
-    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell_default(empty.get())); }),
-              "Error: wrong total atom number 0\n in QUORIX_CELL.\n");
-    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_supercell_default(nullptr)); }),
-              "Error: QUORIX_CELL has not been properly initialized.\n");
-}
-
 TEST(MixedSite, OtherSpeciesWithinThreeTenthsOfAnAngstromAcrossFaces) {
     CellPtr cell = doped_perovskite();
     EXPECT_TRUE(quorix_cell_partial_occ_at_conducting_site(cell.get(), "Sn", 2));
@@ -152,7 +109,7 @@ TEST(MixedSite, AgreesWithTheShortestDistanceInASkewedCell) {
     std::mt19937 random(1);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
     for (int pair = 0; pair < 500; pair++) {
-        CellPtr cell = make_cell(3.1, 4.2, 3.7, {{"Na", 1, 0, 0, 0, 0.5}, {"K", 1, 0, 0, 0, 0.5}}, 63.0);
+        CellPtr cell = make_cell(3.1, 4.2, 3.7, {{"Na", 1, 0, 0, 0, 0.5}, {"K", 1, 0, 0, 0, 0.5}}, 90, 90, 63.0);
         for (double& v : cell->atom[0].x_f) v = unit(random) < 0.5 ? unit(random) * 0.05 : 1.0 - unit(random) * 0.05;
         quorix_cell_update_coordinate_cartesion(cell.get());
         const double direction[3] = {unit(random) - 0.5, unit(random) - 0.5, unit(random) - 0.5};
@@ -232,12 +189,14 @@ TEST(AssignMixedSites, SitesNotSharedWithAnotherSpeciesAreKept) {
     CellPtr cell = make_cell(10, 10, 10, {{"Li", 1, 0.3, 0.3, 0.3, 0.5}, {"Li", 1, 0.31, 0.3, 0.3, 0.5},
                                           {"Li", 1, 0.6, 0.6, 0.6, 0.5}, {"Li", 1, 0, 0, 0, 1},
                                           {"O", -2, 0.5, 0, 0, 1}});
-    CellPtr assigned(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Li", 1));
-    ASSERT_TRUE(assigned);
-    ASSERT_EQ(assigned->total, cell->total);
-    for (long i = 0; i < cell->total; i++) EXPECT_EQ(assigned->atom[i].occ, cell->atom[i].occ);
-    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Na", 1)); }),
-              "Error: no Na1+ ion in QUORIX_CELL.\n");
+    const std::vector<QUORIX_ATOM> before(cell->atom, cell->atom + cell->total);
+    for (int run = 0; run < 20; run++) {
+        CellPtr assigned(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Li", 1));
+        ASSERT_TRUE(assigned);
+        EXPECT_EQ(species_counts(assigned.get())["Li"], 3);
+        expect_ordered(assigned.get());
+    }
+    EXPECT_EQ(std::memcmp(before.data(), cell->atom, before.size() * sizeof(QUORIX_ATOM)), 0);
 }
 
 TEST(AssignAll, OnlyFullOccupanciesRemain) {
@@ -253,6 +212,4 @@ TEST(AssignAll, OnlyFullOccupanciesRemain) {
     EXPECT_EQ(count["Cl"], 1);
     expect_ordered(assigned.get());
     EXPECT_EQ(std::strcmp(cell->atom[0].type, "Sn"), 0);  // the source is not sorted
-    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(quorix_cell_assign_partial_occ_all(nullptr)); }),
-              "Error: QUORIX_CELL has not been properly initialized.\n");
 }

@@ -4,10 +4,9 @@
 #include <cstring>
 #include <string>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-write.hpp"
-#include "structure.hpp"
 
 namespace {
 
@@ -28,9 +27,9 @@ CellPtr three_species_cell() {
 }
 
 std::string export_text(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, std::string* out = nullptr) {
-    testing::internal::CaptureStdout();
+    quorix_test::Capture capture;
     TextPtr text(quorix_cell_export_cif_to_text(cell, symmetry));
-    const std::string printed = testing::internal::GetCapturedStdout();
+    const std::string printed = capture.finish().out;
     if (out) *out = printed;
     return text ? std::string(text->content) : "(null)";
 }
@@ -113,20 +112,4 @@ TEST(WriteCif, SymmetryReducesTheCellAndNamesTheGroup) {
     symmetry->sg_id = 2;
     EXPECT_NE(export_text(cell.get(), symmetry.get()).find("'P -1'\r\n_symmetry_Int_Tables_number       2\r\n"),
               std::string::npos);
-}
-
-TEST(WriteCif, FileMessages) {
-    quorix_test::ScratchDir dir;
-    const std::string path = (dir.path() / "out.cif").string();
-    CellPtr cell = three_species_cell();
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(quorix_cell_export_cif_to_file(path.c_str(), cell.get(), nullptr), 0);
-    EXPECT_EQ(quorix_cell_export_cif_to_file("/nonexistent/dir/out.cif", cell.get(), nullptr), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Message: symmetry info missing. Using P1.\nMessage: cif file saved to " + path +
-                  "\nMessage: symmetry info missing. Using P1.\n");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Error: unable to open /nonexistent/dir/out.cif.\nError: quorix_text_export_to_file() returns non-zero.\n");
-    EXPECT_EQ(quorix_test::read_file(path), export_text(cell.get(), nullptr));
 }
