@@ -99,14 +99,3 @@ TEST(AssignCommands, WrittenCellsHoldWholeAtomsOnly) {
             EXPECT_EQ(composition(assigned_one.get())[name].atoms, composition(source.get())[name].atoms) << name;
     }
 }
-
-TEST(AssignCommands, SpeciesMissingFromTheCellIsReported) {
-    ScratchDir dir;
-    const std::string input = dir.copy_in("Na0.8CoO2_VESTA.cif").string();
-    const auto result = run_quorix({"--gen-cif-assign", input, "Li", "1"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err,
-              "Error: no Li1+ ion in QUORIX_CELL.\n"
-              "Error: quorix_cell_assign_partial_occ_at_conducting_site() returns NULL.\n");
-    EXPECT_FALSE(std::filesystem::exists(input + ".assign.cif"));
-}

@@ -168,6 +168,16 @@ CellPtr make_cell(double a, double b, double c, const std::vector<Site>& sites, 
     return cell;
 }
 
+Rows::Rows(const std::string& text) {
+    for (size_t start = 0;;) {
+        const size_t end = text.find('\n', start);
+        lines_.push_back(text.substr(start, end - start));
+        if (end == std::string::npos) break;
+        start = end + 1;
+    }
+    for (auto& line : lines_) pointers_.push_back(line.data());
+}
+
 double wave(long i, long n, int m) { return std::cos(6.283185307179586 * m * i / n); }
 
 }  // namespace quorix_test

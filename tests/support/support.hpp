@@ -108,6 +108,18 @@ CubePtr grid_cube(long n0, long n1, long n2, double voxel, Field field) {
     return make_cube(n, a, field);
 }
 
+// Text rows as the CIF reader hands them over: split at '\n', carriage returns kept.
+class Rows {
+public:
+    explicit Rows(const std::string& text);
+    char** content() { return pointers_.data(); }
+    long count() const { return static_cast<long>(pointers_.size()); }
+
+private:
+    std::vector<std::string> lines_;
+    std::vector<char*> pointers_;
+};
+
 // cos(2 pi m i / n): a wave with m periods over the n points of an axis.
 double wave(long i, long n, int m);
 

@@ -127,24 +127,6 @@ TEST(AtomEqual, FaceToleranceOccupancyAndSpecies) {
     EXPECT_FALSE(quorix_atom_belong(make_atom("x", "Li", 1, 0.3, 0.5, 0.5), make_array(atoms).get(), 2));
 }
 
-TEST(AtomImage, WrapsIntoUnitCell) {
-    QUORIX_CARD card{};
-    card.r_f[0][0] = -1;  // -x+1/2, -y, z-1/2
-    card.r_f[1][1] = -1;
-    card.r_f[2][2] = 1;
-    card.t_f[0] = 0.5;
-    card.t_f[2] = -0.5;
-    const QUORIX_ATOM image = quorix_atom_spawn_by_card(make_atom("O1", "O", -2, 0.75, 0.0, 0.25), card);
-    EXPECT_DOUBLE_EQ(image.x_f[0], 0.75);
-    EXPECT_EQ(image.x_f[1], 0.0);  // -0 wraps to +0, never to 1
-    EXPECT_DOUBLE_EQ(image.x_f[2], 0.75);
-    EXPECT_STREQ(image.name, "O1");
-    QUORIX_CARD identity{};
-    for (int i = 0; i < 3; i++) identity.r_f[i][i] = 1;
-    const QUORIX_ATOM tiny = quorix_atom_spawn_by_card(make_atom("O1", "O", -2, -1e-18, 0, 0), identity);
-    EXPECT_EQ(tiny.x_f[0], 0.0);  // 1 - 1e-18 rounds to 1, which must not be kept
-}
-
 TEST(AtomDuplicates, GridAgreesWithQuadraticOracle) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
@@ -249,20 +231,6 @@ TEST(AtomOrder, NaturalNamesAndCanonicalKeys) {
     }
 }
 
-TEST(CellName, RunsOfSpeciesInArrayOrder) {
-    CellPtr cell = make_cell(4, 4, 4, {{"O", -2, 0, 0, 0}, {"Li", 1, 0.5, 0, 0, 0.75}, {"Li", 1, 0.5, 0.5, 0, 0.25},
-                                       {"O", -2, 0, 0.5, 0}});
-    quorix_cell_update_name(cell.get());
-    EXPECT_STREQ(cell->name, "O2-:1.000 Li1+:1.000 O2-:1.000 ");
-
-    // Many species: the name stops at 127 characters.
-    std::vector<quorix_test::Site> atoms;
-    for (int i = 0; i < 40; i++) atoms.push_back({"Xx", i - 20, 0, 0, 0});
-    CellPtr crowded = make_cell(4, 4, 4, atoms);
-    quorix_cell_update_name(crowded.get());
-    EXPECT_EQ(std::strlen(crowded->name), 127u);
-}
-
 TEST(CellGeometry, VectorsVolumeAndCoordinates) {
     // Triclinic: vectors reproduce the parameters, volume is the determinant, and
     // Cartesian -> fractional returns the coordinates.
@@ -287,14 +255,6 @@ TEST(CellGeometry, VectorsVolumeAndCoordinates) {
     quorix_cell_bound_fractional(cell.get());
     EXPECT_DOUBLE_EQ(cell->atom[0].x_f[0], 0.75);
     EXPECT_DOUBLE_EQ(cell->atom[0].x_f[1], 0.5);
-}
-
-TEST(CellGeometry, ShortestDistanceCrossesCellFaces) {
-    CellPtr cell = make_cell(4, 5, 6, {{"Li", 1, 0.05, 0.1, 0.5}, {"Li", 1, 0.95, 0.9, 0.5}, {"Li", 1, 0.55, 0.5, 0.5}});
-    EXPECT_NEAR(quorix_cell_min_distance_btw_atoms(cell.get(), &cell->atom[0], &cell->atom[1]),
-                std::hypot(0.1 * 4, 0.2 * 5), 1e-7);
-    EXPECT_NEAR(quorix_cell_min_distance_btw_atoms(cell.get(), &cell->atom[0], &cell->atom[2]),
-                std::hypot(0.5 * 4, 0.4 * 5), 1e-7);
 }
 
 TEST(CellSites, ReductionAndSiteNumbersFollowOrbits) {

@@ -182,75 +182,8 @@ TEST(BondValence, InstabilityVerdicts) {
     }
 }
 
-// The text export on a record filled by hand (the printed layouts are checked by the commands).
-TEST(BondValence, TextExport) {
-    BvPtr bv(quorix_bv_new(2));
-    bv->atom[0] = {"Li1", "Li", 1, {}, {}, 0.5, 1, 0, false};
-    bv->atom[1] = {"O1", "O", -2, {}, {}, 1.0, 2, 0, false};
-    bv->sum[0] = 1.0625;
-    bv->sum[1] = -2.125;
-    bv->value[0][1] = 1.0625;
-    bv->value[1][0] = -2.125;
-    TextPtr text(quorix_bv_export_to_text(bv.get()));
-    ASSERT_TRUE(text);
-    const std::string rule = "=================================================================\r\n";
-    EXPECT_EQ(std::string(text->content), "Bond valence sum:\r\nTotal inequivalent sites: 2\r\n" + rule +
-                                              " Li1(Li1+)(occ=0.500) bv_sum =  1.062500\r\n"
-                                              "  O1(O2-)(occ=1.000) bv_sum = -2.125000\r\n" +
-                                              rule +
-                                              " Li1(Li1+)(occ=0.500)  Li1(Li1+)(occ=0.500) bv =  0.000000\r\n"
-                                              " Li1(Li1+)(occ=0.500)   O1(O2-)(occ=1.000) bv =  1.062500\r\n"
-                                              "  O1(O2-)(occ=1.000)  Li1(Li1+)(occ=0.500) bv = -2.125000\r\n"
-                                              "  O1(O2-)(occ=1.000)   O1(O2-)(occ=1.000) bv =  0.000000\r\n" +
-                                              rule);
-}
 
 
-
-// CsCl type, a = 4: Cl shells around Cs of 8 at sqrt(12), 24 at sqrt(44), 24 at sqrt(76);
-// the next (at sqrt(108)) lies beyond 10 A.
-CellPtr caesium_chloride() {
-    return make_cell(4, 4, 4, {{"Cs", 1, 0, 0, 0}, {"Cl", -1, 0.5, 0.5, 0.5}});
-}
-
-// Neighbour list, running number, radial density with its cap on ties, and shells at the
-// density minima; the farthest neighbour is never counted into a shell.
-TEST(Coordination, ShellsOfCaesiumChloride) {
-    CellPtr cell = caesium_chloride();
-    CnPtr cn;
-    const std::string out =
-        printed_by([&] { cn.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[0], "Cl", -1, -0.1)); });
-    ASSERT_TRUE(cn);
-    ASSERT_EQ(cn->total, 56);
-    EXPECT_NEAR(cn->r[0], std::sqrt(12.0), 1e-12);
-    EXPECT_NEAR(cn->r[8], std::sqrt(44.0), 1e-12);
-    EXPECT_NEAR(cn->r[55], std::sqrt(76.0), 1e-12);
-    EXPECT_EQ(cn->n[55], 56.0);
-    EXPECT_NEAR(cn->g[0], 1 / std::sqrt(12.0) / (12.5663706 * 12), 1e-15);
-    EXPECT_EQ(cn->g[1], 999.9);
-    const double g8 = 1 / (std::sqrt(44.0) - std::sqrt(12.0)) / (12.5663706 * 44);
-    EXPECT_NEAR(cn->g[8], g8, 1e-15);
-    ASSERT_EQ(cn->total_shell, 3);
-    EXPECT_EQ(cn->index_shell[1], 8);
-    EXPECT_EQ(cn->index_shell[2], 32);
-    EXPECT_EQ(cn->n_shell[0], 8.0);
-    EXPECT_EQ(cn->n_shell[1], 24.0);
-    EXPECT_EQ(cn->n_shell[2], 23.0);
-    EXPECT_NEAR(cn->r_shell[0], std::sqrt(12.0), 1e-12);
-    // The smallest density after the first neighbour is the one at sqrt(76); default rds_tiny.
-    const double g32 = 1 / (std::sqrt(76.0) - std::sqrt(44.0)) / (12.5663706 * 76);
-    char message[128];
-    std::snprintf(message, sizeof message, "Message: rds_min = %f   rds_tiny = %f  rds_threshold = %f\n", g32, 0.01,
-                  g32 + 0.01);
-    EXPECT_EQ(out, message);
-
-    // Distance gaps: every gap between the shells exceeds 0.5 A, none inside them.
-    ASSERT_EQ(quorix_cn_calculate_shell_with_sensitivity(cn.get(), -1), 0);
-    ASSERT_EQ(cn->total_shell, 3);
-    EXPECT_EQ(cn->n_shell[2], 24.0);
-    ASSERT_EQ(quorix_cn_calculate_shell_with_sensitivity(cn.get(), 3.5), 0);
-    EXPECT_EQ(cn->total_shell, 1);
-}
 
 // The search radius includes 10 A exactly, and another atom on the centre's place counts.
 TEST(Coordination, TenAngstromIsIncluded) {
@@ -322,27 +255,6 @@ TEST(Coordination, AverageOverSitesOfASpecies) {
     quorix_test::Capture capture;
     EXPECT_EQ(quorix_cn_calculate_by_type(cell.get(), inversion.get(), "Na", 1, "Cl", -1, 0.01), 1);
     EXPECT_EQ(capture.finish().err, "Error: unable to find any atom of Na1+.\n");
-}
-
-// Bonds strongest first with running sums; the coordination number is reached when the
-// running sum comes within 5 % of the bond valence sum, and weak bonds are summed unlisted.
-TEST(Coordination, CoordinationByBondValence) {
-    CellPtr cell = rock_salt(5.64);
-    // Bonds of 1/6 at 2.82 A, cutoff past the eight Cl at 4.88 A.
-    const double r0 = 2.82 + 0.37 * std::log(1.0 / 6);
-    PropertyPtr ppt(bv_pair_set("Na", 1, "Cl", -1, r0, 0.37, 5.0));
-    const double weak = std::exp((r0 - 5.64 * std::sqrt(3.0) / 2) / 0.37);
-    const double bvs = 1.0 + 8 * weak;
-    CnBvPtr cn(quorix_cn_bv_new_from_cell(cell.get(), &cell->atom[0], ppt.get(), bvs));
-    ASSERT_TRUE(cn);
-    ASSERT_EQ(cn->total, 14);
-    EXPECT_NEAR(cn->s[0], 1.0 / 6, 1e-12);
-    EXPECT_NEAR(cn->s[13], weak, 1e-12);
-    EXPECT_NEAR(cn->s_sum[13], bvs, 1e-12);
-    EXPECT_NEAR(cn->s_ave[5], 1.0 / 6, 1e-12);
-    EXPECT_EQ(cn->cn_index, 5);
-    EXPECT_EQ(cn->n[cn->cn_index], 6.0);
-    EXPECT_EQ(cn->cn_print, 6);
 }
 
 

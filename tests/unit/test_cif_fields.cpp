@@ -11,29 +11,7 @@
 
 namespace {
 
-// Rows as the reader sees them: split at '\n', carriage returns kept.
-class Rows {
-public:
-    explicit Rows(const std::string& text) {
-        std::string line;
-        for (char c : text) {
-            if (c == '\n') {
-                lines_.push_back(line);
-                line.clear();
-            } else {
-                line += c;
-            }
-        }
-        lines_.push_back(line);
-        for (auto& l : lines_) pointers_.push_back(l.data());
-    }
-    char** content() { return pointers_.data(); }
-    long count() const { return static_cast<long>(pointers_.size()); }
-
-private:
-    std::vector<std::string> lines_;
-    std::vector<char*> pointers_;
-};
+using quorix_test::Rows;
 
 std::string item(const char* keyword, const std::string& text) {
     Rows rows(text);
@@ -198,31 +176,6 @@ TEST(CifAtoms, CoordinatesAndOccupancy) {
 
 }
 
-TEST(CifAtoms, FixedFlags) {
-    AtomLoop loop("loop_\n_atom_site_label\n_atom_site_quorix_fixed\nK1 True\nK2 f\nK3\n");
-    ASSERT_EQ(quorix_cell_import_cif_read_atom_constraint(loop.atom.get(), loop.loop.table, loop.loop.rows,
-                                                          loop.loop.cols),
-              0);
-    EXPECT_TRUE(loop.atom.get()[0].ignored);
-    EXPECT_FALSE(loop.atom.get()[1].ignored);
-    EXPECT_FALSE(loop.atom.get()[2].ignored);
-}
-
-TEST(CifLattice, ParametersAndOptionalZ) {
-    Rows rows(
-        "_cell_length_a 5.4321(7)\n_cell_length_b 6\n_cell_length_c 7\n_cell_angle_alpha 90\n"
-        "_cell_angle_beta 99.38\n_cell_angle_gamma ?\n");
-    CellPtr cell(quorix_cell_new(0));
-    cell->angle[2] = -1.0;
-    quorix_test::Capture capture;
-    ASSERT_EQ(quorix_cell_import_cif_read_lattice(cell.get(), rows.content(), rows.count()), 0);
-    capture.finish();
-    EXPECT_DOUBLE_EQ(cell->parameter[0], 5.4321);
-    EXPECT_DOUBLE_EQ(cell->angle[1], 99.38);
-    EXPECT_DOUBLE_EQ(cell->angle[2], -1.0);  // an unreadable value leaves the field as it was
-
-}
-
 TEST(CifOxidation, MixedValenceSitesSplitIntoNeighbouringStates) {
     QUORIX_ATOM* atom = quorix_atom_new(3);
     long total = 3;
@@ -250,24 +203,4 @@ TEST(CifOxidation, MixedValenceSitesSplitIntoNeighbouringStates) {
     EXPECT_NEAR(atom[0].occ * atom[0].os + atom[1].occ * atom[1].os, 2.27, 1e-12);
 
     quorix_atom_free(atom);
-}
-
-TEST(CifOxidation, DefaultStatesComeFromTheUnitaryFile) {
-    quorix_test::ScratchDir dir;
-    const auto path = dir.write("unitary.dat",
-                                "# header\n3 Li 9 9\nDATA_START\n8 O -2 -2 x\n26 Fe 3 3\n26 Fe 2 3\n3 Li 1 1\n"
-                                "DATA_END\n11 Na 1 1\n");
-    QUORIX_ATOM atom[4] = {};
-    const char* types[4] = {"Li", "Fe", "Na", "O"};
-    for (int i = 0; i < 4; i++) {
-        quorix_copy_bounded(atom[i].type, types[i], sizeof(atom[i].type));
-        atom[i].os = 99;
-    }
-    atom[3].os = -1;
-    ASSERT_EQ(quorix_atom_update_default_os(atom, 4, path.c_str()), 0);
-    EXPECT_EQ(atom[0].os, 1);
-    EXPECT_EQ(atom[1].os, 3);
-    EXPECT_EQ(atom[2].os, 99);  // listed only after DATA_END
-    EXPECT_EQ(atom[3].os, -1);  // known states stay
-
 }

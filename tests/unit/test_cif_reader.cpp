@@ -114,24 +114,6 @@ TEST(CifReader, RealFileQuirks) {
     EXPECT_EQ(unterminated.cell->total, mica.cell->total);
 }
 
-namespace {
-
-const std::string kReaderFailed = "Error: quorix_cell_import_cif_from_text() returns NULL.\n";
-const std::string kNoSymmetry = "Error: quorix_symmetry_import_from_array_char_2D() returns NULL.\n";
-
-std::string replace(std::string text, const std::string& from, const std::string& to) {
-    const size_t at = text.find(from);
-    if (at != std::string::npos) text.replace(at, from.size(), to);
-    return text;
-}
-
-// The small structure without its type-symbol column, the first label replaced.
-std::string without_types(const std::string& cif, const std::string& first_label) {
-    return replace(replace(replace(replace(cif, "_atom_site_type_symbol\n", ""), "Li1 Li1+", first_label), " Mn3.5+", ""),
-                   " O2-", "");
-}
-
-}  // namespace
 
 TEST(CifReader, SeriesOfImages) {
     quorix_test::ScratchDir dir;

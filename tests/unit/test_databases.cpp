@@ -97,24 +97,6 @@ bool is_hydrogen(const std::string& symbol) { return symbol == "H" || symbol == 
 
 }  // namespace
 
-TEST(Databases, SpeciesKeysAreUniqueAndGroupedBySymbol) {
-    const std::vector<Species> species = read_species();
-    const std::map<std::string, Species> first = first_by_symbol(species);
-    std::set<std::pair<std::string, int>> keys;
-    std::set<std::string> finished;
-    for (size_t i = 0; i < species.size(); ++i) {
-        const Species& s = species[i];
-        EXPECT_EQ(s.an, first.at(s.symbol).an) << s.symbol << s.os;
-        EXPECT_NEAR(s.mass, first.at(s.symbol).mass, 0.02) << s.symbol << s.os;
-        EXPECT_TRUE(keys.emplace(s.symbol, s.os).second) << "duplicate " << s.symbol << s.os;
-        ASSERT_GE(s.symbol.size(), 1u);
-        EXPECT_LE(s.symbol.size(), 2u) << s.symbol;
-        EXPECT_TRUE(std::isupper(static_cast<unsigned char>(s.symbol[0]))) << s.symbol;
-        EXPECT_FALSE(finished.count(s.symbol)) << s.symbol << " lines are not together";
-        if (i + 1 == species.size() || species[i + 1].symbol != s.symbol) finished.insert(s.symbol);
-    }
-}
-
 TEST(Databases, DefaultStateLineComesFirstAndColumnFourAgrees) {
     const std::vector<Species> species = read_species();
     const std::map<std::string, Species> first = first_by_symbol(species);

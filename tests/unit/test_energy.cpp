@@ -148,20 +148,6 @@ TEST(Stress, AgreesWithOtherStrainsOfTheEnergy) {
     }
 }
 
-TEST(Relaxation, StepsAreCappedAtOneTenthOfAnAngstrom) {
-    CellPtr cell = make_cell(10, 10, 10, {{"Li", 1, 0, 0, 0}, {"O", -2, 0.5, 0, 0}});
-    PropertyPtr ppt(shipped_set(cell.get(), 0.7));
-    ASSERT_TRUE(ppt);
-    Vectors force(2), dx(2);
-    force.rows[0][1] = 69.41;  // 10 A for Li: every step shrinks so that this one is 0.1 A
-    force.rows[1][0] = ppt->uni[1].m;
-    ASSERT_EQ(quorix_cell_calculate_coordinate_step_size_simple(dx.rows.data(), cell.get(), ppt.get(),
-                                                                force.rows.data()),
-              0);
-    EXPECT_NEAR(dx.rows[0][1], 0.1, 1e-12);
-    EXPECT_NEAR(dx.rows[1][0], 0.01, 1e-12);
-}
-
 TEST(ScreeningFactor, Li2OSearchStepsThroughTheLowerBound) {
     CellPtr cell = read_cif("Li2O_COD9009059_occupancy.cif");
     ASSERT_TRUE(cell);
@@ -190,18 +176,4 @@ TEST(ScreeningFactor, FastSearchEndsOnTheSameBitsOnRealStructures) {
         ASSERT_TRUE(ppt) << name;
         EXPECT_EQ(straightforward_search(cell.get(), ppt.get()), ppt->sf) << name;
     }
-}
-
-TEST(ScreeningFactor, SearchLeavingTheBoundsFallsBackToTheDefault) {
-    PropertyPtr ppt(quorix_property_new(0));
-    ppt->sf = 0.75;
-    quorix_test::Capture capture;
-    // Always pulling outwards: 0.85, 0.95, then 1.05 is out of bounds.
-    EXPECT_EQ(quorix_property_search_screening_factor(ppt.get(), [](double, double* p) { return *p = 1.0, 0; }), 0);
-    const std::string out = capture.finish().out;
-    EXPECT_NE(out.find("Message: calculating sf= 0.95000;"), std::string::npos);
-    EXPECT_NE(out.find("Warning: screening factor out of bound (0.55~1.0). Default value used.\n"
-                       "Message: final screening factor = 0.750000\n"),
-              std::string::npos);
-    EXPECT_EQ(ppt->sf, 0.75);
 }

@@ -258,24 +258,6 @@ TEST(FftDot, SearchClassifiesTheCriticalPointsOfACosineLandscape) {
     EXPECT_EQ(list->a_i[1][1], 0.5);
 }
 
-// A constant landscape: every point ties on the gradient, every eigenvalue is zero, nothing is listed.
-TEST(FftDot, FlatLandscapeHasNoCriticalPoints) {
-    const long n[3] = {4, 4, 4};
-    const double a[3][3] = {{3, 0, 0}, {0, 3, 0}, {0, 0, 3}};
-    CubePtr cube = make_cube(n, a, [](const Frac&) { return 1.5; });
-    FftPtr fft(quorix_fft_new_from_cube(cube.get()));
-    QUORIX_FFTDOT dot;
-    long x_i[3] = {5, -1, 2};
-    ASSERT_EQ(quorix_fftdot_read_from_fft(&dot, fft.get(), x_i), 0);
-    EXPECT_EQ(dot.type, FFT_ERR);
-    EXPECT_EQ(x_i[0], 1);  // the caller's indices are reduced in place
-    EXPECT_EQ(x_i[1], 3);
-    std::string printed;
-    FftdotListPtr list = search(cube.get(), &printed);
-    EXPECT_EQ(list->total, 0);
-    EXPECT_EQ(printed, "Message: found 0 critical points via fft method.\n");
-}
-
 // Only dots touching across a corner merge; the one nearer the cell origin goes.
 TEST(FftDot, MergeJoinsOnlyDiagonalNeighbours) {
     FftdotListPtr face = dot_list({{FFT_MIN, -1.0, {3, 3, 3}}, {FFT_MIN, -0.9, {4, 3, 3}}});
@@ -299,36 +281,4 @@ TEST(FftDot, MergeJoinsOnlyDiagonalNeighbours) {
     ASSERT_EQ(kept->total, 2);
     EXPECT_EQ(indices_of(kept.get()), (std::vector<std::array<long, 3>>{{5, 5, 5}, {0, 0, 0}}));
     EXPECT_EQ(kept->dot[1].type, FFT_UND);
-}
-
-// The cap counts from the lowest dot of any type.
-TEST(FftDot, FilterKeepsDotsWithinTheCap) {
-    FftdotListPtr list = dot_list({{FFT_MIN, -3.0, {1, 1, 1}},
-                                   {FFT_MIN, -2.6, {2, 2, 2}},
-                                   {FFT_SD1, -2.4, {3, 3, 3}},
-                                   {FFT_MAX, 0.5, {4, 4, 4}}});
-    ASSERT_EQ(quorix_fftdot_list_filter(list.get(), 0.5), 0);
-    EXPECT_EQ(indices_of(list.get()), (std::vector<std::array<long, 3>>{{1, 1, 1}, {2, 2, 2}}));
-    ASSERT_EQ(quorix_fftdot_list_filter(list.get(), 10.0), 0);
-    EXPECT_EQ(list->total, 2);
-}
-
-TEST(FftDot, MarkerCell) {
-    FftdotListPtr list = dot_list({{FFT_MIN, -1.0, {0, 0, 0}},
-                                   {FFT_SD1, 0.0, {2, 0, 0}},
-                                   {FFT_SD2, 0.5, {4, 0, 0}},
-                                   {FFT_MAX, 1.0, {6, 0, 5}},
-                                   {FFT_UND, 0.0, {8, 0, 0}}});
-    CellPtr cell(quorix_fftdot_list_export_to_cell(list.get()));
-    ASSERT_EQ(cell->total, 5);
-    const char* markers[5][2] = {{"MIN", "Li"}, {"SD1", "Na"}, {"SD2", "K"}, {"MAX", "Rb"}, {"ERR", "Cs"}};
-    for (int p = 0; p < 5; p++) {
-        EXPECT_STREQ(cell->atom[p].name, markers[p][0]);
-        EXPECT_STREQ(cell->atom[p].type, markers[p][1]);
-        EXPECT_EQ(cell->atom[p].os, 1);
-        EXPECT_EQ(cell->atom[p].occ, 1.0);
-        EXPECT_NEAR(cell->atom[p].x_f[0], 0.2 * p, 1e-12);
-    }
-    EXPECT_NEAR(cell->atom[3].x_f[2], 0.5, 1e-12);
-    EXPECT_NEAR(cell->parameter[1], 5.0, 1e-12);
 }

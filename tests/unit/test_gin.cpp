@@ -9,10 +9,6 @@
 
 namespace {
 
-std::string base_name(const char* path) {
-    const GinConfPtr conf(quorix_gin_conf_new(path));
-    return conf ? conf->filename : "(null)";
-}
 
 // Li+, Fe2+ and O2- with round numbers; only the two cation-first pairs with O2- have a cutoff.
 PropertyPtr hand_set() {
@@ -57,45 +53,10 @@ const std::string kHandLibrary =
 
 }  // namespace
 
-TEST(GinConf, BaseNameDropsTheExtensionOfTheFileOnly) {
-    EXPECT_EQ(base_name("run/LiFePO4.cif"), "run/LiFePO4");
-    EXPECT_EQ(base_name("LiFePO4"), "LiFePO4");
-    EXPECT_EQ(base_name("run.2/LiFePO4"), "run.2/LiFePO4");
-    EXPECT_EQ(base_name(nullptr), "quorix-default");
-    const GinConfPtr conf(quorix_gin_conf_new("x.cif"));
-    EXPECT_STREQ(conf->ensemble, "nvt");
-    EXPECT_EQ(conf->sf, -1.0);
-}
-
 TEST(GinLibrary, MorsePerCationAnionPairAndQerfcPerLikePair) {
     const PropertyPtr ppt = hand_set();
     const TextPtr text(quorix_gin_lib_import_from_property(ppt.get()));
     ASSERT_NE(text, nullptr);
     EXPECT_EQ(text->content, kHandLibrary);
 
-}
-
-TEST(GinInput, CellAtomsAndRunSettingsBeforeTheLibrary) {
-    const CellPtr cell = quorix_test::make_cell(
-        4.0, 5.0, 6.0, {{"Li", 1, 0.5, 0.25, 0}, {"Fe", 2, 0, 0, 0}, {"O", -2, 0.1, 0.2, 0.3}}, 90, 90, 120);
-    quorix_copy_bounded(cell->name, "test cell", sizeof cell->name);
-    const GinConfPtr conf(quorix_gin_conf_new("out/run.cif"));
-    const PropertyPtr ppt = hand_set();
-    const TextPtr text(quorix_gin_import_from_cell(cell.get(), conf.get(), ppt.get()));
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(text->content,
-              "conv md\r\ntitle\r\ntest cell\r\nend\r\n"
-              "cell\r\n4.000000 5.000000 6.000000 90.000000 90.000000 120.000000\r\n"
-              "fractional   3\r\n"
-              "Li1+ core 0.500000 0.250000 0.000000\r\n"
-              "Fe2+ core 0.000000 0.000000 0.000000\r\n"
-              " O2- core 0.100000 0.200000 0.300000\r\n"
-              "ensemble nvt\r\ntemperature   298.000\r\nequilibration   5.000 ps\r\nproduction     25.000 ps\r\n"
-              "timestep        0.001 ps\r\nsample          0.500 ps\r\nwrite           0.500 ps\r\n"
-              "output dcd       out/run.dcd\r\noutput xyz       out/run.xyz\r\ndump every 1     out/run.grs\r\n" +
-                  kHandLibrary);
-
-    cell->atom[2].occ = 0.5;
-    quorix_test::Capture quiet;
-    EXPECT_EQ(quorix_gin_import_from_cell(cell.get(), conf.get(), ppt.get()), nullptr);
 }

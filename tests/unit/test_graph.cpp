@@ -149,23 +149,6 @@ void expect_reverse_links(const QUORIX_GRAPH* graph) {
 
 }  // namespace
 
-TEST(GraphHelpers, PeriodicAdjacencyDistanceAndDirection) {
-    const long n[3] = {10, 10, 1};
-    const long a[3] = {0, 5, 0}, b[3] = {9, 4, 0}, c[3] = {2, 5, 0};
-    EXPECT_EQ(quorix_dot_adjacent(a, a, n), 1);
-    EXPECT_EQ(quorix_dot_adjacent(a, b, n), 1);  // across the face
-    EXPECT_EQ(quorix_dot_adjacent(a, c, n), 0);
-
-    const double cell[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
-    const double x1[3] = {0.1, 1, 1}, x2[3] = {3.9, 1, 1};
-    EXPECT_NEAR(quorix_dot_distance(x1, x2, cell), 0.2, 1e-12);
-    double dir[3];
-    quorix_dot_direction(dir, x1, x2, cell);  // from the image at -3.9 towards x2
-    EXPECT_NEAR(dir[0], -1.0, 1e-12);
-    quorix_dot_direction(dir, x2, x1, cell);
-    EXPECT_NEAR(dir[0], 1.0, 1e-12);
-}
-
 TEST(GraphFilled, ChainOfTwoSitesWithHopsInsideAndAcrossTheCell) {
     CubePtr cube = chain_landscape();
     CellPtr cell(lithium_cell(cube.get(), {{{0, 0, 0}, 1.0}, {{2, 0, 0}, 0.5}}));
@@ -228,30 +211,6 @@ TEST(GraphFilled, SitesWithoutAtomsAreInterstitialsAndASquareNetIsTwoDimensional
     std::vector<Bound> directions;
     EXPECT_EQ(dimensionality(graph, -1.0, &directions), 2);
     EXPECT_EQ(directions, (std::vector<Bound>{{1, 0, 0}, {0, 1, 0}}));
-}
-
-TEST(GraphFilled, HalfPathsIntoOneSiteGiveOneVertexAndNoHop) {
-    // Hand-made half-paths: a saddle whose branches end on adjacent grid points.
-    QUORIX_FPDOT dots[3]{};
-    const int x_i[3][3] = {{3, 0, 0}, {1, 0, 0}, {0, 0, 0}};
-    for (int d = 0; d < 3; d++) std::memcpy(dots[d].x_i, x_i[d], sizeof x_i[d]);
-    dots[0].type = FP_SAD;
-    dots[0].total_dn = 2;
-    dots[1].type = dots[2].type = FP_MIN;
-    QUORIX_FPDOT* paths[2][2] = {{&dots[0], &dots[1]}, {&dots[0], &dots[2]}};
-    QUORIX_FPHALF halves[2] = {{2, paths[0], 1.0}, {2, paths[1], 1.0}};
-    QUORIX_FPHALF_LIST list{2, halves};
-
-    CubePtr cube = chain_landscape();
-    CellPtr cell(quorix_cell_new(0));
-    PropertyPtr property = lithium_property();
-    FftPtr fft(quorix_fft_new_from_cube(cube.get()));
-    quorix_test::Capture capture;
-    GraphPtr graph(quorix_graph_new_filled(&list, fft.get(), cell.get(), property.get()));
-    capture.finish();
-    ASSERT_TRUE(graph);
-    EXPECT_EQ(graph->total_v, 1);
-    EXPECT_EQ(graph->total_e, 0);
 }
 
 TEST(GraphSuper, CopiesLinkNeighbouringCellsByTheFloorRule) {

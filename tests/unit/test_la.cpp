@@ -60,12 +60,3 @@ TEST(LinearAlgebra, Solvers) {
     EXPECT_NEAR(x[1], 2.0, 1e-6);
     EXPECT_NEAR(x[2], 1.0, 1e-6);
 }
-
-TEST(LinearAlgebra, IntegersAndRotations) {
-    EXPECT_EQ(quorix_mod_long(-1, 5), 4);
-    EXPECT_EQ(quorix_gcd(-12, 18), 6);
-    EXPECT_EQ(quorix_lcm(4, 6), 12);
-    double r[3][3];
-    quorix_matrix33_double_rotation_random(r);
-    EXPECT_NEAR(quorix_matrix33_double_determinant(r), 1.0, 1e-12);
-}

@@ -234,61 +234,6 @@ TEST(Landscape, AnionProbeBindsThroughTheCationFirstRecord) {
     EXPECT_LT(cube->en[0][0][0], -1.0);
 }
 
-TEST(Landscape, RefusesUnusableInput) {
-    LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "Li", 1);
-    const auto refusal = [&](double resolution) {
-        quorix_test::Capture capture;
-        const CubePtr cube(quorix_cube_calculate_counted(s.cell.get(), s.symmetry.get(), s.ppt.get(), resolution,
-                                                         true, nullptr));
-        const std::string err = capture.finish().err;
-        EXPECT_EQ(cube, nullptr);
-        return err;
-    };
-    EXPECT_NE(refusal(std::numeric_limits<double>::quiet_NaN()).find("Error: resolution"), std::string::npos);
-    EXPECT_NE(refusal(std::numeric_limits<double>::infinity()).find("Error: resolution"), std::string::npos);
-
-    s.ppt->conducting = -1;
-    EXPECT_EQ(refusal(0.5),
-              "Error: conducting species not correctly specified.\n"
-              "Error: quorix_cube_validate_property() returns non-zero.\n");
-    s.ppt->conducting = quorix_property_find_index(s.ppt.get(), "Li", 1);
-
-    const int o = quorix_property_find_index(s.ppt.get(), "O", -2);
-    const double cutoff = s.ppt->bin[s.ppt->conducting][o].cutoff;
-    s.ppt->bin[s.ppt->conducting][o].cutoff = 0;
-    EXPECT_EQ(refusal(0.5).rfind("Error: incorrect cutoff at [", 0), 0u);
-    s.ppt->bin[s.ppt->conducting][o].cutoff = cutoff;
-
-    const int os = s.cell->atom[3].os;
-    s.cell->atom[3].os = 0;
-    EXPECT_EQ(refusal(0.5),
-              "Error: oxidation state is zero where atom[3]: " + std::string(s.cell->atom[3].type) + "0+.\n");
-    s.cell->atom[3].os = os;
-
-    for (int k = 0; k < 3; k++) s.cell->a[1][k] *= 1e-3;
-    EXPECT_NE(refusal(0.5).find("Error: lattice vector 1"), std::string::npos);
-}
-
-TEST(LandscapeSuperSimple, RepeatsTheGrid) {
-    const long n[3] = {2, 3, 4};
-    const CubePtr cube(quorix_cube_new(n));
-    for (long i = 0; i < 2; i++)
-        for (long j = 0; j < 3; j++)
-            for (long k = 0; k < 4; k++) cube->en[i][j][k] = 100 * i + 10 * j + k;
-    for (int c = 0; c < 3; c++) {
-        cube->a[c][c] = 1.0 + c;
-        cube->a_i[c][c] = cube->a[c][c] / n[c];
-    }
-    const int m[3] = {3, 1, 2};
-    const CubePtr super(quorix_cube_super_simple(cube.get(), m));
-    ASSERT_NE(super, nullptr);
-    EXPECT_EQ(super->n[0], 6);
-    EXPECT_EQ(super->n[2], 8);
-    EXPECT_DOUBLE_EQ(super->a[0][0], 3.0);
-    EXPECT_DOUBLE_EQ(super->a_i[2][2], 0.75);
-    EXPECT_EQ(super->en[5][2][7], 100 * 1 + 10 * 2 + 3);
-}
-
 // Li7La3Zr2O12 written in P1: the 56 Li sites lie within 0.3 eV of the landscape's minimum.
 TEST(Landscape, GarnetLiSitesLieNearTheMinimum) {
     LoadedStructure s = load_structure("Li7La3Zr2O12_tetragonal_P1_pymatgen.cif", "Li", 1);

@@ -20,12 +20,6 @@ using quorix_test::Site;
 
 using quorix_test::make_cell;
 
-// Cubic perovskite with a B site shared by Sn (0.9) and In (0.0672), as in the In-doped CsSnCl3.
-CellPtr doped_perovskite() {
-    return make_cell(5.56, 5.56, 5.56,
-                     {{"Cs", 1, 0, 0, 0, 1}, {"Sn", 2, 0.5, 0.5, 0.5, 0.9}, {"Cl", -1, 0, 0.5, 0.5, 1},
-                      {"Cl", -1, 0.5, 0, 0.5, 1}, {"Cl", -1, 0.5, 0.5, 0, 1}, {"In", 3, 0.5, 0.5, 0.5, 0.0672}});
-}
 
 std::map<std::string, long> species_counts(const QUORIX_CELL* cell) {
     std::map<std::string, long> count;
@@ -43,29 +37,6 @@ void expect_ordered(QUORIX_CELL* cell) {
 }
 
 }  // namespace
-
-TEST(Supercell, ImagesInOrderWithFieldsCopied) {
-    CellPtr cell = make_cell(4.0, 5.0, 6.0, {{"Li", 1, 0.1, 0.2, 0.3, 0.5}, {"O", -2, 0.6, 0.7, 0.8, 1}}, 90, 90, 100.0);
-    int n[3] = {2, 1, 3};
-    CellPtr super(quorix_cell_supercell(cell.get(), n));
-    ASSERT_TRUE(super);
-    ASSERT_EQ(super->total, 12);
-    EXPECT_EQ(super->Z, 0);
-    EXPECT_NEAR(super->parameter[0], 8.0, 1e-9);
-    EXPECT_NEAR(super->parameter[2], 18.0, 1e-9);
-    EXPECT_NEAR(super->angle[2], 100.0, 1e-6);
-    for (long i = 0; i < 2; i++)
-        for (int p = 0; p < 2; p++)
-            for (int s = 0; s < 3; s++) {
-                const QUORIX_ATOM& image = super->atom[i * 6 + p * 3 + s];
-                const QUORIX_ATOM& source = cell->atom[i];
-                EXPECT_STREQ(image.name, source.name);
-                EXPECT_EQ(image.occ, source.occ);
-                EXPECT_NEAR(image.x_f[0], (source.x_f[0] + p) / 2, 1e-9);
-                EXPECT_NEAR(image.x_f[1], source.x_f[1], 1e-9);
-                EXPECT_NEAR(image.x_f[2], (source.x_f[2] + s) / 3, 1e-9);
-            }
-}
 
 TEST(Supercell, DefaultMultiplesFollowTheAtomCount) {
     const std::map<long, int> multiple = {{1, 7},  {3, 6},  {4, 5},  {7, 5},   {8, 4},  {14, 4},
@@ -87,20 +58,6 @@ TEST(Supercell, DefaultMultiplesFollowTheAtomCount) {
         ASSERT_TRUE(super);
         for (int i = 0; i < 3; i++) EXPECT_NEAR(super->parameter[i], expected[k][i], 1e-9) << k;
     }
-}
-
-TEST(MixedSite, OtherSpeciesWithinThreeTenthsOfAnAngstromAcrossFaces) {
-    CellPtr cell = doped_perovskite();
-    EXPECT_TRUE(quorix_cell_partial_occ_at_conducting_site(cell.get(), "Sn", 2));
-    EXPECT_TRUE(quorix_cell_partial_occ_at_conducting_site(cell.get(), "In", 3));
-    EXPECT_FALSE(quorix_cell_partial_occ_at_conducting_site(cell.get(), "Cs", 1));
-    // 0.29 and 0.31 A apart through the a face; a split pair of one species does not count.
-    CellPtr faces = make_cell(10, 10, 10, {{"Na", 1, 0.99, 0, 0, 0.5}, {"K", 1, 0.019, 0, 0, 0.5},
-                                           {"Na", 1, 0.5, 0.5, 0.5, 0.5}, {"Na", 1, 0.51, 0.5, 0.5, 0.5}});
-    EXPECT_TRUE(quorix_cell_partial_occ_at_conducting_site(faces.get(), "Na", 1));
-    faces->atom[1].x_f[0] = 0.021;
-    quorix_cell_update_coordinate_cartesion(faces.get());
-    EXPECT_FALSE(quorix_cell_partial_occ_at_conducting_site(faces.get(), "Na", 1));
 }
 
 // The early rejection of distant pairs must agree with the plain shortest distance, also in a
@@ -197,19 +154,4 @@ TEST(AssignMixedSites, SitesNotSharedWithAnotherSpeciesAreKept) {
         expect_ordered(assigned.get());
     }
     EXPECT_EQ(std::memcmp(before.data(), cell->atom, before.size() * sizeof(QUORIX_ATOM)), 0);
-}
-
-TEST(AssignAll, OnlyFullOccupanciesRemain) {
-    std::srand(13);
-    CellPtr cell = make_cell(6, 6, 6, {{"Sn", 2, 0.5, 0.5, 0.5, 0.6}, {"Cl", -1, 0, 0.5, 0.5, 1},
-                                       {"In", 3, 0.5, 0.5, 0.5, 0.4}, {"Na", 1, 0, 0, 0, 0.5},
-                                       {"Na", 1, 0.5, 0, 0, 0.5}, {"Na", 1, 0, 0, 0.5, 0.5}});
-    CellPtr assigned(quorix_cell_assign_partial_occ_all(cell.get()));
-    ASSERT_TRUE(assigned);
-    auto count = species_counts(assigned.get());
-    EXPECT_EQ(count["Sn"] + count["In"], 1);
-    EXPECT_EQ(count["Na"], 1);
-    EXPECT_EQ(count["Cl"], 1);
-    expect_ordered(assigned.get());
-    EXPECT_EQ(std::strcmp(cell->atom[0].type, "Sn"), 0);  // the source is not sorted
 }

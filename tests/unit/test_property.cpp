@@ -91,15 +91,6 @@ TEST_F(ParameterFiles, MissingHalideAndSulfidePairsBorrowCnAndCutoffOnly) {
     EXPECT_DOUBLE_EQ(pair.cn, 4.0);  // found pairs are left alone
 }
 
-TEST_F(ParameterFiles, AtomicNumberLookupTakesTheFirstLine) {
-    QUORIX_ATOM atom{};
-    ASSERT_EQ(quorix_property_type_from_atomic_number(26, &atom, unitary_.c_str()), 0);
-    EXPECT_STREQ(atom.type, "Fe");
-    EXPECT_EQ(atom.os, 3);
-    quorix_test::Capture quiet;
-    EXPECT_EQ(quorix_property_type_from_atomic_number(9, &atom, unitary_.c_str()), 1);
-}
-
 namespace {
 
 
@@ -203,16 +194,6 @@ TEST_F(PairModel, ImportSortsTheCellAndAppendsTheConductingIon) {
     // A d-block cation has c = 2: depth 2 * sqrt(2 * 6) * b^2 / (sqrt(4 * 2) * rmin) / 2.
     const QUORIX_PROPERTY_BINARY& fe_o = ppt->bin[0][1];
     EXPECT_NEAR(fe_o.d0, 2 * std::sqrt(12.0) * fe_o.b * fe_o.b / (std::sqrt(8.0) * fe_o.rmin) / 2, 1e-12);
-}
-
-TEST_F(PairModel, MinimaNeedSoftnessExceptForHydrogen) {
-    CellPtr cell = (make_cell(6, 6, 6,
-                           {{"H", 1, 0, 0, 0}, {"Na", 1, 0.5, 0.5, 0.5}, {"O", -2, 0.25, 0.25, 0.25}}));
-    PropertyPtr ppt(import(cell.get()));
-    ASSERT_TRUE(ppt);
-    EXPECT_EQ(err_, "Warning: r_min for (Na1+)-(O2-) is set to 0 due to softness = 0.\n");
-    EXPECT_GT(ppt->bin[0][2].d0, 0);  // species H, Na, O
-    EXPECT_DOUBLE_EQ(ppt->bin[1][2].d0, 0);
 }
 
 TEST_F(PairModel, CoresMeetThePotentialAtOneInValueAndSlope) {

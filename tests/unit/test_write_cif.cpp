@@ -77,39 +77,3 @@ TEST(WriteCif, P1LayoutWhenNoSymmetryIsGiven) {
         "\r\n#end of data\r\n";
     EXPECT_EQ(text, expected);
 }
-
-TEST(WriteCif, SymmetryReducesTheCellAndNamesTheGroup) {
-    // Inversion through the origin: atoms at (x, y, z) and (-x, -y, -z) form one orbit.
-    CellPtr cell(quorix_cell_new(4));
-    for (int k = 0; k < 3; k++) {
-        cell->parameter[k] = 5.0;
-        cell->angle[k] = 90.0;
-    }
-    cell->atom[0] = quorix_test::make_atom("K2", "K", 1, 0.1, 0.2, 0.3, 1.0);
-    cell->atom[1] = quorix_test::make_atom("K1", "K", 1, 0.9, 0.8, 0.7, 1.0);
-    cell->atom[2] = quorix_test::make_atom("K3", "K", 1, 0.5, 0.5, 0.5, 1.0);
-    cell->atom[3] = quorix_test::make_atom("F1", "F", -1, 0.0, 0.0, 0.0, 1.0);
-    SymmetryPtr symmetry(quorix_symmetry_new(2));
-    quorix_copy_bounded(symmetry->card[0].text, "x,y,z", sizeof(symmetry->card[0].text));
-    quorix_copy_bounded(symmetry->card[1].text, "-x,-y,-z", sizeof(symmetry->card[1].text));
-    for (int k = 0; k < 3; k++) {
-        symmetry->card[0].r_f[k][k] = 1.0;
-        symmetry->card[1].r_f[k][k] = -1.0;
-    }
-    // A symmetry read from an operation loop has no names and number 0.
-    const std::string text = export_text(cell.get(), symmetry.get());
-    EXPECT_NE(text.find("_symmetry_space_group_name_H-M    ''\r\n_symmetry_Int_Tables_number       0\r\n"),
-              std::string::npos);
-    EXPECT_NE(text.find("    1    'x,y,z'\r\n    2    '-x,-y,-z'\r\n\r\n"), std::string::npos);
-    // The first atom of each orbit is kept, the sites are in canonical order.
-    EXPECT_NE(text.find("  _atom_site_occupancy\r\n"
-                        "  F1  F1-  0.000  0.000  0.000  1.000\r\n"
-                        "  K2  K1+  0.100  0.200  0.300  1.000\r\n"
-                        "  K3  K1+  0.500  0.500  0.500  1.000\r\n\r\n"),
-              std::string::npos);
-
-    quorix_copy_bounded(symmetry->sg_HM, "P -1", sizeof(symmetry->sg_HM));
-    symmetry->sg_id = 2;
-    EXPECT_NE(export_text(cell.get(), symmetry.get()).find("'P -1'\r\n_symmetry_Int_Tables_number       2\r\n"),
-              std::string::npos);
-}
