@@ -1,18 +1,21 @@
-// The structure commands on every real CIF of tests/data: atoms of the full cell, the
-// space group found, the CIF written and read back, and the files refused by design.
+// The structure commands on the real CIFs of tests/data: atoms of the full cell, the space group\nfound, the CIF written and read back, the files refused by design, malformed input, charges and\nrandom assignment of partial occupancies.
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cmath>
+#include <filesystem>
 #include <fstream>
-#include <ostream>
 #include <map>
+#include <ostream>
 #include <string>
+#include <vector>
 
-#include "support.hpp"
 #include "quorix-import-atom.hpp"
+#include "support.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
+using quorix_test::read_file;
 
 namespace {
 
@@ -168,3 +171,234 @@ TEST_P(Structures, CountGroupAndRoundTripOrRefusal) {
 
 INSTANTIATE_TEST_SUITE_P(RealFiles, Structures, testing::ValuesIn(kStructures),
                          [](const auto& info) { return test_name(info.param.file); });
+
+namespace {
+
+const std::string kFromText = "Error: quorix_cell_import_cif_from_text() returns NULL.\n";
+const std::string kFromFile = "Error: quorix_cell_import_cif_from_file() returns non-zero.\n";
+const std::string kNoAtomLoop = "Error: unable to find compulsory keyword '_atom_site_label' in cif file.\n";
+const std::string kNoSymmetry = "Error: quorix_symmetry_import_from_array_char_2D() returns NULL.\n";
+
+std::string olivine() { return quorix_test::read_file(quorix_test::test_data("LiFePO4_COD4001848.cif")); }
+
+std::string replace(std::string text, const std::string& from, const std::string& to) {
+    const size_t at = text.find(from);
+    if (at != std::string::npos) text.replace(at, from.size(), to);
+    return text;
+}
+
+std::string cut_before(const std::string& text, const std::string& marker) { return text.substr(0, text.find(marker)); }
+
+const char kFirstAtom[] = "Fe1 Fe 0.282201(11) 0.25 0.97474(3) Uani 0.00667(3) 4 1.0040(16) d";
+
+}  // namespace
+
+TEST(StructureInput, MalformedFilesGiveErrorLines) {
+    const char garbage[] = "\x7f" "ELF\x02\x01\x01\0\0\0\xff\xfe'\n\0loop_\n\x80_atom_site_label\n\x9b";
+    const struct {
+        const char* what;
+        std::string content;
+        std::string err;
+    } cases[] = {
+        {"binary garbage", std::string(garbage, sizeof(garbage) - 1), kNoSymmetry + kFromText + kFromFile},
+        {"no atom loop", cut_before(olivine(), "loop_\n_atom_site_label"), kNoAtomLoop + kFromText + kFromFile},
+        {"truncated in an atom row", cut_before(olivine(), " 0.97474(3) Uani"),
+         "Error: unable to read occupancy.\nError: quorix_cell_import_cif_read_atom() returns non-zero.\n" +
+             kFromText + kFromFile},
+        {"unbalanced quote", replace(olivine(), "P1 P 0.094860(19)", "P1 'P 0.094860(19)"),
+         "Error: open single quotation mark detected at row 2.\n" + kNoAtomLoop + kFromText + kFromFile},
+        {"non-numeric coordinate", replace(olivine(), "0.25 0.97474(3)", "0.25 O.97474"),
+         "Error: unable to read fractional z.\nError: quorix_cell_import_cif_read_atom() returns non-zero.\n" +
+             kFromText + kFromFile},
+        {"angles that close no cell",
+         replace(replace(olivine(), "_cell_angle_alpha                90", "_cell_angle_alpha 0"),
+                 "_cell_angle_beta                 90", "_cell_angle_beta 180"),
+         "Error: the cell parameters describe no cell.\n" + kFromText + kFromFile},
+    };
+    for (const auto& c : cases) {
+        ScratchDir dir;
+        const auto result = run_quorix({"--print-cell", dir.write("input.cif", c.content).string()});
+        EXPECT_EQ(result.status, 0) << c.what;
+        EXPECT_EQ(result.err, c.err) << c.what;
+    }
+
+    ScratchDir dir;
+    const auto empty = run_quorix({"--print-cell", dir.write("empty.cif", "").string()});
+    EXPECT_EQ(empty.status, 0);
+    EXPECT_EQ(empty.err, "Error: failed to read content of " + (dir.path() / "empty.cif").string() +
+                             "\nError: quorix_text_import_from_file() returns NULL.\n" + kFromFile);
+    const std::string missing = (dir.path() / "missing.cif").string();
+    const auto absent = run_quorix({"--print-cell", missing});
+    EXPECT_EQ(absent.status, 0);
+    EXPECT_EQ(absent.err,
+              "Error: unable to open " + missing + "\nError: quorix_text_import_from_file() returns NULL.\n" + kFromFile);
+}
+
+TEST(StructureInput, OddButReadableFiles) {
+    // Surplus values on a row are dropped, a label of 14 characters keeps 11, and a loop_ on
+    // the very last line is ignored.
+    std::string text = replace(olivine(), kFirstAtom, std::string("Fe1234567890ab") + (kFirstAtom + 3) + " 7 8 9");
+    text += "loop_";
+    ScratchDir dir;
+    const auto result = run_quorix({"--print-cell", dir.write("odd.cif", text).string()});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_NE(result.out.find("CELL: total atom: 28\n"), std::string::npos);
+    EXPECT_NE(result.out.find("name=Fe123456789;type=Fe;"), std::string::npos);
+}
+
+namespace {
+
+const std::string kReadFailed = "Error: quorix_cell_import_cif_from_file() returns non-zero.\n";
+
+bool ends_with(const std::string& text, const std::string& tail) {
+    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+// Number of atoms --print-cell lists for `cif` in `dir`.
+int atoms_listed(const ScratchDir& dir, const std::string& cif) {
+    const auto result = run_quorix({"--print-cell", cif}, dir.path());
+    EXPECT_EQ(result.err, "") << cif;
+    int count = 0;
+    for (size_t at = result.out.find("CELL: ["); at != std::string::npos; at = result.out.find("CELL: [", at + 1))
+        count++;
+    return count;
+}
+
+}  // namespace
+
+TEST(CmdStructure, ChargeSumsOxidationStatesWeightedByOccupancy) {
+    ScratchDir dir;
+    dir.copy_in("KAlF4_monoclinic_COD1000208.cif");
+    dir.copy_in("YBa2Cu3O6.9_COD1000030.cif");
+    const auto neutral = run_quorix({"--cal-charge", "KAlF4_monoclinic_COD1000208.cif"}, dir.path());
+    EXPECT_EQ(neutral.status, 0);
+    EXPECT_TRUE(ends_with(neutral.out, "\nTotal charge per unit cell: 0.000\n")) << neutral.out;
+
+    // Y3+ + 2 Ba2+ + 3 Cu of mean valence 2.27 + 6.91 O2- (the chain site O1 at 0.910): -0.010.
+    const auto ybco = run_quorix({"--cal-charge", "YBa2Cu3O6.9_COD1000030.cif"}, dir.path());
+    EXPECT_TRUE(ends_with(ybco.out, "\nTotal charge per unit cell: -0.010\n")) << ybco.out;
+
+    const auto missing = run_quorix({"--cal-charge", "missing.cif"}, dir.path());
+    EXPECT_EQ(missing.status, 0);
+    EXPECT_TRUE(ends_with(missing.err, kReadFailed)) << missing.err;
+    EXPECT_EQ(missing.out.find("Total charge"), std::string::npos);
+}
+
+TEST(CmdStructure, CifWritersNameTheirOutputsAndChooseTheirSymmetry) {
+    ScratchDir dir;
+    const std::string cif = "LiFePO4_COD4001848.cif";
+    dir.copy_in(cif);
+    for (const char* command : {"--gen-cif", "--gen-cif-reduced", "--gen-cif-p1"})
+        EXPECT_EQ(run_quorix({command, cif}, dir.path()).err, "") << command;
+    run_quorix({"--gen-cif", cif, "named.cif"}, dir.path());
+
+    // Olivine: 28 atoms in the cell, 6 symmetry-distinct sites. Written with P1, the reduced
+    // file holds only those 6; the full cell survives both the rewrite and the P1 form.
+    EXPECT_EQ(atoms_listed(dir, cif), 28);
+    EXPECT_EQ(atoms_listed(dir, cif + ".cif"), 28);
+    EXPECT_EQ(atoms_listed(dir, "named.cif"), 28);
+    EXPECT_EQ(atoms_listed(dir, cif + ".p1.cif"), 28);
+    EXPECT_EQ(atoms_listed(dir, cif + ".reduced.cif"), 6);
+    EXPECT_EQ(read_file(dir.path() / "named.cif"), read_file(dir.path() / (cif + ".cif")));
+
+    const auto missing = run_quorix({"--gen-cif", "missing.cif"}, dir.path());
+    EXPECT_TRUE(ends_with(missing.err, kReadFailed)) << missing.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "missing.cif.cif"));
+}
+
+TEST(CmdStructure, InlineStructureNeedsItsKeyPhrase) {
+    const auto missing = run_quorix({"--text-cal-bv", "data_x", "_cell_length_a", "5"});
+    EXPECT_EQ(missing.status, 0);
+    EXPECT_EQ(missing.err, "Error: text-mode key phrase not found.\nError: quorix_cmd_opt_cat_tail() returns NULL.\n");
+
+    const auto broken = run_quorix({"--text-cal-bv", "-:text", "data_x", "-:nl", "_cell_length_a", "5"});
+    EXPECT_EQ(broken.status, 0);
+    EXPECT_TRUE(ends_with(broken.err, "Error: quorix_cell_import_cif_from_text() returns non-zero.\n")) << broken.err;
+
+    // The screening factor comes first on the command line but is checked after the structure.
+    const auto sf = run_quorix({"--text-gen-gin-lib-set-sf", "auto", "-:text", "data_x"});
+    EXPECT_EQ(sf.err.find("wrong parameter sf"), std::string::npos) << sf.err;
+}
+
+namespace {
+
+struct Species {
+    double occupancy = 0.0;
+    long atoms = 0;
+};
+using Composition = std::map<std::string, Species>;
+
+CellPtr read_cell(const std::string& path) { return std::move(quorix_test::read_cif(path).cell); }
+
+Composition composition(const QUORIX_CELL* cell) {
+    Composition species;
+    for (long i = 0; i < cell->total; i++) {
+        Species& s = species[std::string(cell->atom[i].type) + std::to_string(cell->atom[i].os)];
+        s.occupancy += cell->atom[i].occ;
+        s.atoms++;
+    }
+    return species;
+}
+
+// A sum within 0.01 of a whole number stands for that number; any other may round either way.
+// With `only` given, just that species is checked.
+void expect_whole_atoms(const Composition& before, const Composition& after, const std::string& only = "") {
+    for (const auto& [name, species] : before) {
+        if (!only.empty() && name != only) continue;
+        const auto found = after.find(name);
+        const long atoms = found == after.end() ? 0 : found->second.atoms;
+        if (found != after.end()) {
+            EXPECT_EQ(found->second.occupancy, atoms) << name << ": partial atoms left";
+        }
+        EXPECT_GE(atoms, std::ceil(species.occupancy - 1.01)) << name;
+        EXPECT_LE(atoms, std::floor(species.occupancy + 1.01)) << name;
+        if (std::fabs(species.occupancy - std::round(species.occupancy)) < 0.01) {
+            EXPECT_EQ(atoms, std::lround(species.occupancy)) << name;
+        }
+    }
+}
+
+void expect_ordered(QUORIX_CELL* cell) {
+    for (long i = 0; i < cell->total; i++) {
+        EXPECT_EQ(cell->atom[i].occ, 1.0) << cell->atom[i].name;
+        for (long j = i + 1; j < cell->total; j++)
+            EXPECT_GE(quorix_cell_min_distance_btw_atoms(cell, &cell->atom[i], &cell->atom[j]), 0.3);
+    }
+}
+
+// Each file with the one species whose sites are partial or shared (in the In-doped CsSnCl3,
+// Sn shares its site with In; in YBa2Cu3O6.9 the mixed-valence Cu splits into Cu2+ and Cu3+).
+const struct {
+    const char* file;
+    const char* type;
+    const char* os;
+} kPartial[] = {{"Na0.8CoO2_VESTA.cif", "Na", "1"},
+                {"YBa2Cu3O6.9_COD1000030.cif", "O", "-2"},
+                {"K2SO4_alpha_COD1000049.cif", "O", "-2"},
+                {"CsSnCl3_In_COD4003024.cif", "In", "3"}};
+
+}  // namespace
+
+TEST(AssignCommands, WrittenCellsHoldWholeAtomsOnly) {
+    for (const auto& structure : kPartial) {
+        ScratchDir dir;
+        const std::string input = dir.copy_in(structure.file).string();
+        const CellPtr source = read_cell(input);
+        ASSERT_TRUE(source);
+        const auto all = run_quorix({"--gen-cif-assign-all", input});
+        EXPECT_EQ(all.err, "") << structure.file;
+        const CellPtr assigned = read_cell(input + ".assign.cif");
+        ASSERT_TRUE(assigned) << structure.file;
+        expect_ordered(assigned.get());
+        expect_whole_atoms(composition(source.get()), composition(assigned.get()));
+
+        const std::string one = (dir.path() / "one.cif").string();
+        const auto species = run_quorix({"--gen-cif-assign", input, structure.type, structure.os, one});
+        EXPECT_EQ(species.err, "") << structure.file;
+        const CellPtr assigned_one = read_cell(one);
+        ASSERT_TRUE(assigned_one) << structure.file;
+        expect_whole_atoms(composition(source.get()), composition(assigned_one.get()),
+                           std::string(structure.type) + structure.os);
+    }
+}

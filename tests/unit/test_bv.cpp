@@ -141,20 +141,6 @@ TEST(BondValence, OccupancyWeightsTheNeighbourOnly) {
     EXPECT_NEAR(bv->sum[3], 4 * 0.5 * second, 1e-12);
 }
 
-// A site's weight in the GII is its multiplicity times its occupancy.
-TEST(BondValence, InstabilityIndexWeights) {
-    BvPtr bv(quorix_bv_new(2));
-    bv->atom[0] = {"Li1", "Li", 1, {}, {}, 0.75, 1, 0, false};
-    bv->multi[0] = 4;
-    bv->sum[0] = 1.2;
-    bv->atom[1] = {"O1", "O", -2, {}, {}, 1.0, 2, 0, false};
-    bv->multi[1] = 1;
-    bv->sum[1] = -2.6;
-    double gii = -1;
-    printed_by([&] { gii = quorix_gii_calculate_from_bv(bv.get()); });
-    EXPECT_NEAR(gii, std::sqrt((3 * 0.04 + 1 * 0.36) / 4), 1e-12);
-}
-
 // The verdict bounds: 0 is "average" as the bounds fall, 0.15 and 0.3 open the next class.
 // One site of state 0 makes the GII equal its sum to the last bit.
 TEST(BondValence, InstabilityVerdicts) {
@@ -184,45 +170,6 @@ TEST(BondValence, InstabilityVerdicts) {
 
 
 
-
-// The search radius includes 10 A exactly, and another atom on the centre's place counts.
-TEST(Coordination, TenAngstromIsIncluded) {
-    CellPtr cell = (make_cell(5, 5, 5, {{"Na", 1, 0, 0, 0}, {"Cl", -1, 0, 0, 0}}));
-    CnPtr cn;
-    printed_by([&] { cn.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[0], "Cl", -1, 0)); });
-    ASSERT_TRUE(cn);
-    // Lattice points with i^2 + j^2 + k^2 <= 4: 1 + 6 + 12 + 8 + 6.
-    EXPECT_EQ(cn->total, 33);
-    EXPECT_EQ(cn->r[0], 0.0);
-    EXPECT_EQ(cn->r[32], 10.0);
-    EXPECT_TRUE(std::isfinite(cn->g[0]));
-}
-
-// Counter-ions and atoms of state 0 coordinate; like charges and the centre do not.
-TEST(Coordination, MixedCounterIons) {
-    CellPtr cell = (make_cell(4, 4, 4,
-                          {{"Cs", 1, 0, 0, 0},
-                           {"Cl", -1, 0.5, 0.5, 0.5},
-                           {"Br", -1, 0.5, 0, 0, 0.5},
-                           {"K", 1, 0, 0.5, 0},
-                           {"Xe", 0, 0, 0, 0.5}}));
-    CnMixPtr cn;
-    printed_by([&] { cn.reset(quorix_cn_mix_new_from_cell(cell.get(), &cell->atom[0], 0.01)); });
-    ASSERT_TRUE(cn);
-    // Two Br (occupancy 0.5) and two Xe at 2 A make the first shell, then eight Cl.
-    EXPECT_EQ(cn->r[3], 2.0);
-    EXPECT_EQ(cn->n[3], 3.0);
-    EXPECT_EQ(cn->n[11], 11.0);
-    for (int i = 0; i < cn->total; i++) EXPECT_STRNE(cn->type_c[i], "K");
-    // The listing stops before twice the start of the second shell.
-    const std::string out = printed_by([&] { quorix_cn_mix_print(cn.get()); });
-    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 3 + 2 * cn->index_shell[1]);
-
-    quorix_test::Capture capture;
-    CellPtr alone = (make_cell(4, 4, 4, {{"Cs", 1, 0, 0, 0}, {"K", 1, 0.5, 0.5, 0.5}}));
-    EXPECT_FALSE(quorix_cn_mix_new_from_cell(alone.get(), &alone->atom[0], 0.01));
-    EXPECT_EQ(capture.finish().err, "Error: coordinated atom of charge - not found.\n");
-}
 
 // Two Cs sites, one on the inversion centre (multiplicity 1) and one off it (2): the average
 // of the first shells is weighted by multiplicity.

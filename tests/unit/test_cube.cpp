@@ -121,46 +121,6 @@ TEST(CubeFile, HeaderLayoutAndRoundTripWithAtoms) {
     EXPECT_EQ(std::string(read.cell->name), path);
 }
 
-// A negative atom count announces a line of data-set ids after the atoms (orbital cubes): one
-// data set is read as usual, several per point are refused with the reason.
-TEST(CubeFile, NegativeAtomCountAnnouncesDataSetIds) {
-    ScratchDir dir;
-    CubePtr cube = sample_cube();
-    Structure structure;
-    std::string text = export_quietly(cube.get(), &structure, (dir.path() / "plain.cube").string(), 1);
-    text.replace(text.find("   2    0.000000"), 4, "  -2");
-    const size_t values = text.find("    -2.000000\r\n");
-    const Imported one = import(dir.write("one.cube", std::string(text).insert(values, "    1   25\r\n")), 1);
-    ASSERT_EQ(one.status, 0) << one.err;
-    expect_same_grid(one.cube.get(), cube.get());
-    const Imported two = import(dir.write("two.cube", text.insert(values, "    2   25   26\r\n")), 1);
-    EXPECT_EQ(two.status, 1);
-    EXPECT_EQ(two.err, "Error: cube file " + (dir.path() / "two.cube").string() +
-                           " holds 2 data sets per point (orbitals); only a single one can be read.\n");
-}
-
-// With once 0 the boundary planes are written twice; reading with once 0 drops them again.
-TEST(CubeFile, RepeatedBoundaryRoundTripWithoutHeader) {
-    ScratchDir dir;
-    CubePtr cube = sample_cube();
-    const std::string path = (dir.path() / "plain.cube").string();
-    const std::string text = export_quietly(cube.get(), nullptr, path, 0);
-    EXPECT_EQ(text.rfind("noname\r\n\r\n   0    0.000000    0.000000    0.000000\r\n   4    1.889726", 0), 0u);
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6 + 4 * 3 * 5);
-
-    const Imported same = import(path, 0);
-    ASSERT_EQ(same.status, 0) << same.err;
-    EXPECT_FALSE(same.cell);  // no atoms, so no cell even when one is asked for
-    EXPECT_EQ(same.out.rfind("Message: cell information not read.\n", 0), 0u);
-    expect_same_grid(same.cube.get(), cube.get());
-
-    const Imported larger = import(path, 1);
-    ASSERT_EQ(larger.cube->n[0], 4);
-    EXPECT_EQ(larger.cube->en[3][2][4], cube->en[0][0][0]);
-    EXPECT_EQ(larger.cube->en[1][2][3], cube->en[1][0][3]);
-    EXPECT_NEAR(larger.cube->a[0][0], 4.0, 1e-6);
-}
-
 // The values are written as printf's " %12.6f" would write them, including halfway cases,
 // negative zeros, tiny negatives, values wider than the field and non-finite ones.
 TEST(CubeFile, ValuesAreWrittenAsPrintfWritesThem) {

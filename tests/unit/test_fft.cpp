@@ -168,30 +168,6 @@ TEST(Fft, WaveNumbersAndNyquistTerms) {
     EXPECT_DOUBLE_EQ(first_other->value[q][1], c);
 }
 
-// E = cos(2 pi u0) on a cube of edge 4: slope |E'|, "laplacian" E''^2 (squared, not summed plainly),
-// discriminant 0 since only one curvature is non-zero.
-TEST(Fft, DerivedGrids) {
-    const long n[3] = {8, 4, 4};
-    const double a[3][3] = {{4, 0, 0}, {0, 4, 0}, {0, 0, 4}};
-    CubePtr cube = make_cube(n, a, [](const Frac& u) { return std::cos(2 * kPi * u[0]); });
-    FftPtr fft(quorix_fft_new_from_cube(cube.get()));
-    FftcubePtr slope(quorix_fft_slope(fft.get()));
-    FftcubePtr laplacian(quorix_fft_laplacian(fft.get()));
-    FftcubePtr discriminant(quorix_fft_discriminant(fft.get()));
-    ASSERT_TRUE(slope && laplacian && discriminant);
-    const double w = 2 * kPi / 4;
-    for (long i = 0; i < 8; i++) {
-        const long p = index_of(n, i, 1, 2);
-        const double u = i / 8.0;
-        EXPECT_NEAR(slope->value[p][0], w * std::fabs(std::sin(2 * kPi * u)), 1e-7);
-        EXPECT_NEAR(laplacian->value[p][0], std::pow(w, 4) * std::cos(2 * kPi * u) * std::cos(2 * kPi * u), 1e-6);
-        EXPECT_NEAR(discriminant->value[p][0], 0.0, 1e-9);
-        EXPECT_EQ(slope->value[p][1], 0.0);
-    }
-    CubePtr modulus(quorix_cube_new_from_fftcube(slope.get(), FFTCUBE_MODU));
-    EXPECT_NEAR(modulus->en[2][0][0], w, 1e-7);
-}
-
 namespace {
 
 // A list of dots with the given type, energy and indices on a 10^3 grid of step 0.5.

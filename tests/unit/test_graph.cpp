@@ -66,12 +66,6 @@ CubePtr chain_landscape() {
     return cube;
 }
 
-// A square net in the a-b plane: minima at (0,0), (0,4), (4,0), (4,4), each with four hops.
-CubePtr square_landscape() {
-    CubePtr cube = quorix_test::grid_cube(8, 8, 1, 0.5, [](long i, long j, long) { return -wave(i, 8, 2) - wave(j, 8, 2); });
-    return cube;
-}
-
 QUORIX_CELL* lithium_cell(const QUORIX_CUBE* cube, std::initializer_list<std::pair<std::array<double, 3>, double>> sites) {
     QUORIX_CELL* cell = quorix_cell_new(static_cast<long>(sites.size()));
     std::memcpy(cell->a, cube->a, sizeof cell->a);
@@ -192,44 +186,11 @@ TEST(GraphFilled, ChainOfTwoSitesWithHopsInsideAndAcrossTheCell) {
     EXPECT_EQ(directions, (std::vector<Bound>{{1, 0, 0}}));
 }
 
-TEST(GraphFilled, SitesWithoutAtomsAreInterstitialsAndASquareNetIsTwoDimensional) {
-    CubePtr cube = square_landscape();
-    CellPtr cell(quorix_cell_new(0));
-    Network net = build_network(cube, cell.get());
-    const QUORIX_GRAPH* graph = net.graph.get();
-    ASSERT_TRUE(graph);
-    ASSERT_EQ(graph->total_v, 4);
-    EXPECT_EQ(graph->total_e, 16);
-    expect_reverse_links(graph);
-    EXPECT_DOUBLE_EQ(graph->total_occ, 0.0);
-    for (long v = 0; v < 4; v++) {
-        EXPECT_STREQ(graph->v[v].name, "Li_i1");  // all four sites are level
-        EXPECT_EQ(graph->v[v].site, 1);
-        EXPECT_DOUBLE_EQ(graph->v[v].occ, 0.0);
-        EXPECT_EQ(graph->v[v].total_e, 4);
-    }
-    std::vector<Bound> directions;
-    EXPECT_EQ(dimensionality(graph, -1.0, &directions), 2);
-    EXPECT_EQ(directions, (std::vector<Bound>{{1, 0, 0}, {0, 1, 0}}));
-}
-
 TEST(GraphSuper, CopiesLinkNeighbouringCellsByTheFloorRule) {
     CubePtr cube = chain_landscape();
     CellPtr cell(lithium_cell(cube.get(), {{{0, 0, 0}, 1.0}, {{2, 0, 0}, 1.0}}));
     Network net = build_network(cube, cell.get());
     ASSERT_TRUE(net.graph);
-
-    const int same[3] = {1, 1, 1};
-    GraphPtr copy(quorix_graph_new_supergraph(net.graph.get(), same));
-    ASSERT_TRUE(copy);
-    ASSERT_EQ(copy->total_v, 2);
-    ASSERT_EQ(copy->total_e, 4);
-    expect_reverse_links(copy.get());
-    for (long m = 0; m < 4; m++) {
-        EXPECT_EQ(copy->e[m].v_i->index, net.graph->e[m].v_i->index);
-        EXPECT_EQ(bound_of(copy->e[m].bound), bound_of(net.graph->e[m].bound));
-        EXPECT_EQ(copy->e[m].e_r->index, net.graph->e[m].e_r->index);
-    }
 
     const int doubled[3] = {2, 1, 1};
     GraphPtr super(quorix_graph_new_supergraph(net.graph.get(), doubled));

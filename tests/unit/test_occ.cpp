@@ -78,41 +78,6 @@ TEST(MixedSite, AgreesWithTheShortestDistanceInASkewedCell) {
     }
 }
 
-TEST(AssignOneSpecies, WholeAtomsOfTheOccupancySum) {
-    std::srand(7);
-    // 0.9 in three sites: all go; ten times 0.2 sums to 2 in floating point only within rounding;
-    // twelve thirds written as 0.333 stand for four atoms.
-    const struct {
-        int sites;
-        double occ;
-        long kept;
-    } cases[] = {{3, 0.3, 0}, {10, 0.2, 2}, {12, 0.333, 4}, {6, 0.6, 3}};
-    for (const auto& c : cases) {
-        std::vector<Site> sites{{"O", -2, 0, 0, 0, 1}, {"Li", 1, 0.5, 0.5, 0.5, 0.5}};
-        for (int k = 0; k < c.sites; k++) sites.push_back({"Na", 1, 0.05 * k + 0.1, 0.3, 0.3, c.occ});
-        CellPtr cell = make_cell(20, 20, 20, sites);
-        CellPtr assigned(quorix_cell_assign_partial_occ(cell.get(), "Na", 1));
-        ASSERT_TRUE(assigned);
-        auto count = species_counts(assigned.get());
-        EXPECT_EQ(count["Na"], c.kept) << c.sites << " x " << c.occ;
-        EXPECT_EQ(count["Li"], 1);
-        for (long i = 0; i < assigned->total; i++)
-            EXPECT_EQ(assigned->atom[i].occ, std::strcmp(assigned->atom[i].type, "Li") ? 1.0 : 0.5);
-    }
-}
-
-TEST(AssignOneSpecies, ChoiceFollowsOccupancy) {
-    std::srand(11);
-    CellPtr cell = make_cell(10, 10, 10, {{"Na", 1, 0.1, 0, 0, 0.9}, {"Na", 1, 0.6, 0, 0, 0.1}});
-    int first = 0;
-    for (int run = 0; run < 2000; run++) {
-        CellPtr assigned(quorix_cell_assign_partial_occ(cell.get(), "Na", 1));
-        ASSERT_EQ(assigned->total, 1);
-        first += assigned->atom[0].x_f[0] < 0.5;
-    }
-    EXPECT_NEAR(first / 2000.0, 0.9, 0.03);
-}
-
 // A four-way site and two sites that each share Sn with a different partner: whatever the
 // order of the draws, every site ends with one of its own occupants or empty, every species
 // with the floor or ceiling of its occupancy, and each choice is as likely as its occupancy.

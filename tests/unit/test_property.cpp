@@ -13,89 +13,10 @@ using quorix_test::make_cell;
 
 namespace {
 
-// Parameter files written into a scratch directory of the test's own.
-class WithFiles : public testing::Test {
-protected:
-    std::string write(const std::string& name, const std::string& content) {
-        return dir_.write(name, content).string();
-    }
-
-private:
-    quorix_test::ScratchDir dir_;
-};
-
-
-// A header line that looks like data is skipped, the first of two lines wins, nothing after
-// DATA_END is read, and (Li, O) is listed cation first only.
-class ParameterFiles : public WithFiles {
-protected:
-    void SetUp() override {
-        unitary_ = write("unitary.dat",
-                         "3 Li 1 1 1.0 9 9 9 9.0 9.0\n"
-                         "DATA_START\n"
-                         "3 Li 1 1 6.941 1 1 1 1.31 0.02847\n"
-                         "3 Li 1 1 7.000 2 2 2 2.00 2.00000\n"
-                         "26 Fe 3 3 55.845 4 8 2 0.93 0.15\n"
-                         "26 Fe 2 3 55.845 4 8 2 0.93 0.14\n"
-                         "DATA_END\n"
-                         "9 F -1 -1 18.9984 2 7 1 1.26 0.14262\n");
-        binary_ = write("binary.dat",
-                        "DATA_START\n"
-                        "Li 1 O -2 1.17226 0.514 4.0 5.5\n"
-                        "Li 1 O -2 9.0 9.0 9.0 9.0\n"
-                        "Li 1 F -1 1.11 0.5 6.0 5.0\n"
-                        "Fe 3 O -2 1.7 0.4 6.0 6.0\n"
-                        "DATA_END\n");
-    }
-    std::string unitary_, binary_;
-};
-
-
-}  // namespace
-
-TEST_F(ParameterFiles, ReadersTakeTheFirstDataLineInsideTheFrame) {
-    QUORIX_PROPERTY_UNITARY record{};
-    ASSERT_EQ(quorix_property_unitary_read_from_file(&record, "Li", 1, unitary_.c_str()), 0);
-    EXPECT_EQ(record.an, 3);
-    EXPECT_DOUBLE_EQ(record.m, 6.941);
-    EXPECT_DOUBLE_EQ(record.soft, 0.02847);
-    ASSERT_EQ(quorix_property_unitary_read_from_file(&record, "F", -1, unitary_.c_str()), 0);
-    EXPECT_DOUBLE_EQ(record.soft, 0);  // not listed: nothing stale survives
-
-    QUORIX_PROPERTY_BINARY pair{};
-    ASSERT_EQ(quorix_property_binary_read_from_file(&pair, "Li", 1, "O", -2, binary_.c_str()), 0);
-    EXPECT_DOUBLE_EQ(pair.r0, 1.17226);
-    EXPECT_DOUBLE_EQ(pair.b, 0.514);
-    EXPECT_DOUBLE_EQ(pair.cutoff, 5.5);
-    ASSERT_EQ(quorix_property_binary_read_from_file(&pair, "O", -2, "Li", 1, binary_.c_str()), 0);
-    EXPECT_DOUBLE_EQ(pair.r0, 0);
-
-    const std::string short_line = write("short.dat", "DATA_START\nLi 1 O -2 1.17 0.51\n");
-    quorix_test::Capture quiet;
-    EXPECT_EQ(quorix_property_binary_read_from_file(&pair, "Li", 1, "O", -2, short_line.c_str()), 1);
-    EXPECT_EQ(quorix_property_unitary_read_from_file(&record, "Li", 1, "/nonexistent.dat"), 1);
-}
-
-TEST_F(ParameterFiles, MissingHalideAndSulfidePairsBorrowCnAndCutoffOnly) {
-    QUORIX_PROPERTY_BINARY pair{};
-    quorix_property_binary_read_from_file(&pair, "Li", 1, "Cl", -1, binary_.c_str());
-    quorix_property_binary_estimate_from_file(&pair, binary_.c_str());
-    EXPECT_DOUBLE_EQ(pair.cn, 0.3984 * 6.0 + 3.4568);
-    EXPECT_DOUBLE_EQ(pair.cutoff, 5.0);
-    EXPECT_DOUBLE_EQ(pair.r0, 0);
-    quorix_property_binary_read_from_file(&pair, "Fe", 3, "S", -2, binary_.c_str());
-    quorix_property_binary_estimate_from_file(&pair, binary_.c_str());
-    EXPECT_DOUBLE_EQ(pair.cn, 0.7414 * 6.0 + 0.9597);
-    quorix_property_binary_read_from_file(&pair, "Li", 1, "O", -2, binary_.c_str());
-    quorix_property_binary_estimate_from_file(&pair, binary_.c_str());
-    EXPECT_DOUBLE_EQ(pair.cn, 4.0);  // found pairs are left alone
-}
-
-namespace {
 
 
 // Parameter files with round values, so that expectations can be worked out by hand.
-class PairModel : public WithFiles {
+class PairModel : public testing::Test {
 protected:
     void SetUp() override {
         unitary_ = write("pair-unitary.dat",
@@ -129,6 +50,10 @@ protected:
     double charge(const QUORIX_PROPERTY* ppt, const char* type, int os) {
         return ppt->uni[quorix_property_find_index(ppt, type, os)].q;
     }
+    std::string write(const std::string& name, const std::string& content) {
+        return dir_.write(name, content).string();
+    }
+    quorix_test::ScratchDir dir_;
     std::string unitary_, binary_, out_, err_;
 };
 

@@ -38,11 +38,6 @@ void expect_card(const QUORIX_CARD& card, const std::vector<std::vector<double>>
     }
 }
 
-QUORIX_SYMMETRY* symmetry_of(const std::string& cif) {
-    quorix_test::Rows rows(cif);
-    return quorix_symmetry_import_from_array_char_2D(rows.content(), rows.count(), symcards_db().c_str());
-}
-
 quorix_test::CifRead read_cif(const std::string& name) {
     quorix_test::CifRead read = quorix_test::read_cif(name);
     EXPECT_EQ(read.status, 0) << name << read.err;
@@ -50,15 +45,6 @@ quorix_test::CifRead read_cif(const std::string& name) {
 }
 
 
-
-// Operation as one number: rotation entries (-1, 0, 1) and the translation in twelfths modulo 1.
-long integer_form(const double r[3][3], const double t[3]) {
-    long code = 0;
-    for (int i = 0; i < 3; i++)
-        for (int j = 0; j < 3; j++) code = code * 3 + std::lround(r[i][j]) + 1;
-    for (int i = 0; i < 3; i++) code = code * 12 + ((std::lround(t[i] * 12) % 12) + 12) % 12;
-    return code;
-}
 
 // The straightforward validation: each image's partner is found by scanning every atom.
 bool validate_oracle(QUORIX_CELL* cell, const QUORIX_SYMMETRY& symmetry, double tolerance) {
@@ -92,15 +78,6 @@ bool validate_oracle(QUORIX_CELL* cell, const QUORIX_SYMMETRY& symmetry, double 
 }
 
 
-std::string run_python(const std::string& command) {
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return {};
-    std::string out;
-    char buffer[4096];
-    for (size_t n; (n = std::fread(buffer, 1, sizeof(buffer), pipe)) > 0;) out.append(buffer, n);
-    return pclose(pipe) == 0 ? out : std::string();
-}
-
 }  // namespace
 
 TEST(SymmetryCard, SignsFractionsAndDecimals) {
@@ -125,115 +102,6 @@ TEST(SymmetryCard, SignsFractionsAndDecimals) {
     EXPECT_EQ(quorix_card_set_by_text(&card, nullptr), 1);
     EXPECT_EQ(quorix_card_set_by_text(&card, "x+1/0,y,z"), 1);
     EXPECT_EQ(quorix_card_set_by_text(&card, "x,y,nan.+z"), 1);
-}
-
-TEST(SymmetryLookup, NamesOfRealCifsFindTheirGroup) {
-    struct Case {
-        const char* hm;
-        int id;
-        const char* hall;
-    };
-    const Case cases[] = {
-        {"P n m a", 62, "-P 2ac 2n"},       {"R -3 c :R", 167, "-P 3* 2n"},     {"P n -3 m :1", 224, "P 4n 2 3 -1n"},
-        {"F d -3 m :2", 227, "-F 4vw 2vw 3"}, {"P 1 21/m 1", 11, "-P 2yb"},     {"P21/n", 14, "-P 2yn"},
-        {"R 3 c :H", 161, "R 3 -2\"c"},     {"Fd-3m:2", 227, "-F 4vw 2vw 3"},  {"C222", 21, "C 2 2"},
-    };
-    for (const Case& c : cases) {
-        SymmetryPtr by_hm(quorix_symmetry_import_by_keyword_HM(c.hm, symcards_db().c_str()));
-        ASSERT_TRUE(by_hm) << c.hm;
-        EXPECT_EQ(by_hm->sg_id, c.id) << c.hm;
-        EXPECT_STREQ(by_hm->sg_Hall, c.hall) << c.hm;
-        EXPECT_STREQ(by_hm->sg_HM, c.hm);
-        SymmetryPtr by_hall(quorix_symmetry_import_by_keyword_Hall(c.hall, symcards_db().c_str()));
-        ASSERT_TRUE(by_hall) << c.hall;
-        EXPECT_EQ(by_hall->total, by_hm->total) << c.hall;
-        EXPECT_EQ(by_hall->sg_id, c.id) << c.hall;
-    }
-    // Substrings: the first record that holds the text wins.
-    SymmetryPtr p2(quorix_symmetry_import_by_keyword_HM("P 2", symcards_db().c_str()));
-    EXPECT_STREQ(p2->sg_Hall, "P 2y");
-    SymmetryPtr c222(quorix_symmetry_import_by_keyword_HM("C 2 2 2", symcards_db().c_str()));
-    EXPECT_EQ(c222->sg_id, 20);  // inside 'C 2 2 21'
-}
-
-// Every setting of the database reads back as spglib's operations (where python3 with spglib is
-// at hand), compared in integer form.
-TEST(SymmetryDatabase, AllSettingsAreSpglibs) {
-    std::vector<SymmetryPtr> settings;
-    for (int no = 1; no <= kSettings; no++) {
-        settings.emplace_back(quorix_symmetry_import_by_internal_no(no, symcards_db().c_str()));
-        ASSERT_TRUE(settings.back()) << no;
-    }
-    const std::string dump = run_python("/usr/bin/python3 " QUORIX_TOOLS_DIR "/make_symcards.py --dump 2>/dev/null");
-    if (dump.empty()) GTEST_SKIP() << "python3 with spglib is not available";
-    std::map<int, std::set<long>> expected;
-    std::istringstream in(dump);
-    for (int no; in >> no;) {
-        double r[3][3], t[3];
-        for (auto& row : r)
-            for (double& v : row) in >> v;
-        for (double& v : t) in >> v;
-        expected[no].insert(integer_form(r, t));
-    }
-    ASSERT_EQ(expected.size(), static_cast<size_t>(kSettings));
-    for (int no = 1; no <= kSettings; no++) {
-        std::set<long> loaded;
-        for (int c = 0; c < settings[no - 1]->total; c++)
-            loaded.insert(integer_form(settings[no - 1]->card[c].r_f, settings[no - 1]->card[c].t_f));
-        EXPECT_EQ(loaded, expected[no]) << "setting " << no;
-    }
-}
-
-TEST(SymmetryOfCif, PreferenceOrderOfItems) {
-    const std::string loop_xyz = "loop_\n_symmetry_equiv_pos_site_id\n_symmetry_equiv_pos_as_xyz\n1 x,y,z\n"
-                                 "2 '-x, -y, -z'\n\n";
-    const std::string loop_symop = "loop_\n_space_group_symop_id\n_space_group_symop_operation_xyz\n"
-                                   "1 x,y,z\n2 -x,y,-z\n3 x+1/2,y+1/2,z\n4 -x+1/2,y+1/2,-z\n\n";
-    const std::string hm = "_symmetry_space_group_name_H-M 'P n m a'\n";
-    const std::string number = "_space_group_IT_number 164\n";
-    const std::string hall = "_space_group_name_Hall 'P 2ac 2ab 3'\n";
-
-    const char* const loop = "_symmetry_equiv_pos_as_xyz/_space_group_symop_operation_xyz";
-    struct Case {
-        std::string cif;
-        int total;
-        int id;
-        const char* message;
-    };
-    const Case cases[] = {
-        {hm + number + loop_symop + loop_xyz + hall, 2, 0, loop},
-        {hm + loop_symop, 4, 0, loop},
-        {hall + number + hm, 8, 62, "H-M symbol"},
-        {hall + number, 12, 164, "IT id"},
-        {"_space_group_id 2\n" + hall, 2, 2, "IT id"},
-        {hall, 12, 198, "Hall symbol"},
-    };
-    for (const Case& c : cases) {
-        quorix_test::Capture capture;
-        SymmetryPtr symmetry(symmetry_of(c.cif));
-        const std::string out = capture.finish().out;
-        ASSERT_TRUE(symmetry) << c.cif;
-        EXPECT_EQ(symmetry->total, c.total) << c.cif;
-        EXPECT_EQ(symmetry->sg_id, c.id) << c.cif;
-        EXPECT_NE(out.find(std::string("Message: determining symmetry from ") + c.message + " ...\n"),
-                  std::string::npos)
-            << out;
-    }
-    quorix_test::Capture capture;
-    SymmetryPtr from_loop(symmetry_of(loop_xyz));
-    capture.finish();
-    EXPECT_STREQ(from_loop->card[1].text, "-x, -y, -z");
-    EXPECT_STREQ(from_loop->sg_HM, "");
-
-    // No symmetry at all, a name the database lacks (no fall-through to the next item), a
-    // singular operation and a missing operation value.
-    for (const std::string& cif :
-         {std::string("_cell_length_a 4.0\n"), "_symmetry_space_group_name_H-M 'Q 9'\n" + hall,
-          std::string("loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z\nx,x,z\n"),
-          std::string("loop_\n_symmetry_equiv_pos_site_id\n_symmetry_equiv_pos_as_xyz\n1 x,y,z\n2\n")}) {
-        quorix_test::Capture quiet;
-        EXPECT_FALSE(SymmetryPtr(symmetry_of(cif))) << cif;
-    }
 }
 
 TEST(SymmetrySearch, ValidationAgreesWithFullScan) {

@@ -1,15 +1,31 @@
-// Data items, loop tables and atom-site fields of the CIF reader, on rows built in the test.
+// The CIF reader and writer: data items, loop tables and atom-site fields on rows built in the test,\nwhole reads of real files with their dialect quirks, and the layout written.
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
-#include "support.hpp"
 #include "quorix-alloc.hpp"
 #include "quorix-import-cif.hpp"
+#include "quorix-import-write.hpp"
+#include "support.hpp"
 
 namespace {
+
+using Read = quorix_test::CifRead;
+
+Read read_text(const std::string& content) {
+    quorix_test::ScratchDir dir;
+    return quorix_test::read_cif(dir.write("input.cif", content).string());
+}
+
+const QUORIX_ATOM* find_atom(const QUORIX_CELL* cell, const char* name) {
+    for (long i = 0; i < cell->total; i++)
+        if (std::strcmp(cell->atom[i].name, name) == 0) return &cell->atom[i];
+    return nullptr;
+}
+
 
 using quorix_test::Rows;
 
@@ -71,29 +87,6 @@ TEST(CifLoop, EndsAtBlankCommentLoopTagOrEndOfText) {
     }
 }
 
-TEST(CifLoop, FindsTheLoopHoldingTheKeywordAmongOthers) {
-    const std::string text =
-        "data_x\nloop_\n_symmetry_equiv_pos_as_xyz\n'x, y, z'\n'-x, -y, -z'\nloop_\n_atom_site_aniso_label\nK1 1\n"
-        "loop_\n_atom_site_label\n_atom_site_fract_x\nK1 0.1\n";
-    Loop loop;
-    read_loop(loop, "_atom_site_label", text);
-    ASSERT_EQ(loop.status, 0);
-    ASSERT_EQ(loop.rows, 2);
-    EXPECT_EQ(loop.at(1, 1), "0.1");
-
-    Loop ops;
-    read_loop(ops, "_symmetry_equiv_pos_as_xyz", text);
-    ASSERT_EQ(ops.status, 0);
-    ASSERT_EQ(ops.rows, 3);
-    EXPECT_EQ(ops.at(1, 0), "x, y, z");
-
-    // The first value row is searched too (the header ends there).
-    Loop by_value;
-    read_loop(by_value, "K1", "loop_\n_a\nK1\nK2\n");
-    EXPECT_EQ(by_value.status, 0);
-    EXPECT_EQ(by_value.rows, 3);
-}
-
 TEST(CifLoop, TokensQuotesAndSurplusValues) {
     Loop loop;
     read_loop(loop, "_a", "loop_\n_a\n_b\n_c\n'R 3 -2\"c'x O'Neil\r\n  only\n1 2 3 4 5\n");
@@ -148,34 +141,6 @@ TEST(CifAtoms, TypeSymbolsGiveElementAndCharge) {
 
 }
 
-TEST(CifAtoms, TypeLoopGivesOxidationNumbers) {
-    AtomLoop loop("loop_\n_atom_site_label\n_atom_site_type_symbol\nCu1 Cu2+\nO1 O2-\nX1 Xx\n");
-    Loop types;
-    read_loop(types, "_atom_type_symbol",
-              "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\nCu2+ 2.270\nO2- -2.000\nXx ?\n");
-    ASSERT_EQ(types.status, 0);
-    ASSERT_EQ(quorix_cell_import_cif_read_atom_typeos(loop.atom.get(), loop.loop.table, loop.loop.rows,
-                                                      loop.loop.cols, types.table, types.rows, types.cols),
-              0);
-    EXPECT_DOUBLE_EQ(loop.atom.get()[0].value, 2.27);
-    EXPECT_STREQ(loop.atom.get()[1].type, "O");
-    EXPECT_DOUBLE_EQ(loop.atom.get()[1].value, -2.0);
-    EXPECT_DOUBLE_EQ(loop.atom.get()[2].value, 99.0);
-
-}
-
-TEST(CifAtoms, CoordinatesAndOccupancy) {
-    AtomLoop loop(
-        "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
-        "_atom_site_occupancy\nFe1 .2822(1) 0.25 -0.0253 1.0040(16)\n");
-    ASSERT_EQ(loop.read_sites(), 0);
-    const QUORIX_ATOM& fe = loop.atom.get()[0];
-    EXPECT_DOUBLE_EQ(fe.x_f[0], 0.2822);
-    EXPECT_DOUBLE_EQ(fe.x_f[2], -0.0253);
-    EXPECT_DOUBLE_EQ(fe.occ, 1.004);  // occupancies above 1 are kept
-
-}
-
 TEST(CifOxidation, MixedValenceSitesSplitIntoNeighbouringStates) {
     QUORIX_ATOM* atom = quorix_atom_new(3);
     long total = 3;
@@ -203,4 +168,109 @@ TEST(CifOxidation, MixedValenceSitesSplitIntoNeighbouringStates) {
     EXPECT_NEAR(atom[0].occ * atom[0].os + atom[1].occ * atom[1].os, 2.27, 1e-12);
 
     quorix_atom_free(atom);
+}
+
+TEST(CifReader, RealFileQuirks) {
+    // Labels such as O-H4 without type symbols give their element from the label.
+    const Read mica = quorix_test::read_cif("Lepidolite_Li_mica_AMCSD0015659.cif");
+    ASSERT_EQ(mica.status, 0) << mica.err;
+    const QUORIX_ATOM* oh = find_atom(mica.cell.get(), "O-H4");
+    ASSERT_NE(oh, nullptr);
+    EXPECT_STREQ(oh->type, "O");
+    EXPECT_DOUBLE_EQ(oh->occ, 0.235);
+
+    // Tab characters between values.
+    const Read tabs = quorix_test::read_cif("Na0.8CoO2_VESTA.cif");
+    ASSERT_EQ(tabs.status, 0) << tabs.err;
+    const QUORIX_ATOM* na = find_atom(tabs.cell.get(), "Na2");
+    ASSERT_NE(na, nullptr);
+    EXPECT_DOUBLE_EQ(na->occ, 0.6);
+
+    // Occupancies above 1 are read as they stand.
+    const Read olivine = quorix_test::read_cif("LiFePO4_COD4001848.cif");
+    ASSERT_EQ(olivine.status, 0) << olivine.err;
+    EXPECT_DOUBLE_EQ(find_atom(olivine.cell.get(), "Fe1")->occ, 1.004);
+
+    // CRLF line endings: charges from the type loop, lattice without trailing '\r' trouble.
+    const Read crlf = quorix_test::read_cif("La2CuO4_COD1008572.cif");
+    ASSERT_EQ(crlf.status, 0) << crlf.err;
+    EXPECT_EQ(crlf.cell->total, 28);
+    for (long i = 0; i < crlf.cell->total; i++) EXPECT_NE(crlf.cell->atom[i].os, 99);
+
+    // The same structure without its final newline: the last atom row still belongs to the loop.
+    std::string mica_text = quorix_test::read_file(quorix_test::test_data("Lepidolite_Li_mica_AMCSD0015659.cif"));
+    while (!mica_text.empty() && (mica_text.back() == '\n' || mica_text.back() == '\r')) mica_text.pop_back();
+    const Read unterminated = read_text(mica_text);
+    ASSERT_EQ(unterminated.status, 0) << unterminated.err;
+    EXPECT_EQ(unterminated.cell->total, mica.cell->total);
+}
+
+namespace {
+
+// An orthorhombic 4 x 5 x 6 cell with O, Li and Na (state 0) in that unsorted order.
+CellPtr three_species_cell() {
+    CellPtr cell(quorix_cell_new(3));
+    const double lengths[3] = {4.0, 5.0, 6.0};
+    for (int k = 0; k < 3; k++) {
+        cell->parameter[k] = lengths[k];
+        cell->angle[k] = 90.0;
+    }
+    cell->Z = 2;
+    cell->atom[0] = quorix_test::make_atom("O1", "O", -2, 0.5, 0.5, 0.5, 1.0);
+    cell->atom[1] = quorix_test::make_atom("Li1", "Li", 1, 0.0, 0.0, 0.0, 0.5);
+    cell->atom[2] = quorix_test::make_atom("Na1", "Na", 0, 0.25, 0.125, 0.0625, 1.0);
+    quorix_copy_bounded(cell->name, "O2-:1.000 Li1+:0.500 Na0+:1.000 ", sizeof(cell->name));
+    return cell;
+}
+
+std::string export_text(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, std::string* out = nullptr) {
+    quorix_test::Capture capture;
+    TextPtr text(quorix_cell_export_cif_to_text(cell, symmetry));
+    const std::string printed = capture.finish().out;
+    if (out) *out = printed;
+    return text ? std::string(text->content) : "(null)";
+}
+
+}  // namespace
+
+TEST(WriteCif, P1LayoutWhenNoSymmetryIsGiven) {
+    CellPtr cell = three_species_cell();
+    std::string printed;
+    const std::string text = export_text(cell.get(), nullptr, &printed);
+    EXPECT_EQ(printed, "Message: symmetry info missing. Using P1.\n");
+    const std::string expected =
+        "data_generated-by-quorix\r\n\n"
+        "_chemical_name_systematic         'O2-:1.000 Li1+:0.500 Na0+:1.000 '\r\n"
+        "_cell_length_a                    4.000\r\n"
+        "_cell_length_b                    5.000\r\n"
+        "_cell_length_c                    6.000\r\n"
+        "_cell_angle_alpha                 90.000\r\n"
+        "_cell_angle_beta                  90.000\r\n"
+        "_cell_angle_gamma                 90.000\r\n"
+        "_cell_volume                      120.000\r\n"
+        "_cell_formula_units_Z             2\r\n"
+        "_symmetry_space_group_name_H-M    'P 1'\r\n"
+        "_symmetry_Int_Tables_number       1\r\n"
+        "\r\nloop_\r\n"
+        "  _symmetry_equiv_pos_site_id\r\n"
+        "  _symmetry_equiv_pos_as_xyz\r\n"
+        "    1    'x, y, z'\r\n"
+        "\r\nloop_\r\n"
+        "  _atom_type_symbol\r\n"
+        "  _atom_type_oxidation_number\r\n"
+        "  Li1+     1\r\n"
+        "  Na0+     0\r\n"
+        "  O2-     -2\r\n"
+        "\r\nloop_\r\n"
+        "  _atom_site_label\r\n"
+        "  _atom_site_type_symbol\r\n"
+        "  _atom_site_fract_x\r\n"
+        "  _atom_site_fract_y\n"
+        "  _atom_site_fract_z\r\n"
+        "  _atom_site_occupancy\r\n"
+        "  Li1  Li1+  0.000  0.000  0.000  0.500\r\n"
+        "  Na1  Na0+  0.250  0.125  0.062  1.000\r\n"
+        "  O1  O2-  0.500  0.500  0.500  1.000\r\n"
+        "\r\n#end of data\r\n";
+    EXPECT_EQ(text, expected);
 }
