@@ -1,4 +1,6 @@
-// The structure commands on the real CIFs of tests/data: atoms of the full cell, the space group\nfound, the CIF written and read back, the files refused by design, malformed input, charges and\nrandom assignment of partial occupancies.
+// The structure commands on the real CIFs of tests/data: atoms of the full cell, the space group
+// found, the CIF written and read back, the files refused by design, malformed input, charges and
+// random assignment of partial occupancies.
 #include <gtest/gtest.h>
 
 #include <cctype>

@@ -1,4 +1,5 @@
-// The CIF reader and writer: data items, loop tables and atom-site fields on rows built in the test,\nwhole reads of real files with their dialect quirks, and the layout written.
+// The CIF reader and writer: data items, loop tables and atom-site fields on rows built in the test,
+// whole reads of real files with their dialect quirks, and the layout written.
 #include <gtest/gtest.h>
 
 #include <cstdio>
