@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support.hpp"
@@ -208,7 +209,7 @@ TEST(CnCommands, ShellsOfRockSalt) {
     EXPECT_EQ(absent.err, "Error: atom of type Br1- not found.\nError: quorix_cn_new_from_cell() returns NULL.\n");
 }
 
-// Six bonds of 0.154 v.u. make 96 % of the sum of 0.962; the eight next Cl are listed as a sum.
+// Six bonds of 0.154 v.u., then a drop to the eight next Cl, which are listed as a sum.
 TEST(CnCommands, CoordinationByBondValence) {
     ScratchDir dir;
     dir.copy_in(kSalt);
@@ -216,7 +217,8 @@ TEST(CnCommands, CoordinationByBondValence) {
     EXPECT_EQ(result.err, "");
     EXPECT_TRUE(has(result.out,
                     "CN: Center atom:            Cl (Cl1-)\nCN: Bond valence sum:    -0.962029\n"
-                    "CN: Coordination Number:        6.000 (bonds up to 95% of the bond valence sum)\n"))
+                    "CN: Coordination Number:        6.000 (bonds before the largest relative drop in bond valence)\n"
+                    "CN: Effective Coordination Number:        6.000 (ECoN from the bond lengths)\n"))
         << result.out;
     EXPECT_TRUE(has(result.out,
                     "CN:     6             Na1+  2.820280  1.000    6.000  0.153734  0.922406  0.153734   "
@@ -224,6 +226,29 @@ TEST(CnCommands, CoordinationByBondValence) {
         << result.out;
     EXPECT_TRUE(has(result.out, "CN: 8 weaker bonds below 0.01 v.u. not listed, together 0.039623 v.u.\n"));
     EXPECT_EQ(run_quorix({"--cal-cn-bv", kSalt, "Xx"}, dir.path()).err, "Error: atom named Xx not found.\n");
+}
+
+// The first shell by bond valence is the shell --cal-cn finds by distance, on rock salt,
+// antifluorite, rutile, spinel, layered LiCoO2 and olivine (Li 6, Fe 6, P 4).
+TEST(CnCommands, FirstShellByBondValenceIsTheFirstShellByDistance) {
+    const std::pair<std::string, std::vector<std::string>> structures[] = {
+        {"NaCl_COD9008678_occupancy.cif", {"Na", "Cl"}},          {"Li2O_COD9009059_occupancy.cif", {"Li", "O"}},
+        {"TiO2_rutile_COD9009083_occupancy.cif", {"Ti", "O"}},    {"LiCoO2_VESTA.cif", {"Li1", "Co1", "O1"}},
+        {"Fe3O4_magnetite_COD9007644_occupancy.cif", {"FeM", "FeT", "O"}},
+        {"LiFePO4_COD4001848_oxidation.cif", {"Li1", "Fe1", "P1"}}};
+    auto cn_line = [](const std::string& out) {
+        const size_t at = out.find("CN: Coordination Number:");
+        return at == std::string::npos ? std::string("none") : out.substr(at, out.find('\n', at) - at);
+    };
+    for (const auto& [file, atoms] : structures) {
+        ScratchDir dir;
+        dir.copy_in(file);
+        for (const std::string& atom : atoms) {
+            const std::string by_distance = cn_line(run_quorix({"--cal-cn", file, atom}, dir.path()).out);
+            const std::string by_bv = cn_line(run_quorix({"--cal-cn-bv", file, atom}, dir.path()).out);
+            EXPECT_EQ(by_bv.substr(0, by_distance.size()), by_distance) << file << " " << atom;
+        }
+    }
 }
 
 }  // namespace

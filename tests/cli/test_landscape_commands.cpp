@@ -86,30 +86,35 @@ TEST(CmdCube, OptionalArgumentsNameResolutionIgnoreAndPeriodicity) {
     EXPECT_FALSE(std::filesystem::exists(dir.path() / (cif + ".cube")));
 }
 
-// Na0.8CoO2: Na 0.2 and 0.6 on two sites. The landscape is that of a 4 x 4 x 4 supercell with the
-// Na sites filled or emptied at random, written as "_assigned.cif" beside the input.
-TEST(CmdCube, PartialConductingSitesTakeAnAssignedSupercell) {
+// In In-doped CsSnCl3 Sn shares its site with In: the landscape is that of a 5 x 5 x 5 supercell
+// with each shared site given to one of them, written as "_assigned.cif" beside the input. The
+// Na sites of Na0.8CoO2 are only partly filled and shared with nothing: the cell itself is computed.
+TEST(CmdCube, SitesSharedByTheConductingIonTakeAnAssignedSupercell) {
     ScratchDir dir;
-    const std::string cif = "Na0.8CoO2_VESTA.cif";
+    const std::string cif = "CsSnCl3_In_COD4003024.cif";
     dir.copy_in(cif);
-    const auto result = run_quorix({"--gen-cube", cif, "Na", "1", "-1", "1.0"}, dir.path());
+    const auto result = run_quorix({"--gen-cube", cif, "Sn", "4", "-1", "1.0"}, dir.path());
     EXPECT_EQ(result.err, "");
     EXPECT_TRUE(contains(result.out,
                          "Message: partial occupancy at conducting sites detected. Cube will be generated based on an "
                          "asigned supercell.\n"));
-
-    const auto read = quorix_test::read_cif((dir.path() / "Na0.8CoO2_VESTA_assigned.cif").string());
+    const auto read = quorix_test::read_cif((dir.path() / "CsSnCl3_In_COD4003024_assigned.cif").string());
     const CellPtr& assigned = read.cell;
     ASSERT_NE(assigned, nullptr);
-    long sodium = 0;
+    long shared = 0;
     for (long i = 0; i < assigned->total; i++) {
         EXPECT_EQ(assigned->atom[i].occ, 1.0);
-        sodium += std::string(assigned->atom[i].type) == "Na";
+        shared += std::string(assigned->atom[i].type) == "Sn" || std::string(assigned->atom[i].type) == "In";
     }
-    EXPECT_EQ(assigned->total - sodium, 64 * 6);  // Co2O4 per cell
-    EXPECT_NEAR(sodium, 64 * 1.6, 1.0);
-    const std::string text = read_file(dir.path() / (cif + ".cube"));
-    EXPECT_EQ(std::stol(line_of(text, 2)), assigned->total);
+    EXPECT_EQ(assigned->total - shared, 125 * 4);  // CsCl3 per cell
+    EXPECT_NEAR(shared, 125 * 0.967, 2.0);
+    EXPECT_EQ(std::stol(line_of(read_file(dir.path() / (cif + ".cube")), 2)), assigned->total);
+
+    const std::string sodium = "Na0.8CoO2_VESTA.cif";
+    dir.copy_in(sodium);
+    const auto unit_cell = run_quorix({"--gen-cube", sodium, "Na", "1", "-1", "1.0"}, dir.path());
+    EXPECT_FALSE(contains(unit_cell.out, "partial occupancy at conducting sites detected")) << unit_cell.out;
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "Na0.8CoO2_VESTA_assigned.cif"));
 }
 
 namespace {

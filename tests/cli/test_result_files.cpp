@@ -7,7 +7,7 @@
 #include <iterator>
 #include <string>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 using quorix_test::read_file;
 using quorix_test::run_quorix;

@@ -204,6 +204,21 @@ TEST(Coordination, AverageOverSitesOfASpecies) {
     EXPECT_EQ(capture.finish().err, "Error: unable to find any atom of Na1+.\n");
 }
 
+// Hoppe's effective coordination number of a 4 + 2 octahedron (2.0 and 2.4 A): the
+// self-consistent mean length 2.030094 A gives 4.712527, each far bond counting 0.18.
+TEST(Coordination, EffectiveCoordinationNumberFromBondLengths) {
+    double r[6] = {2.0, 2.0, 2.0, 2.0, 2.4, 2.4}, occ[6] = {1, 1, 1, 1, 1, 1};
+    int os[6] = {};
+    char type[6][3] = {};
+    QUORIX_CN_BV record{};
+    record.total = 6;
+    record.r = r;
+    record.occ = occ;
+    record.os_c = os;
+    record.type_c = type;
+    EXPECT_NEAR(quorix_cn_bv_effective_cn(&record), 4.712527, 1e-6);
+}
+
 
 
 // An element the per-species database does not know is refused, and the cell keeps its states.

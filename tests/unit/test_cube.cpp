@@ -121,6 +121,24 @@ TEST(CubeFile, HeaderLayoutAndRoundTripWithAtoms) {
     EXPECT_EQ(std::string(read.cell->name), path);
 }
 
+// A negative atom count announces a line of data-set ids after the atoms (orbital cubes): one
+// data set is read as usual, several per point are refused with the reason.
+TEST(CubeFile, NegativeAtomCountAnnouncesDataSetIds) {
+    ScratchDir dir;
+    CubePtr cube = sample_cube();
+    Structure structure;
+    std::string text = export_quietly(cube.get(), &structure, (dir.path() / "plain.cube").string(), 1);
+    text.replace(text.find("   2    0.000000"), 4, "  -2");
+    const size_t values = text.find("    -2.000000\r\n");
+    const Imported one = import(dir.write("one.cube", std::string(text).insert(values, "    1   25\r\n")), 1);
+    ASSERT_EQ(one.status, 0) << one.err;
+    expect_same_grid(one.cube.get(), cube.get());
+    const Imported two = import(dir.write("two.cube", text.insert(values, "    2   25   26\r\n")), 1);
+    EXPECT_EQ(two.status, 1);
+    EXPECT_EQ(two.err, "Error: cube file " + (dir.path() / "two.cube").string() +
+                           " holds 2 data sets per point (orbitals); only a single one can be read.\n");
+}
+
 // The values are written as printf's " %12.6f" would write them, including halfway cases,
 // negative zeros, tiny negatives, values wider than the field and non-finite ones.
 TEST(CubeFile, ValuesAreWrittenAsPrintfWritesThem) {

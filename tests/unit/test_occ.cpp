@@ -107,16 +107,14 @@ TEST(AssignMixedSites, SeveralSpeciesPerSiteKeepTheirShares) {
 
 // Partial sites shared with no other species (a split pair 0.1 A apart, plain half sites) are
 // left as they are.
+// Partial sites shared with no other species (a split pair 0.1 A apart, plain half sites) are
+// left as they are.
 TEST(AssignMixedSites, SitesNotSharedWithAnotherSpeciesAreKept) {
     CellPtr cell = make_cell(10, 10, 10, {{"Li", 1, 0.3, 0.3, 0.3, 0.5}, {"Li", 1, 0.31, 0.3, 0.3, 0.5},
                                           {"Li", 1, 0.6, 0.6, 0.6, 0.5}, {"Li", 1, 0, 0, 0, 1},
                                           {"O", -2, 0.5, 0, 0, 1}});
-    const std::vector<QUORIX_ATOM> before(cell->atom, cell->atom + cell->total);
-    for (int run = 0; run < 20; run++) {
-        CellPtr assigned(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Li", 1));
-        ASSERT_TRUE(assigned);
-        EXPECT_EQ(species_counts(assigned.get())["Li"], 3);
-        expect_ordered(assigned.get());
-    }
-    EXPECT_EQ(std::memcmp(before.data(), cell->atom, before.size() * sizeof(QUORIX_ATOM)), 0);
+    CellPtr assigned(quorix_cell_assign_partial_occ_at_conducting_site(cell.get(), "Li", 1));
+    ASSERT_TRUE(assigned);
+    ASSERT_EQ(assigned->total, cell->total);
+    for (long i = 0; i < cell->total; i++) EXPECT_EQ(assigned->atom[i].occ, cell->atom[i].occ);
 }
