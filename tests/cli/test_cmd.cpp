@@ -195,37 +195,3 @@ TEST(Driver, FlagRules) {
     EXPECT_FALSE(flag(line.opt(), 11, false));  // absent keeps the fallback
     EXPECT_FALSE(flag_true_only(line.opt(), 11));
 }
-
-TEST(Driver, OutputNamesAndPaths) {
-    using namespace quorix_cmd;
-    CommandLine line{"./quorix.x", "--gen-cif", "dir/Li2O.cif"};
-    EXPECT_EQ(output_name(line.opt(), 3, ".cif"), "dir/Li2O.cif.cif");
-    EXPECT_EQ(assigned_cell_name(line.opt()), "dir/Li2O_assigned.cif");
-    CommandLine longer{"./quorix.x", "--gen-cube", std::string(1200, 'a')};
-    EXPECT_EQ(output_name(longer.opt(), 9, ".cube"), std::string(1000, 'a') + ".cube");
-
-    for (const auto& [path, dir, name] : {std::tuple{"./quorix.x", "./", "quorix.x"},
-                                          std::tuple{"/opt/x/quorix.x", "/opt/x/", "quorix.x"},
-                                          std::tuple{"quorix.x", "./", "quorix.x"}}) {
-        char* d = nullptr;
-        char* n = nullptr;
-        quorix_cmd_opt_split_path(&d, &n, path);
-        EXPECT_STREQ(d, dir);
-        EXPECT_STREQ(n, name);
-        std::free(d);
-        std::free(n);
-    }
-}
-
-TEST(Driver, InlineTextJoinsArgumentsAfterTheLastKeyPhrase) {
-    CommandLine line{"./quorix.x", "--text-cal-bv", "-:text", "ignored", "-:text", "a", "b", "-:nl", "c"};
-    line.opt()->mode_text = line.opt()->argv[2];
-    line.opt()->mode_newline = line.opt()->argv[7];
-    const TextPtr text(quorix_cmd_opt_cat_tail(line.opt()));
-    ASSERT_NE(text, nullptr);
-    EXPECT_STREQ(text->content, " a b\n c");
-    line.opt()->argc = 3;  // the last argument is never taken as the key phrase
-    quorix_test::Capture capture;
-    EXPECT_EQ(quorix_cmd_opt_cat_tail(line.opt()), nullptr);
-    EXPECT_EQ(capture.finish().err, "Error: text-mode key phrase not found.\n");
-}

@@ -236,19 +236,6 @@ TEST(StructureInput, MalformedFilesGiveErrorLines) {
               "Error: unable to open " + missing + "\nError: quorix_text_import_from_file() returns NULL.\n" + kFromFile);
 }
 
-TEST(StructureInput, OddButReadableFiles) {
-    // Surplus values on a row are dropped, a label of 14 characters keeps 11, and a loop_ on
-    // the very last line is ignored.
-    std::string text = replace(olivine(), kFirstAtom, std::string("Fe1234567890ab") + (kFirstAtom + 3) + " 7 8 9");
-    text += "loop_";
-    ScratchDir dir;
-    const auto result = run_quorix({"--print-cell", dir.write("odd.cif", text).string()});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
-    EXPECT_NE(result.out.find("CELL: total atom: 28\n"), std::string::npos);
-    EXPECT_NE(result.out.find("name=Fe123456789;type=Fe;"), std::string::npos);
-}
-
 namespace {
 
 const std::string kReadFailed = "Error: quorix_cell_import_cif_from_file() returns non-zero.\n";
@@ -268,24 +255,6 @@ int atoms_listed(const ScratchDir& dir, const std::string& cif) {
 }
 
 }  // namespace
-
-TEST(CmdStructure, ChargeSumsOxidationStatesWeightedByOccupancy) {
-    ScratchDir dir;
-    dir.copy_in("KAlF4_monoclinic_COD1000208.cif");
-    dir.copy_in("YBa2Cu3O6.9_COD1000030.cif");
-    const auto neutral = run_quorix({"--cal-charge", "KAlF4_monoclinic_COD1000208.cif"}, dir.path());
-    EXPECT_EQ(neutral.status, 0);
-    EXPECT_TRUE(ends_with(neutral.out, "\nTotal charge per unit cell: 0.000\n")) << neutral.out;
-
-    // Y3+ + 2 Ba2+ + 3 Cu of mean valence 2.27 + 6.91 O2- (the chain site O1 at 0.910): -0.010.
-    const auto ybco = run_quorix({"--cal-charge", "YBa2Cu3O6.9_COD1000030.cif"}, dir.path());
-    EXPECT_TRUE(ends_with(ybco.out, "\nTotal charge per unit cell: -0.010\n")) << ybco.out;
-
-    const auto missing = run_quorix({"--cal-charge", "missing.cif"}, dir.path());
-    EXPECT_EQ(missing.status, 0);
-    EXPECT_TRUE(ends_with(missing.err, kReadFailed)) << missing.err;
-    EXPECT_EQ(missing.out.find("Total charge"), std::string::npos);
-}
 
 TEST(CmdStructure, CifWritersNameTheirOutputsAndChooseTheirSymmetry) {
     ScratchDir dir;
@@ -307,20 +276,6 @@ TEST(CmdStructure, CifWritersNameTheirOutputsAndChooseTheirSymmetry) {
     const auto missing = run_quorix({"--gen-cif", "missing.cif"}, dir.path());
     EXPECT_TRUE(ends_with(missing.err, kReadFailed)) << missing.err;
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "missing.cif.cif"));
-}
-
-TEST(CmdStructure, InlineStructureNeedsItsKeyPhrase) {
-    const auto missing = run_quorix({"--text-cal-bv", "data_x", "_cell_length_a", "5"});
-    EXPECT_EQ(missing.status, 0);
-    EXPECT_EQ(missing.err, "Error: text-mode key phrase not found.\nError: quorix_cmd_opt_cat_tail() returns NULL.\n");
-
-    const auto broken = run_quorix({"--text-cal-bv", "-:text", "data_x", "-:nl", "_cell_length_a", "5"});
-    EXPECT_EQ(broken.status, 0);
-    EXPECT_TRUE(ends_with(broken.err, "Error: quorix_cell_import_cif_from_text() returns non-zero.\n")) << broken.err;
-
-    // The screening factor comes first on the command line but is checked after the structure.
-    const auto sf = run_quorix({"--text-gen-gin-lib-set-sf", "auto", "-:text", "data_x"});
-    EXPECT_EQ(sf.err.find("wrong parameter sf"), std::string::npos) << sf.err;
 }
 
 namespace {

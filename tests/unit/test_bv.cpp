@@ -171,39 +171,6 @@ TEST(BondValence, InstabilityVerdicts) {
 
 
 
-// Two Cs sites, one on the inversion centre (multiplicity 1) and one off it (2): the average
-// of the first shells is weighted by multiplicity.
-TEST(Coordination, AverageOverSitesOfASpecies) {
-    CellPtr cell = (make_cell(6, 6, 6,
-                          {{"Cs", 1, 0, 0, 0},
-                           {"Cs", 1, 0.3, 0.2, 0.1},
-                           {"Cs", 1, 0.7, 0.8, 0.9},
-                           {"Cl", -1, 0.5, 0.5, 0.5},
-                           {"Cl", -1, 0.5, 0, 0},
-                           {"Cl", -1, 0, 0.5, 0}}));
-    SymmetryPtr inversion(symmetry_of({{{1, 1, 1}, {0, 0, 0}}, {{-1, -1, -1}, {0, 0, 0}}}));
-    double cn[2], r[2];
-    for (int site = 0; site < 2; site++) {
-        CnPtr record;
-        printed_by([&] { record.reset(quorix_cn_new_from_cell(cell.get(), &cell->atom[site], "Cl", -1, 0.01)); });
-        ASSERT_TRUE(record);
-        cn[site] = record->n_shell[0];
-        r[site] = record->r_shell[0];
-    }
-    const std::string out = printed_by(
-        [&] { EXPECT_EQ(quorix_cn_calculate_by_type(cell.get(), inversion.get(), "Cs", 1, "Cl", -1, 0.01), 0); });
-    char row[3][64];
-    std::snprintf(row[0], sizeof row[0], "CN:    0            1 %10.6f %9.6f\n", cn[0], r[0]);
-    std::snprintf(row[1], sizeof row[1], "CN:    1            2 %10.6f %9.6f\n", cn[1], r[1]);
-    std::snprintf(row[2], sizeof row[2], "CN:  ave            0 %10.6f %9.6f\n", (cn[0] + 2 * cn[1]) / 3,
-                  (r[0] + 2 * r[1]) / 3);
-    for (const char* line : row) EXPECT_NE(out.find(line), std::string::npos) << line << out;
-
-    quorix_test::Capture capture;
-    EXPECT_EQ(quorix_cn_calculate_by_type(cell.get(), inversion.get(), "Na", 1, "Cl", -1, 0.01), 1);
-    EXPECT_EQ(capture.finish().err, "Error: unable to find any atom of Na1+.\n");
-}
-
 // Hoppe's effective coordination number of a 4 + 2 octahedron (2.0 and 2.4 A): the
 // self-consistent mean length 2.030094 A gives 4.712527, each far bond counting 0.18.
 TEST(Coordination, EffectiveCoordinationNumberFromBondLengths) {
@@ -220,19 +187,5 @@ TEST(Coordination, EffectiveCoordinationNumberFromBondLengths) {
 }
 
 
-
-// An element the per-species database does not know is refused, and the cell keeps its states.
-TEST(OxidationStates, UnknownElementIsRefused) {
-    CellPtr cell = (make_cell(4, 4, 4, {{"Xx", 99, 0, 0, 0}, {"O", -2, 0.5, 0.5, 0.5}}));
-    SymmetryPtr p1(quorix_symmetry_new_p1());
-    quorix_test::Capture capture;
-    EXPECT_EQ(quorix_os_assign_by_bv(cell.get(), p1.get(), quorix_test::unitary_db().c_str(),
-                                     quorix_test::binary_db().c_str()),
-              1);
-    EXPECT_EQ(capture.finish().err,
-              "Error: no oxidation state of Xx is tabulated in " + quorix_test::unitary_db() + ".\n");
-    EXPECT_EQ(cell->atom[0].os, 99);
-    EXPECT_EQ(cell->atom[0].flag, 0);
-}
 
 }  // namespace

@@ -78,16 +78,6 @@ double relative_error(const QUORIX_FFTCUBE* grid, Exact exact) {
     return worst / scale;
 }
 
-// A spectrum holding 1 at one index only.
-FftcubePtr single_mode(const long* n, long i, long j, long k, double length) {
-    FftcubePtr grid(quorix_fftcube_new(n));
-    for (long p = 0; p < n[0] * n[1] * n[2]; p++) grid->value[p][0] = grid->value[p][1] = 0.0;
-    grid->value[index_of(n, i, j, k)][0] = 1.0;
-    for (int d = 0; d < 3; d++)
-        for (int c = 0; c < 3; c++) grid->a[d][c] = d == c ? length : 0.0;
-    return grid;
-}
-
 
 }  // namespace
 
@@ -139,63 +129,7 @@ TEST(Fft, DerivativeSetEqualsSeparateDifferentiations) {
     unsetenv("QUORIX_THREADS");
 }
 
-// Odd axis: index n/2 is negative for a first derivative but positive in a mixed second derivative.
-// Even axis: the Nyquist index drops out of first and mixed derivatives, not of repeated ones.
-TEST(Fft, WaveNumbersAndNyquistTerms) {
-    const double c = 6.2831853 / 2.0;  // factor per wave number on a cell of length 2
-    const long odd[3] = {5, 4, 3};
-    FftcubePtr mode = single_mode(odd, 2, 1, 0, 2.0);
-    const long p = index_of(odd, 2, 1, 0);
-    const int along0[2] = {0, 0}, mixed[2] = {0, 1};
-    FftcubePtr first(quorix_fftcube_differentiate_dft(mode.get(), 1, along0));
-    EXPECT_DOUBLE_EQ(first->value[p][1], -3 * c);
-    FftcubePtr cross(quorix_fftcube_differentiate_dft(mode.get(), 2, mixed));
-    EXPECT_DOUBLE_EQ(cross->value[p][0], -2 * c * c);
-    FftcubePtr repeated(quorix_fftcube_differentiate_dft(mode.get(), 2, along0));
-    EXPECT_DOUBLE_EQ(repeated->value[p][0], -4 * c * c);
-
-    const long even[3] = {4, 4, 4};
-    FftcubePtr nyquist = single_mode(even, 2, 1, 0, 2.0);
-    const long q = index_of(even, 2, 1, 0);
-    FftcubePtr first_even(quorix_fftcube_differentiate_dft(nyquist.get(), 1, along0));
-    FftcubePtr cross_even(quorix_fftcube_differentiate_dft(nyquist.get(), 2, mixed));
-    FftcubePtr repeated_even(quorix_fftcube_differentiate_dft(nyquist.get(), 2, along0));
-    EXPECT_EQ(std::hypot(first_even->value[q][0], first_even->value[q][1]), 0.0);
-    EXPECT_EQ(std::hypot(cross_even->value[q][0], cross_even->value[q][1]), 0.0);
-    EXPECT_DOUBLE_EQ(repeated_even->value[q][0], -4 * c * c);
-    const int along1[2] = {1, 1};
-    FftcubePtr first_other(quorix_fftcube_differentiate_dft(nyquist.get(), 1, along1));
-    EXPECT_DOUBLE_EQ(first_other->value[q][1], c);
-}
-
 namespace {
-
-// A list of dots with the given type, energy and indices on a 10^3 grid of step 0.5.
-FftdotListPtr dot_list(const std::vector<std::tuple<fftdot_type, double, std::array<long, 3>>>& dots) {
-    FftdotListPtr list(quorix_fftdot_list_new(static_cast<long>(dots.size())));
-    for (int d = 0; d < 3; d++) {
-        list->n[d] = 10;
-        list->a[d][d] = 5.0;
-        list->a_i[d][d] = 0.5;
-    }
-    for (size_t p = 0; p < dots.size(); p++) {
-        auto& dot = list->dot[p];
-        dot.type = std::get<0>(dots[p]);
-        dot.en = std::get<1>(dots[p]);
-        for (int d = 0; d < 3; d++) {
-            dot.x_i[d] = std::get<2>(dots[p])[d];
-            dot.x[d] = 0.5 * dot.x_i[d];
-        }
-    }
-    return list;
-}
-
-std::vector<std::array<long, 3>> indices_of(const QUORIX_FFTDOT_LIST* list) {
-    std::vector<std::array<long, 3>> indices;
-    for (long p = 0; p < list->total; p++)
-        indices.push_back({list->dot[p].x_i[0], list->dot[p].x_i[1], list->dot[p].x_i[2]});
-    return indices;
-}
 
 FftdotListPtr search(const QUORIX_CUBE* cube, std::string* out = nullptr) {
     FftPtr fft(quorix_fft_new_from_cube(cube));
@@ -232,29 +166,4 @@ TEST(FftDot, SearchClassifiesTheCriticalPointsOfACosineLandscape) {
     }
     EXPECT_EQ(list->n[2], 8);
     EXPECT_EQ(list->a_i[1][1], 0.5);
-}
-
-// Only dots touching across a corner merge; the one nearer the cell origin goes.
-TEST(FftDot, MergeJoinsOnlyDiagonalNeighbours) {
-    FftdotListPtr face = dot_list({{FFT_MIN, -1.0, {3, 3, 3}}, {FFT_MIN, -0.9, {4, 3, 3}}});
-    ASSERT_EQ(quorix_fftdot_list_merge_near(face.get()), 0);
-    EXPECT_EQ(face->total, 2);
-
-    FftdotListPtr corner = dot_list({{FFT_MIN, -1.0, {2, 2, 2}}, {FFT_MIN, -0.9, {3, 3, 3}}});
-    ASSERT_EQ(quorix_fftdot_list_merge_near(corner.get()), 0);
-    ASSERT_EQ(corner->total, 1);
-    // The survivor is the farther dot, but it stood at position 1: position 0 stays zero-filled.
-    EXPECT_EQ(corner->dot[0].type, FFT_UND);
-    EXPECT_EQ(corner->dot[0].en, 0.0);
-
-    FftdotListPtr periodic = dot_list({{FFT_SD1, -0.5, {1, 9, 1}}, {FFT_SD1, -0.4, {2, 0, 2}}});
-    ASSERT_EQ(quorix_fftdot_list_merge_near(periodic.get()), 0);
-    EXPECT_EQ(periodic->total, 1);
-
-    // Farther from the origin survives; a later dot of another type is not compared.
-    FftdotListPtr kept = dot_list({{FFT_MIN, -1.0, {5, 5, 5}}, {FFT_MIN, -0.8, {4, 4, 4}}, {FFT_SD1, 0.2, {6, 6, 6}}});
-    ASSERT_EQ(quorix_fftdot_list_merge_near(kept.get()), 0);
-    ASSERT_EQ(kept->total, 2);
-    EXPECT_EQ(indices_of(kept.get()), (std::vector<std::array<long, 3>>{{5, 5, 5}, {0, 0, 0}}));
-    EXPECT_EQ(kept->dot[1].type, FFT_UND);
 }

@@ -180,13 +180,6 @@ CubePtr chain() {
     return cube;
 }
 
-// A plane one point thick (a = 0) at energy 10 with the given lower points.
-CubePtr plane(long n, std::initializer_list<std::pair<std::array<long, 2>, double>> points) {
-    CubePtr cube = quorix_test::grid_cube(1, n, n, 0.25, [](long, long, long) { return 10.0; });
-    for (const auto& [at, en] : points) cube->en[0][at[0]][at[1]] = en;
-    return cube;
-}
-
 FpcubePtr classify(CubePtr& cube) {
     quorix_test::Capture capture;
     FpcubePtr fpcube(quorix_fpcube_new_from_cube(cube.get()));
@@ -207,32 +200,5 @@ TEST(FpHalf, SaddleBranchesDescendToMinima) {
     EXPECT_EQ(path_of(list->half[1]), (std::vector<Index>{{3, 0, 0}, {4, 0, 0}, {5, 0, 0}, {6, 0, 0}}));
     EXPECT_DOUBLE_EQ(list->half[0].barrier, 2.0);
 
-    // Three lower groups around a junction: three halves, each ending in its own minimum.
-    CubePtr junction = plane(7, {{{3, 3}, 5.0},
-                                       {{2, 2}, 3.0}, {{1, 1}, 1.0},
-                                       {{2, 4}, 3.0}, {{1, 5}, 1.0},
-                                       {{4, 3}, 3.0}, {{5, 3}, 1.0}});
-    fpcube = classify(junction);
-    const long centre[3] = {0, 3, 3};
-    list.reset(quorix_fphalf_list_new(fpcube.get(), centre));
-    ASSERT_TRUE(list);
-    ASSERT_EQ(list->total, 3);
-    EXPECT_EQ(path_of(list->half[0]), (std::vector<Index>{{0, 3, 3}, {0, 2, 2}, {0, 1, 1}}));
-    EXPECT_EQ(path_of(list->half[1]), (std::vector<Index>{{0, 3, 3}, {0, 2, 4}, {0, 1, 5}}));
-    EXPECT_EQ(path_of(list->half[2]), (std::vector<Index>{{0, 3, 3}, {0, 4, 3}, {0, 5, 3}}));
-    for (long h = 0; h < 3; h++) EXPECT_DOUBLE_EQ(list->half[h].barrier, 4.0);
 
-    // A descent that runs into a lower saddle stops there.
-    CubePtr saddles = plane(9, {{{3, 4}, 8.0}, {{2, 4}, 6.0}, {{1, 4}, 2.0},
-                                      {{4, 4}, 6.0}, {{5, 4}, 5.0},
-                                      {{6, 3}, 3.0}, {{7, 2}, 1.0}, {{6, 5}, 3.0}, {{7, 6}, 1.0}});
-    fpcube = classify(saddles);
-    const long upper[3] = {0, 3, 4};
-    list.reset(quorix_fphalf_list_new(fpcube.get(), upper));
-    ASSERT_TRUE(list);
-    ASSERT_EQ(list->total, 2);
-    EXPECT_EQ(path_of(list->half[1]), (std::vector<Index>{{0, 3, 4}, {0, 4, 4}, {0, 5, 4}}));
-    EXPECT_EQ(list->half[1].dot[2]->type, FP_SAD);
-    EXPECT_DOUBLE_EQ(list->half[1].barrier, 3.0);
-    EXPECT_DOUBLE_EQ(list->half[0].barrier, 6.0);
 }

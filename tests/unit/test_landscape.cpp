@@ -191,22 +191,6 @@ TEST(Landscape, ThreadsGiveTheCubeOfOneThread) {
     }
 }
 
-// A Li+ ion sitting on a grid point of its own landscape: the Coulomb core there is raised far
-// above the cap.
-TEST(Landscape, CapsEnergiesAt999p9) {
-    LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "Li", 1);
-    const int li = quorix_property_find_index(s.ppt.get(), "Li", 1);
-    s.ppt->bin[li][li].a0 = 1000.0;
-    const CubePtr cube = landscape_of(s, 0.4, false);
-    ASSERT_NE(cube, nullptr);
-    long v[3];
-    for (long a = 0; a < s.cell->total; a++) {
-        if (std::string(s.cell->atom[a].type) != "Li") continue;
-        nearest_voxel(cube.get(), s.cell->atom[a].x_f, v);
-        EXPECT_EQ(cube->en[v[0]][v[1]][v[2]], 999.9);
-    }
-}
-
 // The O2- probe pairs with Li+ through the Li-O (cation first) record: bound at the O sites.
 TEST(Landscape, AnionProbeBindsThroughTheCationFirstRecord) {
     LoadedStructure s = load_structure("Li2O_COD9009059_occupancy.cif", "O", -2);
