@@ -132,11 +132,11 @@ Percolation percolation(const QUORIX_GRAPH* graph) {
 // The graph --gh and --sites build, with the Hessian computed at the sites only, is the full chain's.
 void expect_same_graph(const QUORIX_GRAPH* full, const Conductor& conductor, const char* type, int os) {
     QuorixSiteNetwork network;
-    testing::internal::CaptureStdout();
+    quorix_test::Capture capture;
     const bool built = quorix_site_network_from_files(network, conductor.cif.c_str(), (conductor.cif + ".cube").c_str(),
                                                       type, os, true, quorix_test::symcards_db().c_str(),
                                                       quorix_test::unitary_db().c_str(), quorix_test::binary_db().c_str());
-    testing::internal::GetCapturedStdout();
+    capture.finish();
     ASSERT_TRUE(built);
     const QUORIX_GRAPH* lean = network.graph.get();
     ASSERT_EQ(lean->total_v, full->total_v);

@@ -9,14 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "../unit/test_fp_landscapes.hpp"
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-cube.hpp"
 
 using quorix_test::read_file;
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
-using quorix_test::SyntheticCube;
 using quorix_test::wave;
 
 namespace {
@@ -38,11 +36,11 @@ std::vector<Level> levels(const std::string& out) {
 // E = A cos(4 pi x) + B cos(4 pi y) + C cos(4 pi z) in an 8 A cube: eight minima a half cell
 // apart, and between them saddles 2A, 2B, 2C above them. One Li of the structure sits on a minimum.
 void write_cosine(ScratchDir& dir, double A, double B, double C, double cell = 8.0) {
-    SyntheticCube cube(24, 24, 24, 8.0 / 24);
-    cube.fill([&](long i, long j, long k) { return A * wave(i, 24, 2) + B * wave(j, 24, 2) + C * wave(k, 24, 2); });
-    testing::internal::CaptureStdout();
+    CubePtr cube = quorix_test::grid_cube(
+        24, 24, 24, 8.0 / 24, [&](long i, long j, long k) { return A * wave(i, 24, 2) + B * wave(j, 24, 2) + C * wave(k, 24, 2); });
+    quorix_test::Capture capture;
     quorix_cube_export_to_file(cube.get(), nullptr, nullptr, (dir.path() / "cos.cube").c_str(), 1);
-    testing::internal::GetCapturedStdout();
+    capture.finish();
     const std::string length = std::to_string(cell);
     dir.write("cos.cif", "data_cos\n_cell_length_a " + length + "\n_cell_length_b " + length + "\n_cell_length_c " +
                              length +

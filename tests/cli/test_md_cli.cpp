@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 using quorix_test::read_file;
 using quorix_test::run_quorix;

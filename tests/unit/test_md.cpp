@@ -8,10 +8,9 @@
 #include <cstring>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-md.hpp"
-#include "structure.hpp"
 #include "test_md_oracle.hpp"
 
 namespace {
@@ -24,8 +23,8 @@ struct Li2ORun {
 
     explicit Li2ORun(double temperature, unsigned seed) {
         std::srand(seed);
-        cell = std::move(quorix_test::read_cif_file(quorix_test::test_data("Li2O_COD9009059_occupancy.cif")).cell);
-        testing::internal::CaptureStdout();
+        cell = std::move(quorix_test::read_cif("Li2O_COD9009059_occupancy.cif").cell);
+        quorix_test::Capture capture;
         const PropertyPtr ppt(quorix_property_import_from_cell(cell.get(), nullptr, 0, -1, quorix_test::unitary_db().c_str(),
                                                                quorix_test::binary_db().c_str()));
         quorix_property_set_conducting(ppt.get(), "Li", 1);
@@ -35,7 +34,7 @@ struct Li2ORun {
         quorix_copy_bounded(md->xyzname, (dir.path() / "md.xyz").c_str(), 1024);
         quorix_copy_bounded(md->trjname, (dir.path() / "md.trj").c_str(), 1024);
         EXPECT_EQ(quorix_md_init_vv(md.get()), 0);
-        testing::internal::GetCapturedStdout();
+        capture.finish();
     }
 
     // Mean temperature over `steps` Langevin steps.
