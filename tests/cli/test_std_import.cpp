@@ -13,7 +13,7 @@
 #include <tuple>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 
 using quorix_test::read_file;
 using quorix_test::run_quorix;
