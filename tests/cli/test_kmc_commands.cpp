@@ -10,12 +10,11 @@
 #include <set>
 #include <string>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-cube.hpp"
-#include "structure.hpp"
 
 namespace fs = std::filesystem;
-using quorix_test::CliResult;
+using quorix_test::Output;
 using quorix_test::read_file;
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
@@ -42,7 +41,7 @@ std::string landscape(ScratchDir& dir, const std::string& full, const std::strin
     return cube;
 }
 
-CliResult kmc(const std::string& cube, const std::string& temperature, const std::string& hops,
+Output kmc(const std::string& cube, const std::string& temperature, const std::string& hops,
               const std::string& step_log = "-1", const std::string& type = "Li") {
     const std::string cif = cube.substr(0, cube.size() - 5);
     return run_quorix({"--kmc", cif, cube, type, "1", "0", "0", "0", "-1", temperature, "-1", hops, step_log});
@@ -61,7 +60,7 @@ TEST(KmcCommand, LiFePO4ConductsAlongBAndWritesItsFiles) {
     ScratchDir dir;
     const std::string cube =
         landscape(dir, "LiFePO4_COD4001848_oxidation.cif", "LiFePO4_COD4001848_oxidation_li90.cif", "0.2");
-    const CliResult run = kmc(cube, "600", "20000", "5000");
+    const Output run = kmc(cube, "600", "20000", "5000");
     ASSERT_EQ(run.err, "");
     const auto s = conductivity(run.out);
     EXPECT_GT(s[2], 0.0);
@@ -72,7 +71,7 @@ TEST(KmcCommand, LiFePO4ConductsAlongBAndWritesItsFiles) {
     EXPECT_EQ(read_file(cif + ".kmc.log.txt").rfind("step,t,site", 0), 0u);
     EXPECT_EQ(std::stol(read_file(cif + ".kmc.xyz.txt")), 324);  // 90 % of 360 Li sites in 3 x 5 x 6 cells
     for (const std::string& written : {cif + ".kmc.init.cif", cif + ".kmc.cif"})
-        EXPECT_GT(quorix_test::read_cif_file(written).cell->total, 0) << written;
+        EXPECT_GT(quorix_test::read_cif(written).cell->total, 0) << written;
     if (std::system("/usr/bin/python3 -c 'import ase.io' >/dev/null 2>&1") != 0)
         GTEST_SKIP() << "python3-ase is not installed";
     const std::string frames = (dir.path() / "frames.txt").string();
@@ -142,7 +141,7 @@ TEST(KmcCommand, BadInputStopsBeforeWritingAnything) {
     };
     for (const auto& c : cases) {
         std::vector<std::string> args = {"--kmc", c.args[0], c.args[1], c.args.size() > 2 ? c.args[2] : "Li", "1"};
-        const CliResult run = run_quorix(args);
+        const Output run = run_quorix(args);
         EXPECT_EQ(run.status, 0);
         EXPECT_NE(run.err.find(c.error), std::string::npos) << run.err;
         EXPECT_NE(run.err.find("Error: quorix_kmc_calculate_conductivity_from_file() returns negative value.\n"),

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-kmc-tree.hpp"
 #include "quorix-kmc.hpp"
@@ -30,11 +30,11 @@ long scan(const std::vector<double>& rate, double target) {
 }
 
 QUORIX_KMC* simulation(const std::string& cif, const std::string& cube, std::vector<int> supercell, double cutoff) {
-    testing::internal::CaptureStdout();
+    quorix_test::Capture capture;
     QUORIX_KMC* kmc = quorix_kmc_new_from_file(cif.c_str(), cube.c_str(), "Li", 1, supercell.data(), 0.75, cutoff,
                                                quorix_test::symcards_db().c_str(), quorix_test::unitary_db().c_str(),
                                                quorix_test::binary_db().c_str());
-    testing::internal::GetCapturedStdout();
+    capture.finish();
     return kmc;
 }
 
@@ -126,9 +126,9 @@ TEST(KmcPhysics, DiluteIonsOnACosineLandscapeDiffuseAsARandomWalk) {
     kmc->step_limit = 2000;
     std::srand(3);
     const int runs = 15;
-    testing::internal::CaptureStdout();
+    quorix_test::Capture capture;
     for (int run = 0; run < runs; run++) ASSERT_EQ(quorix_kmc_calculate_conductivity(kmc.get()), 0);
-    testing::internal::GetCapturedStdout();
+    capture.finish();
     const double f = 15.6 * std::sqrt(amplitude * std::pow(2.0 * M_PI / l, 2) / mass);
     const double expected = f * std::exp(-2.0 * amplitude / (8.6173324e-5 * temperature)) * l * l;
     EXPECT_NEAR(kmc->diffusivity[3] / runs, expected, 0.05 * expected);
@@ -144,9 +144,9 @@ TEST(KmcPhysics, ConductivityFollowsArrhenius) {
     for (const double t : {500.0, 700.0, 1000.0}) {
         const double before = kmc->conductivity[3];
         kmc->temperature = t;
-        testing::internal::CaptureStdout();
+        quorix_test::Capture capture;
         ASSERT_EQ(quorix_kmc_calculate_conductivity(kmc.get()), 0);
-        testing::internal::GetCapturedStdout();
+        capture.finish();
         const double sigma = kmc->conductivity[3] - before;
         ASSERT_GT(sigma, 0.0) << t;
         const double x = 1.0 / t, y = std::log(sigma * t);
