@@ -10,6 +10,10 @@
 #include "quorix-gh-sites.hpp"
 #include "quorix-kmc.hpp"
 #include "quorix-md.hpp"
+#include "quorix-import-constraint.hpp"
+#include "quorix-import-property.hpp"
+#include "quorix-import-write.hpp"
+#include "quorix-rx-sd.hpp"
 
 using namespace quorix_cmd;
 
@@ -246,6 +250,13 @@ bool parse_neb_settings(const QUORIX_CMD_OPT* opt, int first, NebSettings& neb) 
            parse_double(opt, first + 5, neb.sf, "sf") && parse_double(opt, first + 6, neb.k, "k");
 }
 
+// The force-field parameter set of a structure without conducting ion; null (reported) on failure.
+PropertyPtr import_property(const QUORIX_CMD_OPT* opt, QUORIX_CELL* cell, double sf) {
+    PropertyPtr ppt(quorix_property_import_from_cell(cell, nullptr, 0, sf, opt->dir_unitary, opt->dir_binary));
+    if (!ppt) std::fprintf(stderr, "Error: quorix_property_import_from_cell() returns NULL.\n");
+    return ppt;
+}
+
 // The landscape cube argv[2] without its structure; null (reported) when it cannot be read.
 CubePtr read_landscape(const QUORIX_CMD_OPT* opt, bool periodic) {
     QUORIX_CUBE* cube = nullptr;
@@ -270,7 +281,23 @@ void quorix_cmd_opt_do_rx_sd(QUORIX_CMD_OPT* opt) {
         !parse_double(opt, 7, sf, "sf"))
         return;
     const std::string name = output_name(opt, 8, ".rx.cif");
-    report_not_implemented();
+    const Structure structure = read_structure(opt);
+    if (!structure) return;
+    QuorixFixedComponents fixed;
+    if (quorix_cell_import_cif_read_constraint(structure.cell.get(), opt->argv[2], fixed) != 0) {
+        std::fprintf(stderr, "Error: quorix_cell_import_cif_read_constraint() returns non-zero.\n");
+        return;
+    }
+    const PropertyPtr ppt = import_property(opt, structure.cell.get(), sf);
+    if (!ppt) return;
+    const QuorixRxSdSettings settings{step_p, f_conv, p_conv, &fixed};
+    const CellPtr relaxed(quorix_cell_relax_sd(structure.cell.get(), ppt.get(), step_limit, &settings));
+    if (!relaxed) {
+        std::fprintf(stderr, "Error: quorix_cell_relax_sd() returns NULL.\n");
+        return;
+    }
+    if (quorix_cell_export_cif_to_file(name.c_str(), relaxed.get(), nullptr) != 0)
+        std::fprintf(stderr, "Error: quorix_cell_export_cif_to_file() returns non-zero.\n");
 }
 
 void quorix_cmd_opt_do_rx_neb(QUORIX_CMD_OPT* opt) {
