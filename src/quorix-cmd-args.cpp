@@ -144,9 +144,10 @@ std::string assigned_cell_name(const QUORIX_CMD_OPT* opt) {
 }
 
 
-Structure read_structure(const QUORIX_CMD_OPT* opt) {
-    return read_with("quorix_cell_import_cif_from_file", [opt](QUORIX_CELL** cell, QUORIX_SYMMETRY** symmetry) {
-        return quorix_cell_import_cif_from_file(cell, symmetry, argument(opt, 2), opt->dir_symcards, opt->dir_unitary);
+Structure read_structure(const QUORIX_CMD_OPT* opt, int index) {
+    return read_with("quorix_cell_import_cif_from_file", [opt, index](QUORIX_CELL** cell, QUORIX_SYMMETRY** symmetry) {
+        return quorix_cell_import_cif_from_file(cell, symmetry, argument(opt, index), opt->dir_symcards,
+                                                opt->dir_unitary);
     });
 }
 

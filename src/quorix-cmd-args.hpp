@@ -71,8 +71,8 @@ struct Structure {
     explicit operator bool() const { return cell != nullptr; }
 };
 
-// Reads the CIF named by argv[2]; reports a failure and returns an empty structure.
-Structure read_structure(const QUORIX_CMD_OPT* opt);
+// Reads the CIF named by argv[index]; reports a failure and returns an empty structure.
+Structure read_structure(const QUORIX_CMD_OPT* opt, int index = 2);
 // Reads the structure given inline after "-:text"; reports a failure and returns an empty structure.
 Structure read_inline_structure(const QUORIX_CMD_OPT* opt);
 

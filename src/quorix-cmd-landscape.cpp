@@ -1,5 +1,7 @@
 // Handlers of the relaxation, landscape-analysis and transport-simulation commands.
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 
 #include "quorix-cmd-args.hpp"
 #include "quorix-cmd.hpp"
@@ -8,11 +10,13 @@
 #include "quorix-fp.hpp"
 #include "quorix-gh-percolation.hpp"
 #include "quorix-gh-sites.hpp"
-#include "quorix-kmc.hpp"
-#include "quorix-md.hpp"
+#include "quorix-import-cif.hpp"
 #include "quorix-import-constraint.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-import-write.hpp"
+#include "quorix-kmc.hpp"
+#include "quorix-md.hpp"
+#include "quorix-rx-neb.hpp"
 #include "quorix-rx-sd.hpp"
 
 using namespace quorix_cmd;
@@ -233,22 +237,32 @@ void print_md_usage() {
 // Settings of a nudged-elastic-band run; non-positive values select the defaults.
 struct NebSettings {
     int images = 0;
-    long step_limit = 0;
-    int step_log = 0;
-    bool relax = true;
-    double f_conv = -0.1;
     double sf = -0.1;
-    double k = -0.1;
+    QuorixNebSettings run{0, 0, true, -0.1, -0.1};
 };
 
 // Parses the run settings from argv[first] (the number of images) on; the relax flag, whose
 // rule differs between the two commands, is left to the caller.
 bool parse_neb_settings(const QUORIX_CMD_OPT* opt, int first, NebSettings& neb) {
     return parse_int(opt, first, neb.images, "total number of images") &&
-           parse_long(opt, first + 1, neb.step_limit, "step_limit") &&
-           parse_int(opt, first + 2, neb.step_log, "step_log") && parse_double(opt, first + 4, neb.f_conv, "f_conv") &&
-           parse_double(opt, first + 5, neb.sf, "sf") && parse_double(opt, first + 6, neb.k, "k");
+           parse_long(opt, first + 1, neb.run.step_limit, "step_limit") &&
+           parse_int(opt, first + 2, neb.run.step_log, "step_log") &&
+           parse_double(opt, first + 4, neb.run.f_conv, "f_conv") && parse_double(opt, first + 5, neb.sf, "sf") &&
+           parse_double(opt, first + 6, neb.run.k, "k");
 }
+
+void report_too_few_images(int images) {
+    std::fprintf(stderr, "Error: a band needs at least 3 images, %d given.\n", images);
+}
+
+// Frees a series of cells as read by quorix_cells_import_cif_from_file.
+struct ImagesFree {
+    int total;
+    void operator()(QUORIX_CELL** cells) const {
+        for (int i = 0; i < total; i++) quorix_cell_free(cells[i]);
+        std::free(cells);
+    }
+};
 
 // The force-field parameter set of a structure without conducting ion; null (reported) on failure.
 PropertyPtr import_property(const QUORIX_CMD_OPT* opt, QUORIX_CELL* cell, double sf) {
@@ -304,9 +318,16 @@ void quorix_cmd_opt_do_rx_neb(QUORIX_CMD_OPT* opt) {
     if (opt->argc <= 4) return print_neb_usage(kRxNebHead, kRxNebTail);
     NebSettings neb;
     if (!parse_neb_settings(opt, 4, neb)) return;
-    neb.relax = flag(opt, 7, true);
+    neb.run.relax = flag(opt, 7, true);
     const std::string name = output_name(opt, 11, "");
-    report_not_implemented();
+    if (neb.images < 3) return report_too_few_images(neb.images);
+    const Structure first = read_structure(opt, 2);
+    if (!first) return;
+    const Structure last = read_structure(opt, 3);
+    if (!last) return;
+    const PropertyPtr ppt = import_property(opt, first.cell.get(), neb.sf);
+    if (ppt && quorix_cell_relax_neb(first.cell.get(), last.cell.get(), neb.images, ppt.get(), neb.run, name.c_str()))
+        std::fprintf(stderr, "Error: quorix_cell_relax_neb() returns non-zero.\n");
 }
 
 // Unlike --rx-neb, relaxation of the end images is on only when asked for with "t" or "T".
@@ -314,9 +335,19 @@ void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT* opt) {
     if (opt->argc <= 3) return print_neb_usage(kRxNebImagesHead, kRxNebImagesTail);
     NebSettings neb;
     if (!parse_neb_settings(opt, 3, neb)) return;
-    neb.relax = flag_true_only(opt, 6);
+    neb.run.relax = flag_true_only(opt, 6);
     const std::string name = output_name(opt, 10, "");
-    report_not_implemented();
+    std::unique_ptr<QUORIX_CELL*[], ImagesFree> cells(
+        quorix_cells_import_cif_from_file(opt->argv[2], neb.images, opt->dir_symcards, opt->dir_unitary),
+        ImagesFree{neb.images});
+    if (!cells) {
+        std::fprintf(stderr, "Error: quorix_cells_import_cif_from_file() returns NULL.\n");
+        return;
+    }
+    if (neb.images < 3) return report_too_few_images(neb.images);
+    const PropertyPtr ppt = import_property(opt, cells[0], neb.sf);
+    if (ppt && quorix_cell_relax_neb_images(cells.get(), neb.images, ppt.get(), neb.run, name.c_str()))
+        std::fprintf(stderr, "Error: quorix_cell_relax_neb() returns non-zero.\n");
 }
 
 void quorix_cmd_opt_do_fft(QUORIX_CMD_OPT* opt) {
