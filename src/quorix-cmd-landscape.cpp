@@ -324,7 +324,7 @@ void quorix_cmd_opt_do_rx_neb(QUORIX_CMD_OPT* opt) {
     const Structure first = read_structure(opt, 2);
     if (!first) return;
     const Structure last = read_structure(opt, 3);
-    if (!last) return;
+    if (!last || !quorix_neb_images_compatible(first.cell.get(), last.cell.get())) return;
     const PropertyPtr ppt = import_property(opt, first.cell.get(), neb.sf);
     if (ppt && quorix_cell_relax_neb(first.cell.get(), last.cell.get(), neb.images, ppt.get(), neb.run, name.c_str()))
         std::fprintf(stderr, "Error: quorix_cell_relax_neb() returns non-zero.\n");
@@ -345,6 +345,8 @@ void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT* opt) {
         return;
     }
     if (neb.images < 3) return report_too_few_images(neb.images);
+    for (int i = 1; i < neb.images; i++)
+        if (!quorix_neb_images_compatible(cells[0], cells[i])) return;
     const PropertyPtr ppt = import_property(opt, cells[0], neb.sf);
     if (ppt && quorix_cell_relax_neb_images(cells.get(), neb.images, ppt.get(), neb.run, name.c_str()))
         std::fprintf(stderr, "Error: quorix_cell_relax_neb() returns non-zero.\n");

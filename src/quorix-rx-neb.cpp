@@ -120,37 +120,6 @@ bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
     return a.os == b.os && std::strncmp(a.type, b.type, sizeof(a.type)) == 0;
 }
 
-// Checks that two images can be ends of one band: same atom count, the same species, the same cell.
-bool compatible(const QUORIX_CELL* a, const QUORIX_CELL* b) {
-    if (!a || !b || a->total <= 0 || !a->atom || !b->atom) {
-        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
-        return false;
-    }
-    if (a->total != b->total) {
-        std::fprintf(stderr, "Error: images hold different numbers of atoms (%ld and %ld).\n", a->total, b->total);
-        return false;
-    }
-    for (int r = 0; r < 3; r++)
-        for (int k = 0; k < 3; k++)
-            if (std::fabs(a->a[r][k] - b->a[r][k]) > kSameCell) {
-                std::fprintf(stderr, "Error: images have different cells.\n");
-                return false;
-            }
-    std::vector<char> used(b->total, 0);
-    for (long i = 0; i < a->total; i++) {
-        long match = -1;
-        for (long j = 0; j < b->total && match < 0; j++)
-            if (!used[j] && same_species(a->atom[i], b->atom[j])) match = j;
-        if (match < 0) {
-            std::fprintf(stderr, "Error: images hold different species (%s%d of the first is missing).\n",
-                         a->atom[i].type, a->atom[i].os);
-            return false;
-        }
-        used[match] = 1;
-    }
-    return true;
-}
-
 // The atoms of `cell` in the order of `reference`, each shifted to the lattice image nearest to
 // its partner: pairs of the same species are taken shortest first.
 CellPtr matched_to(const QUORIX_CELL* reference, const QUORIX_CELL* cell) {
@@ -343,6 +312,36 @@ void print_profile(const QuorixNebBand& band) {
 
 }  // namespace
 
+bool quorix_neb_images_compatible(const QUORIX_CELL* a, const QUORIX_CELL* b) {
+    if (!a || !b || a->total <= 0 || !a->atom || !b->atom) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
+        return false;
+    }
+    if (a->total != b->total) {
+        std::fprintf(stderr, "Error: images hold different numbers of atoms (%ld and %ld).\n", a->total, b->total);
+        return false;
+    }
+    for (int r = 0; r < 3; r++)
+        for (int k = 0; k < 3; k++)
+            if (std::fabs(a->a[r][k] - b->a[r][k]) > kSameCell) {
+                std::fprintf(stderr, "Error: images have different cells.\n");
+                return false;
+            }
+    std::vector<char> used(b->total, 0);
+    for (long i = 0; i < a->total; i++) {
+        long match = -1;
+        for (long j = 0; j < b->total && match < 0; j++)
+            if (!used[j] && same_species(a->atom[i], b->atom[j])) match = j;
+        if (match < 0) {
+            std::fprintf(stderr, "Error: images hold different species (%s%d of the first is missing).\n",
+                         a->atom[i].type, a->atom[i].os);
+            return false;
+        }
+        used[match] = 1;
+    }
+    return true;
+}
+
 int quorix_cell_calculate_force_ev(std::vector<double>& force, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
     if (!cell || cell->total <= 0 || !ppt) {
         std::fprintf(stderr, "Error: QUORIX_CELL or QUORIX_PROPERTY has not been properly initialized.\n");
@@ -362,7 +361,7 @@ int quorix_neb_band_interpolate(QuorixNebBand& band, const QUORIX_CELL* first, c
         std::fprintf(stderr, "Error: a band needs at least 3 images, %d given.\n", total);
         return 1;
     }
-    if (!compatible(first, last)) return 1;
+    if (!quorix_neb_images_compatible(first, last)) return 1;
     const CellPtr end = matched_to(first, last);
     if (!end) return 1;
     band = QuorixNebBand{};
@@ -395,7 +394,7 @@ int quorix_neb_band_from_images(QuorixNebBand& band, QUORIX_CELL* const* cells, 
     }
     band.images.push_back(std::move(first));
     for (int n = 1; n < total; n++) {
-        if (!compatible(cells[0], cells[n])) return 1;
+        if (!quorix_neb_images_compatible(cells[0], cells[n])) return 1;
         CellPtr image = matched_to(band.images.back().get(), cells[n]);
         if (!image) return 1;
         band.images.push_back(std::move(image));

@@ -31,6 +31,10 @@ struct QuorixNebBand {
 // The forces of the pair model in eV/A; the energy unit is counted once per ordered pair.
 int quorix_cell_calculate_force_ev(std::vector<double>& force, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
 
+// True when two images can belong to one band: the same number of atoms, of the same species
+// (in any order), in the same cell; otherwise false with one "Error:" line.
+bool quorix_neb_images_compatible(const QUORIX_CELL* a, const QUORIX_CELL* b);
+
 // `total` images interpolated linearly between the two ends, every atom along its shortest
 // periodic path. The ends must hold the same atoms in the same cell; the atoms of the last are
 // matched to those of the first (same species, nearest first), so their order may differ.
