@@ -2,6 +2,7 @@
 // that cannot form one band.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -130,7 +131,9 @@ TEST(RelaxCli, NebRefusesEndsThatCannotFormABand) {
     for (const auto& args : runs) {
         const auto run = run_quorix(args, dir.path());
         EXPECT_EQ(run.err.rfind("Error: ", 0), 0u) << args[2] << args[3];
-        if (args[0] == "--rx-neb") EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        if (args[0] == "--rx-neb") {
+            EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        }
     }
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), files_before);
 }
