@@ -301,10 +301,16 @@ int write_images(const QuorixNebBand& band, const char* name, bool quiet) {
     return 0;
 }
 
+// Energy of image i above the first; differences below the printed precision print as 0.
+double relative_energy(const QuorixNebBand& band, size_t i) {
+    const double e = band.energy[i] - band.energy[0];
+    return std::fabs(e) < 5e-7 ? 0.0 : e;
+}
+
 void print_profile(const QuorixNebBand& band) {
     std::printf("NEB: %5s %10s %14s %16s\n", "image", "s (A)", "E - E0 (eV)", "max force (eV/A)");
     for (size_t i = 0; i < band.images.size(); i++)
-        std::printf("NEB: %5zu %10.5f %14.6f %16.6f%s\n", i, band.coordinate[i], band.energy[i] - band.energy[0],
+        std::printf("NEB: %5zu %10.5f %14.6f %16.6f%s\n", i, band.coordinate[i], relative_energy(band, i),
                     band.force_max[i], static_cast<int>(i) == band.climbing ? "  climbing" : "");
     const double highest = *std::max_element(band.energy.begin(), band.energy.end());
     std::printf("NEB: barrier = %f eV\n", highest - band.energy.front());
