@@ -8,8 +8,7 @@
 #include <filesystem>
 #include <string>
 
-#include "cli.hpp"
-#include "structure.hpp"
+#include "support.hpp"
 
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
@@ -78,8 +77,8 @@ TEST(RelaxCli, SteepestDescentOfRealStructures) {
         double first = 0, final = 0;
         first_and_final_energy(run.out, first, final);
         EXPECT_LE(final, first + 1e-9) << name;
-        const auto input = quorix_test::read_cif_file(cif);
-        const auto relaxed = quorix_test::read_cif_file(cif + ".rx.cif");
+        const auto input = quorix_test::read_cif(cif);
+        const auto relaxed = quorix_test::read_cif(cif + ".rx.cif");
         ASSERT_TRUE(input.cell && relaxed.cell) << name;
         ASSERT_EQ(relaxed.cell->total, input.cell->total);
         for (int k = 0; k < 3; k++)
@@ -93,7 +92,7 @@ TEST(RelaxCli, ConstraintLoopFixesAtomsAndComponents) {
     const std::string cif = dir.write("fixed.cif", kConstrainedLi2O).string();
     const auto run = run_quorix({"--rx-sd", cif}, dir.path());
     ASSERT_NE(run.out.find("RX_SD: convergence reached."), std::string::npos) << run.err;
-    const auto relaxed = quorix_test::read_cif_file(cif + ".rx.cif");
+    const auto relaxed = quorix_test::read_cif(cif + ".rx.cif");
     ASSERT_TRUE(relaxed.cell);
     for (long i = 0; i < relaxed.cell->total; i++) {
         const QUORIX_ATOM& atom = relaxed.cell->atom[i];

@@ -9,13 +9,13 @@
 #include <vector>
 
 #include "quorix-cube.hpp"
+#include "quorix-import-atom.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-la.hpp"
 #include "quorix-rx-neb.hpp"
 #include "quorix-rx-sd.hpp"
 #include "quorix-rx.hpp"
-#include "structure.hpp"
-#include "test_property_support.hpp"
+#include "support.hpp"
 
 using quorix_test::read_cif;
 
@@ -31,7 +31,7 @@ PropertyPtr quiet_set(QUORIX_CELL* cell) {
 
 // Li2O with the Li at (1/4, 1/4, 1/4) moved by 0.1 A along x, and its parameter set.
 struct DisplacedLi2O {
-    CellPtr cell{read_cif("Li2O_COD9009059_occupancy.cif")};
+    CellPtr cell{read_cif("Li2O_COD9009059_occupancy.cif").cell};
     PropertyPtr ppt{quiet_set(cell.get())};
     DisplacedLi2O() {
         cell->atom[0].x[0] += 0.1;
@@ -106,7 +106,7 @@ TEST(Relax, SteepestDescentConstraintsAndLimits) {
     for (long i = 0; i < cell_only->total; i++)
         for (int k = 0; k < 3; k++) EXPECT_NEAR(cell_only->atom[i].x_f[k], li2o.cell->atom[i].x_f[k], 1e-12);
 
-    CellPtr nacl(read_cif("NaCl_COD9008678_occupancy.cif"));
+    CellPtr nacl = read_cif("NaCl_COD9008678_occupancy.cif").cell;
     PropertyPtr ppt = quiet_set(nacl.get());
     quorix_ptr<QUORIX_RX_SD, quorix_rx_sd_free> state(quorix_rx_sd_new(nacl.get(), ppt.get()));
     testing::internal::CaptureStdout();
@@ -119,7 +119,7 @@ TEST(Relax, SteepestDescentConstraintsAndLimits) {
 // A Li vacancy hop between neighbouring Li sites of Li2O is symmetric by the mirror plane
 // between them: the climbing image sits on that plane and the profile is symmetric.
 TEST(Relax, NebOfASymmetricHopClimbsToTheMidpoint) {
-    CellPtr li2o(read_cif("Li2O_COD9009059_occupancy.cif"));
+    CellPtr li2o = read_cif("Li2O_COD9009059_occupancy.cif").cell;
     PropertyPtr ppt = quiet_set(li2o.get());
     const double from[3] = {0.25, 0.25, 0.25}, to[3] = {0.75, 0.25, 0.25};
     CellPtr first, last;
@@ -146,7 +146,7 @@ TEST(Relax, NebOfLiFePO4HopAgreesWithTheLandscape) {
     const std::string cif = dir.copy_in(kLiFePO4).string();
     ASSERT_EQ(quorix_test::run_quorix({"--gen-cube", cif, "Li", "1"}, dir.path()).status, 0);
     ASSERT_EQ(quorix_test::run_quorix({"--fp-map", cif + ".cube"}, dir.path()).status, 0);
-    const quorix_test::CifRead map = quorix_test::read_cif_file(cif + ".cube.fp.cif");
+    const quorix_test::CifRead map = quorix_test::read_cif(cif + ".cube.fp.cif");
     QUORIX_CUBE* raw = nullptr;
     testing::internal::CaptureStdout();
     ASSERT_EQ(quorix_cube_import_from_file(&raw, nullptr, (cif + ".cube").c_str(), 1, nullptr), 0);
@@ -154,7 +154,7 @@ TEST(Relax, NebOfLiFePO4HopAgreesWithTheLandscape) {
     const quorix_ptr<QUORIX_CUBE, quorix_cube_free> cube(raw);
     ASSERT_TRUE(map.cell && cube);
 
-    CellPtr lfp(read_cif(kLiFePO4));
+    CellPtr lfp = read_cif(kLiFePO4).cell;
     PropertyPtr ppt = quiet_set(lfp.get());
     const double from[3] = {0, 0, 0}, to[3] = {0, 0.5, 0};
     CellPtr first, last;
