@@ -246,6 +246,10 @@ bool read_header(CubeText& text, CubeHeader& header) {
         double* v = header.a_i[d];
         if (std::sscanf(line.c_str(), "%ld %lf %lf %lf", &header.n[d], &v[0], &v[1], &v[2]) != 4)
             return text.malformed();
+        if (!std::isfinite(v[0]) || !std::isfinite(v[1]) || !std::isfinite(v[2])) {
+            std::fprintf(stderr, "Error: cube file %s has a voxel vector that is not finite.\n", text.path());
+            return false;
+        }
         for (int c = 0; c < 3; c++) v[c] /= kBohrPerAngstrom;
     }
     return true;
@@ -371,6 +375,10 @@ int quorix_cube_import_from_file(QUORIX_CUBE** cube_out, QUORIX_CELL** cell_out,
 
     CellPtr cell;
     if (cell_out && header.atoms > 0) {
+        if (header.atoms > static_cast<long>(text.size())) {  // an atom takes a line of its own
+            std::fprintf(stderr, "Error: cube file %s is too short for %ld atoms.\n", path, header.atoms);
+            return 1;
+        }
         std::printf("Message: cell information found, attempting to load cell.\n");
         cell = read_atoms(text, header.atoms, dir_unitary);
         if (!cell) return 1;
