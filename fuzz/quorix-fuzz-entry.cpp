@@ -154,7 +154,8 @@ void command(const uint8_t* data, size_t size) {
         "--cal-bv-gui", "--cal-bv-type", "--cal-gii", "--cal-cn", "--cal-cn-atom", "--cal-cn-type",
         "--cal-cn-bv", "--cal-sym", "--cal-tot-en", "--rx-sd", "--rx-neb", "--rx-neb-images", "--fft",
         "--fft-cubes", "--fp-map", "--gh", "--kmc", "--sites", "--md", "--text-cal-bv", "--text-gen-gin-lib",
-        "--text-gen-gin-lib-set-sf", "--gen-cif-os", "-v", "-h"};
+        "--text-gen-gin-lib-set-sf", "--gen-cif-os", "-v", "-h", "--gen-cif-std",
+        "--cal-sym-std"};
     if (size == 0) return;
     std::vector<std::string> words{in_scratch("quorix.x")};
     const size_t count = sizeof kCommands / sizeof kCommands[0];

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <mutex>
@@ -20,8 +21,10 @@ std::vector<std::string> inputs;
 void remember_input(const char* path) {
     std::error_code error;
     const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    std::string name = error ? std::string(path) : absolute.string();
     const std::lock_guard<std::mutex> lock(inputs_mutex);
-    inputs.push_back(error ? std::string(path) : absolute.string());
+    // Once per file, so that a file read again and again does not grow the list.
+    if (std::find(inputs.begin(), inputs.end(), name) == inputs.end()) inputs.push_back(std::move(name));
 }
 
 // Whether `path` is, by device and inode, one of the inputs read (hard links and other
