@@ -208,9 +208,10 @@ void print_kmc_usage() {
     std::fputs("Example: ./quorix.x --kmc AgI-a.cif AgI-a.cube Ag 1 2 2 2 -1 600 1000000 -1 -1 -0.1\n", stdout);
 }
 
-void print_md_usage() {
-    std::fputs("Command: --md [input.cif] {type} {os} | {sf} {temperature} {t_end} {t_equil} {dt} {t_log}\n\n",
-               stdout);
+// The usage of --md, and of --md-std with its name, its description and examples.
+void print_md_usage(const char* command, const char* description) {
+    std::printf("Command: %s [input.cif] {type} {os} | {sf} {temperature} {t_end} {t_equil} {dt} {t_log}\n\n",
+                command);
     std::fputs("Command: [input.cif]: must not contain any partial occupancy of conducting ions.\n", stdout);
     std::fputs(kConductingTypeLine, stdout);
     std::fputs(kConductingOsLine, stdout);
@@ -229,9 +230,31 @@ void print_md_usage() {
                 0.001);
     std::printf("Command: {t_log}: time interval of sampling in ps. Set to non-positive to sample every %ld steps.\n",
                 100L);
-    std::fputs("Command: perform a molecular dynamics fixing all ions except those specified as conducting.\n", stdout);
-    std::fputs("Example: ./quorix.x --md Li2O.cif Li 1\n", stdout);
-    std::fputs("Example: ./quorix.x --md Li2O.cif Li 1 600 100.0 10.0 0.005 1.0\n", stdout);
+    std::fputs(description, stdout);
+    std::printf("Example: ./quorix.x %s Li2O.cif Li 1\n", command);
+    std::printf("Example: ./quorix.x %s Li2O.cif Li 1 600 100.0 10.0 0.005 1.0\n", command);
+}
+
+constexpr const char* kMdDescription =
+    "Command: perform a molecular dynamics fixing all ions except those specified as conducting.\n";
+constexpr const char* kMdStdDescription =
+    "Command: perform a molecular dynamics fixing all ions except those specified as conducting, with every force "
+    "and energy in eV and a Langevin thermostat that holds the target temperature; results in "
+    "[input.cif].mdstd.txt, .mdstd.xyz, .mdstd.trj and .mdstd.cif.\n";
+
+// The arguments of --md and --md-std; false after an error line, or after the usage when too few.
+bool parse_md_settings(QUORIX_CMD_OPT* opt, const char* command, const char* description, char (&type)[3],
+                       QuorixMdSettings& settings) {
+    if (opt->argc <= 4) {
+        print_md_usage(command, description);
+        return false;
+    }
+    settings = {opt->argv[2], type, 0, -0.1, -0.1, -0.1, -0.1, -0.1, -0.1,
+                opt->dir_symcards, opt->dir_unitary, opt->dir_binary};
+    return parse_species(opt, 3, type, settings.os) && parse_double(opt, 5, settings.sf, "sf") &&
+           parse_double(opt, 6, settings.temperature, "temperature") &&
+           parse_double(opt, 7, settings.t_end, "t_end") && parse_double(opt, 8, settings.t_equil, "t_equil") &&
+           parse_double(opt, 9, settings.dt, "dt") && parse_double(opt, 10, settings.t_log, "t_log");
 }
 
 // Settings of a nudged-elastic-band run; non-positive values select the defaults.
@@ -439,21 +462,18 @@ void quorix_cmd_opt_do_kmc(QUORIX_CMD_OPT* opt) {
 }
 
 void quorix_cmd_opt_do_md(QUORIX_CMD_OPT* opt) {
-    if (opt->argc <= 4) return print_md_usage();
     char type[3] = "";
-    int os = 0;
-    double sf = -0.1;
-    double temperature = -0.1;
-    double t_end = -0.1;
-    double t_equil = -0.1;
-    double dt = -0.1;
-    double t_log = -0.1;
-    if (!parse_species(opt, 3, type, os) || !parse_double(opt, 5, sf, "sf") ||
-        !parse_double(opt, 6, temperature, "temperature") || !parse_double(opt, 7, t_end, "t_end") ||
-        !parse_double(opt, 8, t_equil, "t_equil") || !parse_double(opt, 9, dt, "dt") ||
-        !parse_double(opt, 10, t_log, "t_log"))
-        return;
-    if (quorix_md_conduction_from_file(opt->argv[2], type, os, sf, temperature, t_end, t_equil, dt, t_log,
-                                       opt->dir_symcards, opt->dir_unitary, opt->dir_binary) < 0)
+    QuorixMdSettings s;
+    if (!parse_md_settings(opt, "--md", kMdDescription, type, s)) return;
+    if (quorix_md_conduction_from_file(s.cif, s.type, s.os, s.sf, s.temperature, s.t_end, s.t_equil, s.dt, s.t_log,
+                                       s.dir_symcards, s.dir_unitary, s.dir_binary) < 0)
         std::fprintf(stderr, "Error: quorix_md_conduction_from_file() returns negative value.\n");
+}
+
+void quorix_cmd_opt_do_md_std(QUORIX_CMD_OPT* opt) {
+    char type[3] = "";
+    QuorixMdSettings settings;
+    if (!parse_md_settings(opt, "--md-std", kMdStdDescription, type, settings)) return;
+    if (quorix_md_std_conduction_from_file(settings) < 0)
+        std::fprintf(stderr, "Error: quorix_md_std_conduction_from_file() returns negative value.\n");
 }

@@ -70,6 +70,7 @@ constexpr Command kCommands[] = {
     {"--gen-cif-os", quorix_cmd_opt_do_gen_cif_os},
     {"--gen-cif-std", quorix_cmd_opt_do_gen_cif_std},
     {"--cal-sym-std", quorix_cmd_opt_do_cal_sym_std},
+    {"--md-std", quorix_cmd_opt_do_md_std},
 };
 
 Handler find_handler(int argc, char** argv) {

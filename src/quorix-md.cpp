@@ -17,6 +17,7 @@
 #include "quorix-import-property.hpp"
 #include "quorix-import-write.hpp"
 #include "quorix-la.hpp"
+#include "quorix-rx.hpp"
 #include "quorix-rx-neighbour.hpp"
 #include "quorix-rx-pair-table.hpp"
 
@@ -37,21 +38,23 @@ struct PairTerm {
     double qq;
     double sigma;
     const QUORIX_PROPERTY_BINARY* bin;  // cation first
+    double reach;                       // A: no interaction beyond
+    double bonding_unit;                // the bonding term's energy unit in eV
     double bonding_at_reach;            // shifts the bonding energy to zero at the reach
     QuorixPairTable force_over_d;       // dE/dr / d, for pairs with a mobile ion
 };
 
-// dE/dr of a pair term at distance d: the Coulomb term converted to eV, the bonding term as the
-// pair model gives it.
+// dE/dr of a pair term at distance d: the Coulomb term in eV, the bonding term in its unit.
 double pair_slope(const PairTerm& term, double d) {
     if (term.coulomb) return kQuorixEvPerUnit * quorix_force_coulombic(d, term.qq, term.sigma);
-    return quorix_force_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b);
+    return term.bonding_unit * quorix_force_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b);
 }
 
-// The energy whose derivative pair_slope is, zero at the reach.
+// The energy whose derivative pair_slope is, the bonding term zero at the reach.
 double pair_energy(const PairTerm& term, double d) {
     if (term.coulomb) return kQuorixEvPerUnit * quorix_energy_coulombic(d, term.qq, term.sigma);
-    return quorix_energy_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b) - term.bonding_at_reach;
+    return term.bonding_unit *
+           (quorix_energy_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b) - term.bonding_at_reach);
 }
 
 char sign_of(int os) { return os > 0 ? '+' : '-'; }
@@ -67,6 +70,11 @@ double normal(double mean, double spread) {
 }  // namespace
 
 struct QuorixMdWork {
+    // In eV throughout, with the reaches of the lattice energy (bonding terms to the pair
+    // cutoff, Coulomb terms to the larger of 10 A and the largest cutoff), and a thermostat that
+    // samples the target temperature; otherwise the Coulomb term alone is converted to eV, every
+    // term reaches 10 A, and the same noise enters both half steps.
+    bool standard = false;
     QuorixNeighbourList neighbours{kReach, kSkin};
     std::vector<char> mobile;
     std::vector<int> species;
@@ -108,6 +116,8 @@ bool build_pair_tables(QUORIX_MD* md) {
         }
     }
     work.pairs.assign(ppt->total * ppt->total, PairTerm{});
+    const double coulomb_reach = work.standard ? quorix_property_coulomb_reach(ppt) : kReach;
+    double list_reach = 0;
     for (int a = 0; a < ppt->total; a++) {
         for (int b = 0; b < ppt->total; b++) {
             PairTerm& term = work.pairs[a * ppt->total + b];
@@ -117,10 +127,14 @@ bool build_pair_tables(QUORIX_MD* md) {
             term.qq = ppt->uni[a].q * ppt->uni[b].q;
             term.sigma = ppt->sf * (ppt->uni[a].rc + ppt->uni[b].rc);
             term.bin = ppt->os[a] < 0 ? &ppt->bin[b][a] : &ppt->bin[a][b];
+            term.reach = term.coulomb || !work.standard ? coulomb_reach : term.bin->cutoff;
+            term.bonding_unit = work.standard ? kQuorixEvPerUnit : 1.0;
             if (term.interacts && !term.coulomb)
-                term.bonding_at_reach = quorix_energy_bonding(kReach, term.bin->d0, term.bin->rmin, term.bin->b);
+                term.bonding_at_reach = quorix_energy_bonding(term.reach, term.bin->d0, term.bin->rmin, term.bin->b);
+            if (term.interacts) list_reach = std::max(list_reach, term.reach);
         }
     }
+    work.neighbours = QuorixNeighbourList(list_reach, kSkin);
     std::vector<char> mobile_species(ppt->total, 0);
     for (long i = 0; i < md->cell->total; i++)
         if (work.mobile[i]) mobile_species[work.species[i]] = 1;
@@ -129,7 +143,8 @@ bool build_pair_tables(QUORIX_MD* md) {
         for (int b = 0; b < ppt->total; b++) {
             PairTerm& term = work.pairs[a * ppt->total + b];
             if (!term.interacts) continue;
-            term.force_over_d.build(kReach, [&term](double d) { return pair_slope(term, d) / d; });
+            // Tabulated a little past the reach, so that the table stays smooth; cut by the caller.
+            term.force_over_d.build(term.reach + 0.1, [&term](double d) { return pair_slope(term, d) / d; });
         }
     }
     return true;
@@ -189,6 +204,17 @@ int advance(QUORIX_MD* md, bool langevin) {
                           noise(i, k);
     }
     return 0;
+}
+
+// Exact Ornstein-Uhlenbeck update of the mobile velocities over half a step:
+// v <- c v + sqrt((1 - c^2) kT / m) r with c = exp(-zeta dt / 2) and fresh standard normal r.
+void thermalize_half_step(QUORIX_MD* md) {
+    const double c = std::exp(-0.5 * md->zeta * md->dt);
+    for (long i = 0; i < md->cell->total; i++) {
+        if (!md->work->mobile[i]) continue;
+        const double spread = std::sqrt((1.0 - c * c) * kBoltzmann * md->temperature_target / md->m[i]);
+        for (int k = 0; k < 3; k++) md->v[i][k] = c * md->v[i][k] + spread * normal(0.0, 1.0);
+    }
 }
 
 // A log written to a temporary file until the run is complete; null when it cannot be made.
@@ -263,8 +289,9 @@ int run_phase(QUORIX_MD* md, const char* phase, double t_stop, const char* end, 
     std::fflush(stdout);
     int marks = 0;
     while (md->t < t_stop) {
-        if (quorix_md_update_vv_langevin(md)) {
-            std::fprintf(stderr, "Error: quorix_md_update_vv_langevin() returns non-zero.\n");
+        if (md->work->standard ? quorix_md_update_langevin_std(md) : quorix_md_update_vv_langevin(md)) {
+            std::fprintf(stderr, "Error: %s() returns non-zero.\n",
+                         md->work->standard ? "quorix_md_update_langevin_std" : "quorix_md_update_vv_langevin");
             return 1;
         }
         if (sample()) return 1;
@@ -407,15 +434,17 @@ int quorix_md_init_vv(QUORIX_MD* md) {
     return 0;
 }
 
-// The spread kT/m is used as it stands, not its square root.
+// The spread kT/m is used as it stands, not its square root, except in the standard run, whose
+// velocities follow the Maxwell-Boltzmann distribution.
 int quorix_md_calculate_vi_vv(QUORIX_MD* md) {
     if (!usable(md)) return 1;
     const std::vector<char>& mobile = md->work->mobile;
     double momentum[3] = {0, 0, 0};
     for (long i = 0; i < md->cell->total; i++) {
         if (!mobile[i]) continue;
+        const double spread = kBoltzmann * md->temperature_init / md->m[i];
         for (int k = 0; k < 3; k++) {
-            md->v[i][k] = normal(0.0, kBoltzmann * md->temperature_init / md->m[i]);
+            md->v[i][k] = normal(0.0, md->work->standard ? std::sqrt(spread) : spread);
             momentum[k] += md->m[i] * md->v[i][k];
         }
     }
@@ -436,6 +465,7 @@ int quorix_md_calculate_force(QUORIX_MD* md) {
     work.neighbours.add_pair_forces(md->x, md->f, [&](long i, long j, double s) {
         const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
         const double d = std::sqrt(s);
+        if (d > term.reach) return 0.0;
         if (d >= QuorixPairTable::kStart) return term.force_over_d(d);
         if (d < kShortestDistance) {
             std::printf("Warning: unphysically low distance %lf detected at step %ld.\n", d,
@@ -458,7 +488,7 @@ void potential_energy_and_virial(QUORIX_MD* md) {
     work.neighbours.for_each_pair(md->x, [&](long i, long j, const double*, double s, bool) {
         const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
         const double d = std::sqrt(s);
-        if (d < kShortestDistance || !term.interacts) return;
+        if (d < kShortestDistance || !term.interacts || d > term.reach) return;
         energy += pair_energy(term, d);
         virial += pair_slope(term, d) * d;
     });
@@ -545,6 +575,18 @@ int quorix_md_calculate_conduction_property(QUORIX_MD* md) {
 int quorix_md_update_vv_langevin(QUORIX_MD* md) { return advance(md, true); }
 
 int quorix_md_update_vv(QUORIX_MD* md) { return advance(md, false); }
+
+void quorix_md_use_standard_model(QUORIX_MD* md) {
+    if (md && md->work) md->work->standard = true;
+}
+
+int quorix_md_update_langevin_std(QUORIX_MD* md) {
+    if (!usable(md)) return 1;
+    thermalize_half_step(md);
+    if (quorix_md_update_vv(md)) return fail("quorix_md_update_vv()");
+    thermalize_half_step(md);
+    return 0;
+}
 
 int quorix_md_equilibrate(QUORIX_MD* md) {
     if (!usable(md)) return 1;
@@ -683,23 +725,28 @@ std::int64_t steps_between_samples(double t_log, double dt) {
     return static_cast<std::int64_t>(std::clamp(steps, 1.0, 1e15));
 }
 
-}  // namespace
-
-int quorix_md_conduction_from_file(const char* cif, const char* type, int os, double sf, double temperature,
-                                   double t_end, double t_equil, double dt, double t_log, const char* dir_symcards,
-                                   const char* dir_unitary, const char* dir_binary) {
-    if (!cif || !type) return -1;
+// The run of both pipelines; `standard` selects the standard model, whose velocities start at the
+// target temperature, and `suffix` the result names (input name + suffix + ".txt" etc.).
+int conduction_run(const QuorixMdSettings& settings, bool standard, const char* suffix) {
+    const char* cif = settings.cif;
+    if (!cif || !settings.type) return -1;
     CellPtr cell;
     PropertyPtr ppt;
-    if (prepare(cif, type, os, sf, dir_symcards, dir_unitary, dir_binary, cell, ppt)) return -1;
-    const std::string base(cif);
-    const std::string names[] = {base + ".md.txt", base + ".md.xyz", base + ".md.trj", base + ".md.cif"};
+    if (prepare(cif, settings.type, settings.os, settings.sf, settings.dir_symcards, settings.dir_unitary,
+                settings.dir_binary, cell, ppt))
+        return -1;
+    const std::string base = std::string(cif) + suffix;
+    const std::string names[] = {base + ".txt", base + ".xyz", base + ".trj", base + ".cif"};
     if (!outputs_writable({std::begin(names), std::end(names)})) return -1;
-    MdPtr md(quorix_md_new(cell.get(), ppt.get(), temperature, t_end, t_equil, dt, -0.1,
-                           steps_between_samples(t_log, dt)));
+    MdPtr md(quorix_md_new(cell.get(), ppt.get(), settings.temperature, settings.t_end, settings.t_equil, settings.dt,
+                           -0.1, steps_between_samples(settings.t_log, settings.dt)));
     if (!md) {
         std::fprintf(stderr, "Error: quorix_md_new() returns NULL.\n");
         return -1;
+    }
+    if (standard) {
+        quorix_md_use_standard_model(md.get());
+        md->temperature_init = settings.temperature;
     }
     quorix_copy_bounded(md->logname, names[0].c_str(), sizeof(md->logname));
     quorix_copy_bounded(md->xyzname, names[1].c_str(), sizeof(md->xyzname));
@@ -717,4 +764,18 @@ int quorix_md_conduction_from_file(const char* cif, const char* type, int os, do
     if (quorix_cell_export_cif_to_file(names[3].c_str(), md->cell, nullptr))
         return -fail("quorix_cell_export_cif_to_file()");
     return 0;
+}
+
+}  // namespace
+
+int quorix_md_conduction_from_file(const char* cif, const char* type, int os, double sf, double temperature,
+                                   double t_end, double t_equil, double dt, double t_log, const char* dir_symcards,
+                                   const char* dir_unitary, const char* dir_binary) {
+    return conduction_run({cif, type, os, sf, temperature, t_end, t_equil, dt, t_log, dir_symcards, dir_unitary,
+                           dir_binary},
+                          false, ".md");
+}
+
+int quorix_md_std_conduction_from_file(const QuorixMdSettings& settings) {
+    return conduction_run(settings, true, ".mdstd");
 }

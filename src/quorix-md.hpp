@@ -79,6 +79,15 @@ int quorix_md_calculate_conduction_property(QUORIX_MD* md);
 int quorix_md_update_vv_langevin(QUORIX_MD* md);
 // A velocity Verlet step without friction and noise: the total energy is conserved.
 int quorix_md_update_vv(QUORIX_MD* md);
+
+// Before quorix_md_init_vv: every force and energy in eV, the bonding terms reaching their pair
+// cutoff and the Coulomb terms the larger of 10 A and the largest cutoff (the model of the
+// lattice energy), Maxwell-Boltzmann initial velocities, and quorix_md_update_langevin_std as
+// the step of both phases.
+void quorix_md_use_standard_model(QUORIX_MD* md);
+// A Langevin step that samples the target temperature: an exact Ornstein-Uhlenbeck half step of
+// the velocities with fresh noise, a velocity Verlet step, another such half step.
+int quorix_md_update_langevin_std(QUORIX_MD* md);
 int quorix_md_equilibrate(QUORIX_MD* md);
 int quorix_md_run(QUORIX_MD* md);
 int quorix_md_log_sample(QUORIX_MD* md);
@@ -92,6 +101,20 @@ int quorix_property_set_conducting(QUORIX_PROPERTY* ppt, const char* type, int o
 int quorix_md_conduction_from_file(const char* cif, const char* type, int os, double sf, double temperature,
                                    double t_end, double t_equil, double dt, double t_log, const char* dir_symcards,
                                    const char* dir_unitary, const char* dir_binary);
+
+// The arguments of quorix_md_conduction_from_file.
+struct QuorixMdSettings {
+    const char* cif;
+    const char* type;
+    int os;
+    double sf, temperature, t_end, t_equil, dt, t_log;
+    const char* dir_symcards;
+    const char* dir_unitary;
+    const char* dir_binary;
+};
+// The same pipeline in the standard model (quorix_md_use_standard_model), its results named
+// input + ".mdstd.txt", ".mdstd.xyz", ".mdstd.trj" and ".mdstd.cif": 0, or -1 after the error lines.
+int quorix_md_std_conduction_from_file(const QuorixMdSettings& settings);
 
 #include "quorix-alloc.hpp"
 using MdPtr = quorix_ptr<QUORIX_MD, quorix_md_free>;

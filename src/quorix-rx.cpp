@@ -51,9 +51,7 @@ bool for_each_interacting_pair(const QUORIX_CELL* cell, const QUORIX_PROPERTY* p
             return false;
         }
     }
-    double rmax = 10.0;
-    for (int i = 0; i < ppt->total; i++)
-        for (int j = 0; j < ppt->total; j++) rmax = std::max(rmax, ppt->bin[i][j].cutoff);
+    const double rmax = quorix_property_coulomb_reach(ppt);
     int images[3];
     if (!quorix_cell_lattice_usable(cell)) return false;
     for (int k = 0; k < 3; k++) images[k] = static_cast<int>(rmax / quorix_vector3_double_length(cell->a[k]) + 1.0);
@@ -183,6 +181,13 @@ double quorix_cell_total_energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* 
     const double energy = quorix_cell_calculate_total_energy(cell, ppt);
     if (energy == 0.0) std::fprintf(stderr, "Error: quorix_cell_calculate_total_energy() returns zero.\n");
     return energy;
+}
+
+double quorix_property_coulomb_reach(const QUORIX_PROPERTY* ppt) {
+    double rmax = kQuorixCoulombReach;
+    for (int i = 0; i < ppt->total; i++)
+        for (int j = 0; j < ppt->total; j++) rmax = std::max(rmax, ppt->bin[i][j].cutoff);
+    return rmax;
 }
 
 int quorix_cell_calculate_force(double** force, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {

@@ -8,6 +8,10 @@
 
 #include "quorix.hpp"
 
+// Reach of the like-charge (screened Coulomb) terms in the lattice energy and forces: the larger
+// of 10 A and the largest pair cutoff of the set.
+double quorix_property_coulomb_reach(const QUORIX_PROPERTY* ppt);
+
 // Lattice energy summed over ordered pairs of atoms and their images; 0.0 on failure.
 double quorix_cell_calculate_total_energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
 // The same, but an energy of exactly 0 is reported as a failure.

@@ -1,6 +1,6 @@
 // Molecular dynamics of Li in Li2O: forces against the plain sum over every pair and image,
 // energy conservation without the thermostat, the temperature the thermostat holds, and a
-// framework that never moves.
+// framework that never moves; in the standard model, forces against the lattice energy.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -11,6 +11,7 @@
 #include "support.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-md.hpp"
+#include "quorix-rx.hpp"
 #include "test_md_oracle.hpp"
 
 namespace {
@@ -21,7 +22,9 @@ struct Li2ORun {
     CellPtr cell;
     MdPtr md;
 
-    explicit Li2ORun(double temperature, unsigned seed) {
+    bool standard;
+
+    Li2ORun(double temperature, unsigned seed, bool standard_model = false) : standard(standard_model) {
         std::srand(seed);
         cell = std::move(quorix_test::read_cif("Li2O_COD9009059_occupancy.cif").cell);
         quorix_test::Capture capture;
@@ -30,6 +33,7 @@ struct Li2ORun {
         quorix_property_set_conducting(ppt.get(), "Li", 1);
         for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = std::strcmp(cell->atom[i].type, "Li") != 0;
         md.reset(quorix_md_new(cell.get(), ppt.get(), temperature, -1, -1, -1, -1, 1));
+        if (standard) quorix_md_use_standard_model(md.get());
         quorix_copy_bounded(md->logname, (dir.path() / "md.txt").c_str(), 1024);
         quorix_copy_bounded(md->xyzname, (dir.path() / "md.xyz").c_str(), 1024);
         quorix_copy_bounded(md->trjname, (dir.path() / "md.trj").c_str(), 1024);
@@ -41,7 +45,7 @@ struct Li2ORun {
     double langevin(int steps) {
         double sum = 0;
         for (int s = 0; s < steps; s++) {
-            quorix_md_update_vv_langevin(md.get());
+            standard ? quorix_md_update_langevin_std(md.get()) : quorix_md_update_vv_langevin(md.get());
             quorix_md_calculate_energy(md.get());
             quorix_md_calculate_temperature(md.get());
             sum += md->temperature;
@@ -63,13 +67,8 @@ TEST(MolecularDynamics, ForcesEqualTheSumOverAllPairsAndImages) {
     }
 }
 
-TEST(MolecularDynamics, ThermostatEnergyAndFixedFramework) {
-    Li2ORun run(600, 7);
-    // The same noise enters both half steps, so the kinetic temperature settles at twice the target.
-    run.md->zeta = 20;  // short memory: many independent samples in a short run
-    run.langevin(500);
-    EXPECT_NEAR(run.langevin(4000) / 1200.0, 1.0, 0.05);
-
+// Plain velocity Verlet conserves the total energy to 1e-4 eV per mobile ion.
+static void expect_energy_conserved(Li2ORun& run) {
     run.md->dt = 0.0005;
     quorix_md_calculate_energy(run.md.get());
     const double start = run.md->en;
@@ -80,10 +79,44 @@ TEST(MolecularDynamics, ThermostatEnergyAndFixedFramework) {
         drift = std::max(drift, std::fabs(run.md->en - start));
     }
     EXPECT_LT(drift, 1e-4 * 8);
+}
+
+TEST(MolecularDynamics, ThermostatEnergyAndFixedFramework) {
+    Li2ORun run(600, 7);
+    // The same noise enters both half steps, so the kinetic temperature settles at twice the target.
+    run.md->zeta = 20;  // short memory: many independent samples in a short run
+    run.langevin(500);
+    EXPECT_NEAR(run.langevin(4000) / 1200.0, 1.0, 0.05);
+    expect_energy_conserved(run);
 
     for (long i = 0; i < run.cell->total; i++) {
         if (!run.cell->atom[i].ignored) continue;
         EXPECT_EQ(std::memcmp(run.md->cell->atom[i].x, run.cell->atom[i].x, sizeof(double[3])), 0);
         EXPECT_EQ(std::memcmp(run.md->cell->atom[i].x_f, run.cell->atom[i].x_f, sizeof(double[3])), 0);
+    }
+}
+
+TEST(MolecularDynamics, StandardModelThermostatEnergyAndForces) {
+    Li2ORun run(600, 11, true);
+    run.md->zeta = 20;
+    run.langevin(500);
+    EXPECT_NEAR(run.langevin(4000) / 600.0, 1.0, 0.05);
+    expect_energy_conserved(run);
+
+    // The forces in eV/A are minus the gradient of the lattice energy in eV (central differences
+    // of 1e-4 A on a copy of the current cell with every atom free).
+    const CellPtr cell(quorix_cell_copy(run.md->cell));
+    for (long i = 0; i < cell->total; i++) cell->atom[i].ignored = 0;
+    for (long i = 0; i < cell->total; i++) {
+        if (run.cell->atom[i].ignored) continue;
+        for (int k = 0; k < 3; k++) {
+            double energy[2];
+            for (int side = 0; side < 2; side++) {
+                cell->atom[i].x[k] += side ? 2e-4 : -1e-4;
+                energy[side] = quorix_cell_calculate_total_energy(cell.get(), run.md->ppt);
+            }
+            cell->atom[i].x[k] -= 1e-4;
+            EXPECT_NEAR(run.md->f[i][k], -(energy[1] - energy[0]) / 2e-4, 1e-4) << i << " " << k;
+        }
     }
 }
