@@ -17,7 +17,7 @@
 #include "quorix-import-property.hpp"
 #include "quorix-import-write.hpp"
 #include "quorix-la.hpp"
-#include "quorix-rx.hpp"
+#include "quorix-rx-pair-term.hpp"
 #include "quorix-rx-neighbour.hpp"
 #include "quorix-rx-pair-table.hpp"
 
@@ -26,36 +26,14 @@ namespace {
 constexpr double kBoltzmann = 8.6173324e-5;       // eV/K
 constexpr double kMassPerAmu = 0.000103642699;    // eV ps^2 / A^2
 constexpr double kEvPerA3InGpa = 160.21766208;    // pressure unit
-constexpr double kReach = 10.0;                   // A, all pair terms
 constexpr double kSkin = 0.5;                     // A, neighbour-list margin
 constexpr double kShortestDistance = 0.1;         // A, closer pairs are skipped with a warning
 constexpr std::int64_t kDefaultStepLog = 100;
 
-// The pair term between two species: screened Coulomb for like charges, bonding otherwise.
-struct PairTerm {
-    bool interacts;
-    bool coulomb;
-    double qq;
-    double sigma;
-    const QUORIX_PROPERTY_BINARY* bin;  // cation first
-    double reach;                       // A: no interaction beyond
-    double bonding_unit;                // the bonding term's energy unit in eV
-    double bonding_at_reach;            // shifts the bonding energy to zero at the reach
-    QuorixPairTable force_over_d;       // dE/dr / d, for pairs with a mobile ion
+// A pair term with the table of its force, for pairs with a mobile ion.
+struct PairTerm : QuorixPairTerm {
+    QuorixPairTable force_over_d;  // dE/dr / d
 };
-
-// dE/dr of a pair term at distance d: the Coulomb term in eV, the bonding term in its unit.
-double pair_slope(const PairTerm& term, double d) {
-    if (term.coulomb) return kQuorixEvPerUnit * quorix_force_coulombic(d, term.qq, term.sigma);
-    return term.bonding_unit * quorix_force_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b);
-}
-
-// The energy whose derivative pair_slope is, the bonding term zero at the reach.
-double pair_energy(const PairTerm& term, double d) {
-    if (term.coulomb) return kQuorixEvPerUnit * quorix_energy_coulombic(d, term.qq, term.sigma);
-    return term.bonding_unit *
-           (quorix_energy_bonding(d, term.bin->d0, term.bin->rmin, term.bin->b) - term.bonding_at_reach);
-}
 
 char sign_of(int os) { return os > 0 ? '+' : '-'; }
 
@@ -75,7 +53,7 @@ struct QuorixMdWork {
     // samples the target temperature; otherwise the Coulomb term alone is converted to eV, every
     // term reaches 10 A, and the same noise enters both half steps.
     bool standard = false;
-    QuorixNeighbourList neighbours{kReach, kSkin};
+    QuorixNeighbourList neighbours{kQuorixCoulombReach, kSkin};
     std::vector<char> mobile;
     std::vector<int> species;
     std::vector<PairTerm> pairs;  // species i * total + species j
@@ -116,21 +94,12 @@ bool build_pair_tables(QUORIX_MD* md) {
         }
     }
     work.pairs.assign(ppt->total * ppt->total, PairTerm{});
-    const double coulomb_reach = work.standard ? quorix_property_coulomb_reach(ppt) : kReach;
+    const QuorixPairModel model = work.standard ? QuorixPairModel::lattice : QuorixPairModel::md;
     double list_reach = 0;
     for (int a = 0; a < ppt->total; a++) {
         for (int b = 0; b < ppt->total; b++) {
             PairTerm& term = work.pairs[a * ppt->total + b];
-            const long charge_sign = static_cast<long>(ppt->os[a]) * ppt->os[b];
-            term.interacts = charge_sign != 0;
-            term.coulomb = charge_sign > 0;
-            term.qq = ppt->uni[a].q * ppt->uni[b].q;
-            term.sigma = ppt->sf * (ppt->uni[a].rc + ppt->uni[b].rc);
-            term.bin = ppt->os[a] < 0 ? &ppt->bin[b][a] : &ppt->bin[a][b];
-            term.reach = term.coulomb || !work.standard ? coulomb_reach : term.bin->cutoff;
-            term.bonding_unit = work.standard ? kQuorixEvPerUnit : 1.0;
-            if (term.interacts && !term.coulomb)
-                term.bonding_at_reach = quorix_energy_bonding(term.reach, term.bin->d0, term.bin->rmin, term.bin->b);
+            static_cast<QuorixPairTerm&>(term) = quorix_pair_term(ppt, a, b, model);
             if (term.interacts) list_reach = std::max(list_reach, term.reach);
         }
     }
@@ -144,7 +113,7 @@ bool build_pair_tables(QUORIX_MD* md) {
             PairTerm& term = work.pairs[a * ppt->total + b];
             if (!term.interacts) continue;
             // Tabulated a little past the reach, so that the table stays smooth; cut by the caller.
-            term.force_over_d.build(term.reach + 0.1, [&term](double d) { return pair_slope(term, d) / d; });
+            term.force_over_d.build(term.reach + 0.1, [&term](double d) { return term.slope(d) / d; });
         }
     }
     return true;
@@ -472,7 +441,7 @@ int quorix_md_calculate_force(QUORIX_MD* md) {
                         static_cast<long>(md->step));
             return 0.0;
         }
-        return term.interacts ? pair_slope(term, d) / d : 0.0;
+        return term.interacts ? term.slope(d) / d : 0.0;
     });
     return 0;
 }
@@ -489,8 +458,8 @@ void potential_energy_and_virial(QUORIX_MD* md) {
         const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
         const double d = std::sqrt(s);
         if (d < kShortestDistance || !term.interacts || d > term.reach) return;
-        energy += pair_energy(term, d);
-        virial += pair_slope(term, d) * d;
+        energy += term.energy(d);
+        virial += term.slope(d) * d;
     });
     md->en_p = energy;
     work.virial = virial;
