@@ -1,4 +1,4 @@
-// Handlers of the commands that compute or print a site-energy cube and of the GULP export.
+// Handlers of the commands that compute or print a site-energy cube and of the GULP and LAMMPS exports.
 #include <cstdio>
 
 #include "quorix-cmd-args.hpp"
@@ -6,6 +6,7 @@
 #include "quorix-cube.hpp"
 #include "quorix-gin.hpp"
 #include "quorix-import-property.hpp"
+#include "quorix-lammps.hpp"
 
 using namespace quorix_cmd;
 
@@ -59,6 +60,22 @@ constexpr const char* kGenGinUsage[] = {
     "Command: writes an input file for a molecular dynamics calculation with GULP, force field included.\n",
     "Example: ./quorix.x --gen-gin Li2O.cif\n",
     "Example: ./quorix.x --gen-gin Li2O.cif 0.72 Li2O-md\n",
+};
+
+constexpr const char* kGenLammpsUsage[] = {
+    "Command: --gen-lammps [input.cif] {type} {os} | {sf} {temperature} {output_name}\n\n",
+    "Command: {type}: type of conducting ions, which move in the frozen framework of the other ions.\n",
+    "Command: {os}: oxidation state of conducting ions.\n",
+    kScreeningFactorLine,
+    "Command: {temperature}: temperature in K of the Langevin thermostat. Set to non-positive to use the default "
+    "value. Default 300.\n",
+    "Command: {output_name}: the base name of the results, written to {output_name}.lammps.data (structure), "
+    "{output_name}.lammps.table (pair terms in eV) and {output_name}.lammps.in (input script). If omitted, the input "
+    "name is used.\n",
+    "Command: writes the structure, the force field and a molecular dynamics input for LAMMPS. Partial occupancies "
+    "are assigned at random in a supercell, as for --gen-gin.\n",
+    "Example: ./quorix.x --gen-lammps Li2O.cif Li 1\n",
+    "Example: ./quorix.x --gen-lammps Li2O.cif Li 1 -1 1000 Li2O-1000K\n",
 };
 
 constexpr double kDefaultResolution = 0.1;
@@ -172,4 +189,17 @@ void quorix_cmd_opt_do_text_gen_gin_lib_set_sf(QUORIX_CMD_OPT* opt) {
     double sf = -0.1;
     if (!parse_double(opt, 2, sf, "sf")) return;
     print_inline_library(opt, structure.cell.get(), sf);
+}
+
+void quorix_cmd_opt_do_gen_lammps(QUORIX_CMD_OPT* opt) {
+    if (print_usage_if_short(opt, 4, kGenLammpsUsage)) return;
+    char type[3] = "";
+    QuorixLammpsSettings settings{opt->argv[2], type, 0, -1.0, -1.0, nullptr,
+                                  opt->dir_symcards, opt->dir_unitary, opt->dir_binary};
+    if (!parse_species(opt, 3, type, settings.os) || !parse_double(opt, 5, settings.sf, "sf") ||
+        !parse_double(opt, 6, settings.temperature, "temperature"))
+        return;
+    const std::string base = output_name(opt, 7, "");
+    settings.base = base.c_str();
+    quorix_lammps_export_from_file(settings);
 }

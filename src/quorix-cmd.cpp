@@ -71,6 +71,7 @@ constexpr Command kCommands[] = {
     {"--gen-cif-std", quorix_cmd_opt_do_gen_cif_std},
     {"--cal-sym-std", quorix_cmd_opt_do_cal_sym_std},
     {"--md-std", quorix_cmd_opt_do_md_std},
+    {"--gen-lammps", quorix_cmd_opt_do_gen_lammps},
 };
 
 Handler find_handler(int argc, char** argv) {

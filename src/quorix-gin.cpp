@@ -122,20 +122,6 @@ int write_text(const QUORIX_TEXT* text, const std::string& path, const char* kin
     return 0;
 }
 
-// The cell itself when fully occupied, otherwise a default supercell with its partial
-// occupancies assigned at random (owned by `made`).
-QUORIX_CELL* occupied_cell(QUORIX_CELL* cell, CellPtr& made) {
-    if (fully_occupied(cell, false)) return cell;
-    const CellPtr super(quorix_cell_supercell_default(cell));
-    if (!super) {
-        std::fprintf(stderr, "Error: quorix_cell_supercell_default() returns NULL.\n");
-        return nullptr;
-    }
-    made.reset(quorix_cell_assign_partial_occ_all(super.get()));
-    if (!made) std::fprintf(stderr, "Error: quorix_cell_assign_partial_occ_all() returns NULL.\n");
-    return made.get();
-}
-
 }  // namespace
 
 QUORIX_GIN_CONF* quorix_gin_conf_new(const char* path) {
@@ -205,6 +191,20 @@ QUORIX_TEXT* quorix_gin_import_from_cell(const QUORIX_CELL* cell, const QUORIX_G
     return text.release();
 }
 
+// The cell itself when fully occupied, otherwise a default supercell with its partial
+// occupancies assigned at random (owned by `made`).
+QUORIX_CELL* quorix_gin_occupied_cell(QUORIX_CELL* cell, CellPtr& made) {
+    if (fully_occupied(cell, false)) return cell;
+    const CellPtr super(quorix_cell_supercell_default(cell));
+    if (!super) {
+        std::fprintf(stderr, "Error: quorix_cell_supercell_default() returns NULL.\n");
+        return nullptr;
+    }
+    made.reset(quorix_cell_assign_partial_occ_all(super.get()));
+    if (!made) std::fprintf(stderr, "Error: quorix_cell_assign_partial_occ_all() returns NULL.\n");
+    return made.get();
+}
+
 int quorix_gin_write_to_file(QUORIX_CELL* cell, const char* dir_unitary, const char* dir_binary,
                              const QUORIX_GIN_CONF* conf) {
     if (!cell || !cell->atom || !conf || !conf->filename) {
@@ -212,7 +212,7 @@ int quorix_gin_write_to_file(QUORIX_CELL* cell, const char* dir_unitary, const c
         return 1;
     }
     CellPtr assigned;
-    QUORIX_CELL* occupied = occupied_cell(cell, assigned);
+    QUORIX_CELL* occupied = quorix_gin_occupied_cell(cell, assigned);
     if (!occupied) return 1;
     const PropertyPtr ppt(quorix_property_import_from_cell(occupied, nullptr, 0, conf->sf, dir_unitary, dir_binary));
     if (!ppt) {

@@ -17,6 +17,10 @@ QUORIX_TEXT* quorix_gin_lib_import_from_property(const QUORIX_PROPERTY* ppt);
 QUORIX_TEXT* quorix_gin_import_from_cell(const QUORIX_CELL* cell, const QUORIX_GIN_CONF* conf,
                                          const QUORIX_PROPERTY* ppt);
 
+// The cell itself when fully occupied, otherwise a default supercell with its partial occupancies
+// assigned at random, owned by `made`; NULL after the error lines.
+QUORIX_CELL* quorix_gin_occupied_cell(QUORIX_CELL* cell, CellPtr& made);
+
 // Writes conf->filename + ".gin" for the cell; partial occupancies are first assigned at random
 // in the default supercell. The parameter set is imported with conf->sf.
 int quorix_gin_write_to_file(QUORIX_CELL* cell, const char* dir_unitary, const char* dir_binary,
