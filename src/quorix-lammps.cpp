@@ -25,13 +25,20 @@ constexpr int kTablePoints = 5000;
 constexpr double kTableStart = 0.5;  // A: closer pairs stop a LAMMPS run
 constexpr double kDefaultScreeningFactor = 0.75;
 
+// Appends the formatted text, however long.
 __attribute__((format(printf, 2, 3))) void add_line(std::string& text, const char* format, ...) {
-    char line[1024];
-    va_list args;
+    va_list args, again;
     va_start(args, format);
-    std::vsnprintf(line, sizeof line, format, args);
+    va_copy(again, args);
+    const int length = std::vsnprintf(nullptr, 0, format, args);
     va_end(args);
-    text += line;
+    if (length > 0) {
+        const size_t start = text.size();
+        text.resize(start + length + 1);
+        std::vsnprintf(&text[start], length + 1, format, again);
+        text.resize(start + length);
+    }
+    va_end(again);
 }
 
 // "Li1+", "O2-".
@@ -178,11 +185,12 @@ std::string input_text(const QUORIX_PROPERTY* ppt, const QuorixLammpsSettings& s
              "fix integrate mobile nve\ntimestep ${dt}\n\n"
              "thermo ${sample}\nthermo_style custom step time c_mobile_temp pe ke etotal\n"
              "thermo_modify format float %%.10g\nrun ${equilibration}\n\n"
-             "# Production: the mean squared displacement of the mobile ions from here on (c_msd[4], A^2).\n"
-             "reset_timestep 0\ncompute msd mobile msd\n"
+             "# Production: the mean squared displacement of the mobile ions from here on (c_msd[4], A^2),\n"
+             "# and each ion's distance from its start in the dump (c_displacement[4], A).\n"
+             "reset_timestep 0\ncompute msd mobile msd\ncompute displacement mobile displace/atom\n"
              "thermo_style custom step time c_mobile_temp pe ke etotal c_msd[4]\n"
              "thermo_modify format float %%.10g\n"
-             "dump trajectory all custom ${sample} %s.lammps.dump id type x y z fx fy fz\n"
+             "dump trajectory all custom ${sample} %s.lammps.dump id type x y z fx fy fz c_displacement[4]\n"
              "dump_modify trajectory sort id format float %%.10g\nrun ${steps}\n",
              ppt->conducting + 1, file_name_of(settings.base).c_str());
     return text;

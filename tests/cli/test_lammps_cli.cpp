@@ -3,6 +3,7 @@
 // --md-std, and bad input.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <regex>
@@ -11,7 +12,9 @@
 #include <vector>
 
 #include "cli.hpp"
+#include "quorix-import-occ.hpp"
 #include "quorix-import-property.hpp"
+#include "quorix-import-write.hpp"
 #include "quorix-rx.hpp"
 #include "structure.hpp"
 
@@ -87,10 +90,57 @@ TEST(LammpsExport, EnergyAndForcesEqualThisProgramsOnRealStructures) {
         for (long i = 0; i < cell->total; i++) {
             long id, type;
             double x[3], f[3];
-            ASSERT_TRUE(dump >> id >> type >> x[0] >> x[1] >> x[2] >> f[0] >> f[1] >> f[2]) << s.cif;
+            ASSERT_TRUE(dump >> id >> type >> x[0] >> x[1] >> x[2] >> f[0] >> f[1] >> f[2] >> x[0]) << s.cif;
             for (int k = 0; k < 3; k++) EXPECT_NEAR(f[k], 2 * 14.39964 * force[id - 1][k], 1e-4) << s.cif << id;
         }
     }
+}
+
+// Li in a 2x2x2 supercell of Li2O (64 Li) at 1000 K, 0.5 ps to equilibrate and 2 ps of production
+// sampled every 0.02 ps, in LAMMPS on two ranks and in --md-std. The statistic: the median over
+// the Li ions of their squared displacement, averaged over the samples. A hop (a few per 50 ps
+// per 8 Li at this temperature) would dominate the mean; the median keeps the thermal
+// displacement (about 0.07 A^2), whose scatter between runs, mostly from the starting positions
+// of the ions, is about 10 % with 64 ions: far inside the factor of 2 required.
+TEST(LammpsExport, LangevinRunOnTwoRanksAgreesWithMdStd) {
+    if (!lammps_available()) GTEST_SKIP() << "lmp is not installed";
+    ScratchDir dir;
+    const CellPtr cell = std::move(quorix_test::read_cif_file(quorix_test::test_data("Li2O_COD9009059_occupancy.cif")).cell);
+    int twice[3] = {2, 2, 2};
+    const CellPtr super(quorix_cell_supercell(cell.get(), twice));
+    const std::string cif = (dir.path() / "Li2O.cif").string();
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(quorix_cell_export_cif_to_file(cif.c_str(), super.get(), nullptr), 0);
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(run_quorix({"--gen-lammps", cif, "Li", "1", "-1", "1000"}).err, "");
+    run_lammps(dir, "Li2O.cif", "-var equilibration 500 -var steps 2000 -var sample 20", 2);
+    ASSERT_EQ(run_quorix({"--md-std", cif, "Li", "1", "-1", "1000", "2", "0.5", "0.001", "0.02"}).err, "");
+    auto median = [](std::vector<double> v) {
+        std::nth_element(v.begin(), v.begin() + v.size() / 2, v.end());
+        return v[v.size() / 2];
+    };
+    double mean[2] = {0, 0};  // LAMMPS (its first frame, at the start of production, left out), --md-std
+    std::istringstream dump(read_file(cif + ".lammps.dump")), trj(read_file(cif + ".mdstd.trj"));
+    std::string line;
+    for (long frame = 0; std::getline(dump, line);) {
+        if (line.rfind("ITEM: ATOMS", 0) != 0) continue;
+        std::vector<double> lithium;
+        for (double id, type, value[7]; lithium.size() < 64 && dump >> id >> type;) {
+            for (double& v : value) dump >> v;
+            if (type == 1) lithium.push_back(value[6] * value[6]);  // the distance squared
+        }
+        if (frame++ > 0) mean[0] += median(lithium) / 100;
+    }
+    for (std::getline(trj, line); std::getline(trj, line);) {
+        std::replace(line.begin(), line.end(), ',', ' ');
+        std::istringstream row(line);
+        double t, average, d;
+        std::vector<double> squares;
+        for (row >> t >> average; row >> d;) squares.push_back(d * d);
+        mean[1] += median(squares) / 100;
+    }
+    EXPECT_GT(mean[0], 0.5 * mean[1]);
+    EXPECT_LT(mean[0], 2.0 * mean[1]);
 }
 
 TEST(LammpsExport, BadInput) {
