@@ -2,7 +2,7 @@
 BUILD      ?= build
 TEST_BUILD ?= build-test
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
-PACKAGES   := cmake g++ make libfftw3-dev libgtest-dev gemmi-dev tao-pegtl-dev libstb-dev libsymspg-dev
+PACKAGES   := cmake g++ make libfftw3-dev libgtest-dev gemmi-dev tao-pegtl-dev libstb-dev libsymspg-dev lammps
 QUORIX     := $(BUILD)/quorix.x
 DEMO       := $(BUILD)/demo
 
