@@ -11,6 +11,7 @@
 #include "quorix-alloc.hpp"
 #include "quorix-file.hpp"
 #include "quorix-gin.hpp"
+#include "quorix-import-atom.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-la.hpp"
@@ -209,6 +210,7 @@ int prepare(const QuorixLammpsSettings& settings, CellPtr& cell, PropertyPtr& pp
         std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
         return 1;
     }
+    if (!quorix_cell_lattice_usable(input.get())) return 1;
     QUORIX_CELL* occupied = quorix_gin_occupied_cell(input.get(), cell);
     if (!occupied) return 1;
     if (!cell) cell = std::move(input);
