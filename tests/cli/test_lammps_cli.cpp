@@ -10,17 +10,16 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "support.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-import-write.hpp"
 #include "quorix-rx.hpp"
-#include "structure.hpp"
 
 using quorix_test::read_file;
 using quorix_test::run_quorix;
 using quorix_test::ScratchDir;
-using Rows = std::vector<std::vector<double>>;
+using Table = std::vector<std::vector<double>>;
 
 namespace {
 
@@ -41,9 +40,9 @@ std::vector<double> numbers(std::string line) {
 }
 
 // The atom rows of every frame of a LAMMPS dump.
-std::vector<Rows> dump_frames(const std::string& path) {
+std::vector<Table> dump_frames(const std::string& path) {
     std::istringstream text(read_file(path));
-    std::vector<Rows> frames;
+    std::vector<Table> frames;
     for (std::string line; std::getline(text, line);)
         if (line.rfind("ITEM: ATOMS", 0) == 0) frames.emplace_back();
         else if (numbers(line).size() > 3) frames.back().push_back(numbers(line));  // not a header value
@@ -78,15 +77,15 @@ TEST(LammpsExport, EnergyAndForcesEqualThisProgramsOnRealStructures) {
         const std::vector<double> thermo = numbers(log.substr(log.find('\n', log.find("PotEng")) + 1, 80));
         ASSERT_GE(thermo.size(), 4u) << name;  // step, time, temperature, potential energy
 
-        CellPtr cell = std::move(quorix_test::read_cif_file(cif).cell);
+        CellPtr cell = std::move(quorix_test::read_cif(cif).cell);
         const PropertyPtr ppt(quorix_property_import_from_cell(cell.get(), nullptr, 0, -1, quorix_test::unitary_db().c_str(),
                                                                quorix_test::binary_db().c_str()));
         EXPECT_NEAR((thermo[3] - quorix_cell_total_energy(cell.get(), ppt.get())) / cell->total, 0, 1e-4) << name;
-        Rows force(cell->total, std::vector<double>(3));
+        Table force(cell->total, std::vector<double>(3));
         std::vector<double*> rows;
         for (auto& f : force) rows.push_back(f.data());
         ASSERT_EQ(quorix_cell_calculate_force(rows.data(), cell.get(), ppt.get()), 0);
-        const std::vector<Rows> frames = dump_frames(dir.path() / (std::string(name) + ".lammps.dump"));
+        const std::vector<Table> frames = dump_frames(dir.path() / (std::string(name) + ".lammps.dump"));
         ASSERT_FALSE(frames.empty()) << name;
         for (const std::vector<double>& atom : frames[0])
             for (int k = 0; k < 3; k++)  // id type x y z fx fy fz
@@ -103,7 +102,7 @@ TEST(LammpsExport, EnergyAndForcesEqualThisProgramsOnRealStructures) {
 TEST(LammpsExport, LangevinRunOnTwoRanksAgreesWithMdStd) {
     if (!lammps_available()) GTEST_SKIP() << "lmp is not installed";
     ScratchDir dir;
-    const CellPtr cell = std::move(quorix_test::read_cif_file(quorix_test::test_data("Li2O_COD9009059_occupancy.cif")).cell);
+    const CellPtr cell = std::move(quorix_test::read_cif("Li2O_COD9009059_occupancy.cif").cell);
     int twice[3] = {2, 2, 2};
     const CellPtr super(quorix_cell_supercell(cell.get(), twice));
     const std::string cif = (dir.path() / "Li2O.cif").string();
@@ -112,7 +111,7 @@ TEST(LammpsExport, LangevinRunOnTwoRanksAgreesWithMdStd) {
     run_lammps(dir, "Li2O.cif", "-var equilibration 500 -var steps 2000 -var sample 20", 2);
     ASSERT_EQ(run_quorix({"--md-std", cif, "Li", "1", "-1", "1000", "2", "0.5", "0.001", "0.02"}).err, "");
     double mean[2] = {0, 0};  // LAMMPS (its first frame, at the start of production, left out), --md-std
-    const std::vector<Rows> frames = dump_frames(cif + ".lammps.dump");
+    const std::vector<Table> frames = dump_frames(cif + ".lammps.dump");
     for (size_t frame = 1; frame < frames.size(); frame++) {
         std::vector<double> lithium;  // id type x y z fx fy fz distance
         for (const std::vector<double>& atom : frames[frame])
