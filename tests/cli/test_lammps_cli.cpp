@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iterator>
 #include <sstream>
@@ -86,8 +87,7 @@ TEST(LammpsExport, EnergyAndForcesEqualThisProgramsOnRealStructures) {
         for (auto& f : force) rows.push_back(f.data());
         ASSERT_EQ(quorix_cell_calculate_force(rows.data(), cell.get(), ppt.get()), 0);
         const std::vector<Table> frames = dump_frames(dir.path() / (std::string(name) + ".lammps.dump"));
-        ASSERT_FALSE(frames.empty()) << name;
-        for (const std::vector<double>& atom : frames[0])
+        for (const std::vector<double>& atom : frames.at(0))
             for (int k = 0; k < 3; k++)  // id type x y z fx fy fz
                 EXPECT_NEAR(atom[5 + k], 2 * 14.39964 * force[atom[0] - 1][k], 1e-4) << name << atom[0];
     }
@@ -124,8 +124,7 @@ TEST(LammpsExport, LangevinRunOnTwoRanksAgreesWithMdStd) {
         const std::vector<double> row = numbers(line);  // t, mean distance, distance of each ion
         mean[1] += median_square({row.begin() + 2, row.end()}) / 100;
     }
-    EXPECT_GT(mean[0], 0.5 * mean[1]);
-    EXPECT_LT(mean[0], 2.0 * mean[1]);
+    EXPECT_LT(std::fabs(std::log(mean[0] / mean[1])), std::log(2.0)) << mean[0] << " " << mean[1];
 }
 
 TEST(LammpsExport, BadInput) {
