@@ -155,7 +155,7 @@ void command(const uint8_t* data, size_t size) {
         "--cal-cn-bv", "--cal-sym", "--cal-tot-en", "--rx-sd", "--rx-neb", "--rx-neb-images", "--fft",
         "--fft-cubes", "--fp-map", "--gh", "--kmc", "--sites", "--md", "--text-cal-bv", "--text-gen-gin-lib",
         "--text-gen-gin-lib-set-sf", "--gen-cif-os", "-v", "-h", "--gen-cif-std",
-        "--cal-sym-std"};
+        "--cal-sym-std", "--md-std", "--gen-lammps"};
     if (size == 0) return;
     std::vector<std::string> words{in_scratch("quorix.x")};
     const size_t count = sizeof kCommands / sizeof kCommands[0];
