@@ -19,6 +19,7 @@
 #include "../tests/unit/test_landscape_oracle.hpp"
 #include "bench_support.hpp"
 #include "quorix-cube.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
 

@@ -13,6 +13,7 @@
 
 #include "../tests/unit/test_md_oracle.hpp"
 #include "bench_support.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-md.hpp"
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-la.hpp"
 
@@ -190,9 +191,7 @@ QUORIX_BV* quorix_bv_calculate_from_flagged_cell(QUORIX_CELL* cell, QUORIX_PROPE
     int x_max[3];
     if (quorix_bv_image_range(x_max, cell, quorix_bv_largest_cutoff(ppt)) != 0) return nullptr;
 
-    std::vector<int> species(cell->total);
-    for (long j = 0; j < cell->total; j++)
-        species[j] = quorix_property_find_index(ppt, cell->atom[j].type, cell->atom[j].os);
+    const std::vector<int> species = quorix_property_species_of_atoms(ppt, cell);
     for (long k = 0; k < total; k++) {
         if (!seen[k]) continue;
         const QUORIX_ATOM& centre = bv->atom[k];

@@ -2,6 +2,7 @@
 // commands.
 #include "quorix-cmd-args.hpp"
 #include "quorix-cmd.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-write.hpp"
 

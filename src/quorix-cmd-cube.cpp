@@ -5,6 +5,7 @@
 #include "quorix-cmd.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-gin.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-lammps.hpp"
 

@@ -9,6 +9,7 @@
 
 #include "quorix-bv.hpp"
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-la.hpp"
 

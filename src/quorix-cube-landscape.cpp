@@ -16,6 +16,7 @@
 
 #include "quorix-cube.hpp"
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"

@@ -10,6 +10,7 @@
 
 #include "quorix-cube.hpp"
 #include "quorix-fft.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "quorix-import-build.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"

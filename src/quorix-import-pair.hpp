@@ -1,11 +1,9 @@
 // Pair interaction model: a Morse-type bonding term between cations and anions, a screened
-// Coulomb term between like charges, the quadratic cores below both, and the steps that
-// derive their constants for a parameter set. Energies in e^2/A, "force" is dE/dr.
+// Coulomb term between like charges, the quadratic cores below both, and the unit constants.
+// Energies in e^2/A, "force" is dE/dr.
 #pragma once
 
 #include <cmath>
-
-#include "quorix.hpp"
 
 constexpr double kQuorixEvPerUnit = 14.39964;  // eV per e^2/A, the energy unit of the pair terms
 constexpr double kQuorixCoulombReach = 10.0;   // A: the screened Coulomb term is shifted to zero here
@@ -55,18 +53,3 @@ inline double quorix_pseudopotential_energy_bonding(double r, double a2, double 
 inline double quorix_pseudopotential_energy_coulombic(double r, double a2, double a1, double a0) {
     return quorix_pseudopotential_energy_bonding(r, a2, a1, a0);
 }
-
-int quorix_property_calculate_effective_b(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
-int quorix_property_binary_derived(QUORIX_PROPERTY* ppt);
-int quorix_property_calculate_fractional_charge(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
-int quorix_property_calculate_screening_factor(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
-int quorix_property_binary_pseudopotential(QUORIX_PROPERTY* ppt);
-
-#include <functional>
-
-// Mean diagonal stress of a cell at screening factor sf, written to *p; 0 on success.
-using QuorixPressureAt = std::function<int(double sf, double* p)>;
-
-// Steps ppt->sf up while the pressure is positive and down while it is not, halving the step
-// at each change of direction; falls back to 0.75 when the search leaves 0.55-1.0 or does not settle.
-int quorix_property_search_screening_factor(QUORIX_PROPERTY* ppt, const QuorixPressureAt& pressure);

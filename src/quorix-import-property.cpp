@@ -299,73 +299,19 @@ int quorix_property_find_index(const QUORIX_PROPERTY* ppt, const char* type, int
     return -1;
 }
 
-// ---------------------------------------------------------------- building from a cell
+// ---------------------------------------------------------------- species of a cell
 
-QUORIX_PROPERTY* quorix_property_import_from_cell(QUORIX_CELL* cell, const char* conducting_type, int conducting_os,
-                                                  double sf, const char* dir_unitary, const char* dir_binary) {
-    PropertyPtr ppt(quorix_property_new(0));
-    if (!ppt) {
-        std::fprintf(stderr, "Error: quorix_property_new() returns NULL.\n");
-        return nullptr;
-    }
-    if (quorix_property_update_index_by_cell(ppt.get(), cell) != 0) {
-        std::fprintf(stderr, "Error: quorix_property_update_index_by_cell() returns non-zero.\n");
-        return nullptr;
-    }
-    if (conducting_type) {
-        if (quorix_property_append_index(ppt.get(), conducting_type, conducting_os) != 0) {
-            std::fprintf(stderr, "Error: quorix_property_append_index() returns non-zero.\n");
-            return nullptr;
-        }
-        ppt->conducting = quorix_property_find_index(ppt.get(), conducting_type, conducting_os);
-    }
-    ppt->sf = sf;
-    if (quorix_property_update(ppt.get(), cell, dir_unitary, dir_binary) != 0) {
-        std::fprintf(stderr, "Error: quorix_property_update() returns non-zero.\n");
-        return nullptr;
-    }
-    return ppt.release();
+std::vector<int> quorix_property_species_of_atoms(const QUORIX_PROPERTY* ppt, const QUORIX_CELL* cell) {
+    std::vector<int> species(cell ? cell->total : 0);
+    for (size_t i = 0; i < species.size(); i++)
+        species[i] = quorix_property_find_index(ppt, cell->atom[i].type, cell->atom[i].os);
+    return species;
 }
 
-int quorix_property_update(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell, const char* dir_unitary, const char* dir_binary) {
-    struct Step {
-        const char* name;
-        int (*run)(QUORIX_PROPERTY*, QUORIX_CELL*, const char*, const char*);
-    };
-    static const Step steps[] = {
-        {"quorix_property_update_read_from_file", quorix_property_update_read_from_file},
-        {"quorix_property_estimate",
-         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char* u, const char* b) { return quorix_property_estimate(p, u, b); }},
-        {"quorix_property_calculate_effective_b",
-         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
-             return quorix_property_calculate_effective_b(p, c);
-         }},
-        {"quorix_property_unitary_derived",
-         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) { return quorix_property_unitary_derived(p); }},
-        {"quorix_property_binary_derived",
-         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) { return quorix_property_binary_derived(p); }},
-        {"quorix_property_calculate_fractional_charge",
-         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
-             return quorix_property_calculate_fractional_charge(p, c);
-         }},
-        {"quorix_property_calculate_screening_factor",
-         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
-             const int failed = quorix_property_calculate_screening_factor(p, c);
-             if (!failed) std::printf("Message: sf=%.6f\n", p->sf);
-             return failed;
-         }},
-        {"quorix_property_binary_pseudopotential",
-         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) {
-             return quorix_property_binary_pseudopotential(p);
-         }},
-    };
-    for (const Step& step : steps) {
-        if (step.run(ppt, cell, dir_unitary, dir_binary) != 0) {
-            std::fprintf(stderr, "Error: %s() returns non-zero.\n", step.name);
-            return 1;
-        }
-    }
-    return 0;
+bool quorix_property_all_found(const std::vector<int>& species) {
+    for (int s : species)
+        if (s < 0) return false;
+    return true;
 }
 
 int quorix_property_update_index_by_cell(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <vector>
 
 #include "quorix.hpp"
 
@@ -14,10 +15,11 @@ QUORIX_PROPERTY* quorix_property_new(int count);
 QUORIX_PROPERTY* quorix_property_copy(const QUORIX_PROPERTY* ppt);
 void quorix_property_free(QUORIX_PROPERTY* ppt);
 int quorix_property_find_index(const QUORIX_PROPERTY* ppt, const char* type, int os);
+// Species index of every atom of the cell, -1 for an atom whose species is not in the set.
+std::vector<int> quorix_property_species_of_atoms(const QUORIX_PROPERTY* ppt, const QUORIX_CELL* cell);
+// True when no atom was left without a species.
+bool quorix_property_all_found(const std::vector<int>& species);
 
-QUORIX_PROPERTY* quorix_property_import_from_cell(QUORIX_CELL* cell, const char* conducting_type, int conducting_os,
-                                                  double sf, const char* dir_unitary, const char* dir_binary);
-int quorix_property_update(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell, const char* dir_unitary, const char* dir_binary);
 int quorix_property_update_index_by_cell(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell);
 int quorix_property_append_index(QUORIX_PROPERTY* ppt, const char* type, int os);
 int quorix_property_update_read_from_file(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell, const char* dir_unitary,

@@ -13,6 +13,7 @@
 #include "quorix-fp.hpp"
 #include "quorix-gh.hpp"
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-property.hpp"

@@ -11,6 +11,7 @@
 #include "quorix-cube.hpp"
 #include "quorix-file.hpp"
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-pair.hpp"

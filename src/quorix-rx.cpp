@@ -43,13 +43,10 @@ struct PairAtImage {
 template <class Visit>
 bool for_each_interacting_pair(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, bool free_partners_only,
                                Visit visit) {
-    std::vector<int> species(cell->total);
-    for (long i = 0; i < cell->total; i++) {
-        species[i] = quorix_property_find_index(ppt, cell->atom[i].type, cell->atom[i].os);
-        if (species[i] < 0) {
-            std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
-            return false;
-        }
+    const std::vector<int> species = quorix_property_species_of_atoms(ppt, cell);
+    if (!quorix_property_all_found(species)) {
+        std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
+        return false;
     }
     const double rmax = quorix_property_coulomb_reach(ppt);
     int images[3];

@@ -19,6 +19,7 @@
 #include "quorix-gh-network.hpp"
 #include "quorix-gh-percolation.hpp"
 #include "quorix-gh.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 
 using quorix_test::run_quorix;

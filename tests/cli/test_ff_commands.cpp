@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-rx.hpp"
 #include "support.hpp"

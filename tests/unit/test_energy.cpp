@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-rx.hpp"

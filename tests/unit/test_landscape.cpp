@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "support.hpp"
 #include "test_landscape_oracle.hpp"

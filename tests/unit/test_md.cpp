@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-md.hpp"
 #include "quorix-rx.hpp"

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 
+#include "quorix-import-build.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"
 #include "support.hpp"

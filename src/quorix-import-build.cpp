@@ -1,10 +1,13 @@
-#include "quorix-import-pair.hpp"
+// Building a parameter set for a structure: the build steps in order, the derived constants,
+// fractional charges, the screening-factor search on the stress and the quadratic cores.
+#include "quorix-import-build.hpp"
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-rx.hpp"
 
@@ -43,19 +46,6 @@ int effective_quantum_number(const QUORIX_PROPERTY_UNITARY& u) {
     return u.n;
 }
 
-// Species index of every atom; false (with the message) when one is missing from the set.
-bool index_atoms(std::vector<int>& species, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, const char* message) {
-    species.resize(cell->total);
-    for (long i = 0; i < cell->total; i++) {
-        species[i] = quorix_property_find_index(ppt, cell->atom[i].type, cell->atom[i].os);
-        if (species[i] < 0) {
-            std::fprintf(stderr, "%s", message);
-            return false;
-        }
-    }
-    return true;
-}
-
 // Radius where `energy` (falling with distance) comes down to 1 e^2/A: whole steps inwards
 // from 10 A, then bisection to 1e-6 A.
 template <class Energy>
@@ -83,6 +73,77 @@ void fit_core(QUORIX_PROPERTY_BINARY& pair, double r_core, double energy, double
 enum class Sign { up, down };
 
 }  // namespace
+
+// ---------------------------------------------------------------- building from a cell
+
+QUORIX_PROPERTY* quorix_property_import_from_cell(QUORIX_CELL* cell, const char* conducting_type, int conducting_os,
+                                                  double sf, const char* dir_unitary, const char* dir_binary) {
+    PropertyPtr ppt(quorix_property_new(0));
+    if (!ppt) {
+        std::fprintf(stderr, "Error: quorix_property_new() returns NULL.\n");
+        return nullptr;
+    }
+    if (quorix_property_update_index_by_cell(ppt.get(), cell) != 0) {
+        std::fprintf(stderr, "Error: quorix_property_update_index_by_cell() returns non-zero.\n");
+        return nullptr;
+    }
+    if (conducting_type) {
+        if (quorix_property_append_index(ppt.get(), conducting_type, conducting_os) != 0) {
+            std::fprintf(stderr, "Error: quorix_property_append_index() returns non-zero.\n");
+            return nullptr;
+        }
+        ppt->conducting = quorix_property_find_index(ppt.get(), conducting_type, conducting_os);
+    }
+    ppt->sf = sf;
+    if (quorix_property_update(ppt.get(), cell, dir_unitary, dir_binary) != 0) {
+        std::fprintf(stderr, "Error: quorix_property_update() returns non-zero.\n");
+        return nullptr;
+    }
+    return ppt.release();
+}
+
+int quorix_property_update(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell, const char* dir_unitary, const char* dir_binary) {
+    struct Step {
+        const char* name;
+        int (*run)(QUORIX_PROPERTY*, QUORIX_CELL*, const char*, const char*);
+    };
+    static const Step steps[] = {
+        {"quorix_property_update_read_from_file", quorix_property_update_read_from_file},
+        {"quorix_property_estimate",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char* u, const char* b) { return quorix_property_estimate(p, u, b); }},
+        {"quorix_property_calculate_effective_b",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
+             return quorix_property_calculate_effective_b(p, c);
+         }},
+        {"quorix_property_unitary_derived",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) { return quorix_property_unitary_derived(p); }},
+        {"quorix_property_binary_derived",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) { return quorix_property_binary_derived(p); }},
+        {"quorix_property_calculate_fractional_charge",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
+             return quorix_property_calculate_fractional_charge(p, c);
+         }},
+        {"quorix_property_calculate_screening_factor",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL* c, const char*, const char*) {
+             const int failed = quorix_property_calculate_screening_factor(p, c);
+             if (!failed) std::printf("Message: sf=%.6f\n", p->sf);
+             return failed;
+         }},
+        {"quorix_property_binary_pseudopotential",
+         [](QUORIX_PROPERTY* p, QUORIX_CELL*, const char*, const char*) {
+             return quorix_property_binary_pseudopotential(p);
+         }},
+    };
+    for (const Step& step : steps) {
+        if (step.run(ppt, cell, dir_unitary, dir_binary) != 0) {
+            std::fprintf(stderr, "Error: %s() returns non-zero.\n", step.name);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------- derivation steps
 
 int quorix_property_calculate_effective_b(QUORIX_PROPERTY* ppt, QUORIX_CELL* cell) {
     if (!cell_ready(cell) || !property_ready(ppt)) return 1;
@@ -163,8 +224,11 @@ int quorix_property_calculate_fractional_charge(QUORIX_PROPERTY* ppt, QUORIX_CEL
         }
         root_n[k] = std::sqrt(n);
     }
-    std::vector<int> species;
-    if (!index_atoms(species, cell, ppt, "Error: quorix_property_find_index() returns negative values.\n")) return 1;
+    const std::vector<int> species = quorix_property_species_of_atoms(ppt, cell);
+    if (!quorix_property_all_found(species)) {
+        std::fprintf(stderr, "Error: quorix_property_find_index() returns negative values.\n");
+        return 1;
+    }
 
     double cations = 0, anions = 0;
     for (long a = 0; a < cell->total; a++) {
