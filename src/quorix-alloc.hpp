@@ -84,3 +84,4 @@ using TextPtr = quorix_ptr<QUORIX_TEXT, quorix_text_free>;
 using CellPtr = quorix_ptr<QUORIX_CELL, quorix_cell_free>;
 using SymmetryPtr = quorix_ptr<QUORIX_SYMMETRY, quorix_symmetry_free>;
 using AtomPtr = quorix_ptr<QUORIX_ATOM, quorix_atom_free>;
+using CharPtr = quorix_ptr<char, quorix_array_char_1D_free>;

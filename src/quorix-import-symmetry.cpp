@@ -11,7 +11,7 @@
 
 #include "quorix-alloc.hpp"
 #include "quorix-import-atom.hpp"
-#include "quorix-import-cif.hpp"
+#include "quorix-import-cif-text.hpp"
 #include "quorix-import-grid.hpp"
 #include "quorix-la.hpp"
 
@@ -21,8 +21,6 @@ constexpr int kFieldLength = 11;         // characters kept per field of an oper
 constexpr int kMaxOperations = 100000;   // far above any space group; guards a corrupt count
 constexpr double kDefaultTolerance = 0.01;
 constexpr double kSameOccupancyStrict = 0.0005;
-
-using CharPtr = quorix_ptr<char, quorix_array_char_1D_free>;
 
 // ---------------------------------------------------------------- operation strings
 
@@ -174,19 +172,11 @@ QUORIX_SYMMETRY* load_setting(const Symcards& cards, int no, const char* path) {
 
 // ---------------------------------------------------------------- symmetry of a CIF
 
-// A loop table released with its dimensions.
-struct OperationLoop {
-    char*** table = nullptr;
-    int rows = 0;
-    int cols = 0;
-    ~OperationLoop() { quorix_array_char_3D_free(table, rows, cols); }
-};
-
 bool proper_operation(const QUORIX_CARD& card) {
     return std::fabs(std::fabs(quorix_matrix33_double_determinant(card.r_f)) - 1.0) < 1e-6;
 }
 
-QUORIX_SYMMETRY* symmetry_from_operation_loop(const OperationLoop& loop) {
+QUORIX_SYMMETRY* symmetry_from_operation_loop(const QuorixLoopTable& loop) {
     static const char* const kTags[2] = {"_symmetry_equiv_pos_as_xyz", "_space_group_symop_operation_xyz"};
     int column = -1;
     for (int j = 0; j < loop.cols; j++)
@@ -371,11 +361,9 @@ QUORIX_SYMMETRY* quorix_symmetry_import_by_internal_no(int no, const char* dir_s
 // Operations from the CIF's operation loop if it has one, else by name or number from the
 // space-group database.
 QUORIX_SYMMETRY* quorix_symmetry_import_from_array_char_2D(char** content, long row, const char* dir_symcards) {
-    OperationLoop loop;
-    if (quorix_cell_import_cif_grep_loop(&loop.table, &loop.rows, &loop.cols, "_symmetry_equiv_pos_as_xyz", content,
-                                         row) == 0 ||
-        quorix_cell_import_cif_grep_loop(&loop.table, &loop.rows, &loop.cols, "_space_group_symop_operation_xyz",
-                                         content, row) == 0) {
+    QuorixLoopTable loop;
+    if (loop.read("_symmetry_equiv_pos_as_xyz", content, row) == 0 ||
+        loop.read("_space_group_symop_operation_xyz", content, row) == 0) {
         std::printf(
             "Message: determining symmetry from _symmetry_equiv_pos_as_xyz/_space_group_symop_operation_xyz ...\n");
         return symmetry_from_operation_loop(loop);
