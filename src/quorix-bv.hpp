@@ -2,6 +2,7 @@
 // pair of sites, and the global instability index (GII) with its verdict.
 #pragma once
 
+#include "quorix-images.hpp"
 #include "quorix.hpp"
 
 QUORIX_BV* quorix_bv_new(long total);
@@ -60,16 +61,14 @@ void quorix_bv_for_each_bond(const QUORIX_CELL* cell, const double centre[3], co
     if (pair.cutoff <= kQuorixBvMinimumDistance) return;
     const double cutoff2 = pair.cutoff * pair.cutoff;
     const double floor2 = kQuorixBvMinimumDistance * kQuorixBvMinimumDistance;
-    for (int p = -x_max[0]; p <= x_max[0]; p++)
-        for (int q = -x_max[1]; q <= x_max[1]; q++)
-            for (int s = -x_max[2]; s <= x_max[2]; s++) {
-                double d2 = 0;
-                for (int c = 0; c < 3; c++) {
-                    const double x = p * cell->a[0][c] + q * cell->a[1][c] + s * cell->a[2][c] + other.x[c];
-                    d2 += (x - centre[c]) * (x - centre[c]);
-                }
-                if (d2 < cutoff2 && d2 > floor2) visit(std::sqrt(d2));
-            }
+    quorix_for_each_image(cell->a, x_max, [&](const QuorixImage& image) {
+        double d2 = 0;
+        for (int c = 0; c < 3; c++) {
+            const double x = image.shift[c] + other.x[c];
+            d2 += (x - centre[c]) * (x - centre[c]);
+        }
+        if (d2 < cutoff2 && d2 > floor2) visit(std::sqrt(d2));
+    });
 }
 
 #include "quorix-alloc.hpp"

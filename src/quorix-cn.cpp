@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quorix-bv.hpp"
+#include "quorix-images.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
@@ -46,18 +47,15 @@ std::vector<Neighbour> find_neighbours(const QUORIX_CELL* cell, const QUORIX_ATO
     for (long i = 0; i < cell->total; i++) {
         const QUORIX_ATOM& atom = cell->atom[i];
         if (&atom == centre || !wanted(atom)) continue;
-        for (int p = -m[0]; p <= m[0]; p++)
-            for (int q = -m[1]; q <= m[1]; q++)
-                for (int s = -m[2]; s <= m[2]; s++) {
-                    double image[3];
-                    for (int c = 0; c < 3; c++)
-                        image[c] = p * cell->a[0][c] + q * cell->a[1][c] + s * cell->a[2][c] + atom.x[c];
-                    const double d = quorix_vector3_double_distance(centre->x, image);
-                    if (d > kSearchRadius) continue;
-                    Neighbour n{d, atom.occ, {}, atom.os};
-                    quorix_copy_bounded(n.type, atom.type, sizeof n.type);
-                    found.push_back(n);
-                }
+        quorix_for_each_image(cell->a, m, [&](const QuorixImage& image) {
+            double x[3];
+            for (int c = 0; c < 3; c++) x[c] = image.shift[c] + atom.x[c];
+            const double d = quorix_vector3_double_distance(centre->x, x);
+            if (d > kSearchRadius) return;
+            Neighbour n{d, atom.occ, {}, atom.os};
+            quorix_copy_bounded(n.type, atom.type, sizeof n.type);
+            found.push_back(n);
+        });
     }
     // Exchange sort: ties keep the order this pairwise exchange gives them.
     for (size_t i = 0; i < found.size(); i++)

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "quorix-cube.hpp"
+#include "quorix-images.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-build.hpp"
 #include "quorix-import-occ.hpp"
@@ -287,14 +288,11 @@ void ProbeField::add_images(Kind& kind, const QUORIX_CELL* cell, const std::vect
     for (uint32_t t = 0; t < kind.terms.size(); t++) {
         const double limit = kind.terms[t].reach + radius + 1e-6;
         if (!(limit >= 0)) continue;
-        for (int l = -box[0]; l <= box[0]; l++)
-            for (int m = -box[1]; m <= box[1]; m++)
-                for (int p = -box[2]; p <= box[2]; p++) {
-                    HostImage image{{}, t};
-                    for (int c = 0; c < 3; c++)
-                        image.x[c] = l * cell->a[0][c] + m * cell->a[1][c] + p * cell->a[2][c] + atoms[t]->x[c];
-                    if (quorix_vector3_double_distance(image.x, centre) <= limit) kind.images.push_back(image);
-                }
+        quorix_for_each_image(cell->a, box, [&](const QuorixImage& translation) {
+            HostImage image{{}, t};
+            for (int c = 0; c < 3; c++) image.x[c] = translation.shift[c] + atoms[t]->x[c];
+            if (quorix_vector3_double_distance(image.x, centre) <= limit) kind.images.push_back(image);
+        });
     }
 }
 

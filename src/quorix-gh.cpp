@@ -11,6 +11,7 @@
 
 #include "quorix-fft.hpp"
 #include "quorix-gh-lattice.hpp"
+#include "quorix-images.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-la.hpp"
 
@@ -528,14 +529,11 @@ namespace {
 // Calls visit(image) for x1 shifted by every combination of -1, 0 and 1 times each cell vector.
 template <class Visit>
 void for_each_neighbour_image(const double* x1, const double a[3][3], Visit visit) {
-    for (int p = -1; p <= 1; p++)
-        for (int q = -1; q <= 1; q++)
-            for (int r = -1; r <= 1; r++) {
-                double image[3];
-                image_shift(image, a, p, q, r);
-                for (int k = 0; k < 3; k++) image[k] += x1[k];
-                visit(image);
-            }
+    quorix_for_each_image(a, kQuorixNearestImages, [&](const QuorixImage& translation) {
+        double image[3];
+        for (int k = 0; k < 3; k++) image[k] = translation.shift[k] + x1[k];
+        visit(image);
+    });
 }
 
 }  // namespace

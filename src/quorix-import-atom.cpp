@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "quorix-alloc.hpp"
+#include "quorix-images.hpp"
 #include "quorix-import-grid.hpp"
 #include "quorix-la.hpp"
 
@@ -476,14 +477,14 @@ void quorix_cell_bound_fractional(QUORIX_CELL* cell) {
 double quorix_cell_min_distance_btw_atoms(QUORIX_CELL* cell, QUORIX_ATOM* atom1, QUORIX_ATOM* atom2) {
     double shortest = HUGE_VAL;
     if (!cell || !atom1 || !atom2) return shortest;
-    for (int p = -1; p <= 1; p++)
-        for (int q = -1; q <= 1; q++)
-            for (int s = -1; s <= 1; s++) {
-                double shifted[3];
-                for (int k = 0; k < 3; k++)
-                    shifted[k] = atom1->x[k] + p * cell->a[0][k] + q * cell->a[1][k] + s * cell->a[2][k];
-                shortest = std::min(shortest, quorix_vector3_double_distance(atom2->x, shifted));
-            }
+    quorix_for_each_image(cell->a, kQuorixNearestImages, [&](const QuorixImage& image) {
+        // Summed from the atom outwards, the order this distance has always been computed in.
+        double shifted[3];
+        for (int k = 0; k < 3; k++)
+            shifted[k] = atom1->x[k] + image.n[0] * cell->a[0][k] + image.n[1] * cell->a[1][k] +
+                         image.n[2] * cell->a[2][k];
+        shortest = std::min(shortest, quorix_vector3_double_distance(atom2->x, shifted));
+    });
     return shortest;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "quorix-alloc.hpp"
+#include "quorix-images.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"
@@ -68,23 +69,17 @@ bool for_each_interacting_pair(const QUORIX_CELL* cell, const QUORIX_PROPERTY* p
             if (reach <= kMinimumDistance) continue;
             // Generous squared bound: the exact test is made on d itself.
             const double reach_squared = reach * reach * (1.0 + 1e-9);
-            for (int l = -images[0]; l <= images[0]; l++) {
-                for (int m = -images[1]; m <= images[1]; m++) {
-                    for (int p = -images[2]; p <= images[2]; p++) {
-                        double image[3];
-                        quorix_vector3_double_sum3(image, cell->a[0], l, cell->a[1], m, cell->a[2], p);
-                        double d_squared = 0;
-                        for (int k = 0; k < 3; k++) {
-                            pair.r[k] = atom_j.x[k] - (image[k] + atom_i.x[k]);
-                            d_squared += pair.r[k] * pair.r[k];
-                        }
-                        if (d_squared > reach_squared) continue;
-                        pair.d = std::sqrt(d_squared);
-                        if (pair.d <= kMinimumDistance || pair.d > reach) continue;
-                        visit(pair);
-                    }
+            quorix_for_each_image(cell->a, images, [&](const QuorixImage& image) {
+                double d_squared = 0;
+                for (int k = 0; k < 3; k++) {
+                    pair.r[k] = atom_j.x[k] - (image.shift[k] + atom_i.x[k]);
+                    d_squared += pair.r[k] * pair.r[k];
                 }
-            }
+                if (d_squared > reach_squared) return;
+                pair.d = std::sqrt(d_squared);
+                if (pair.d <= kMinimumDistance || pair.d > reach) return;
+                visit(pair);
+            });
         }
     }
     return true;
