@@ -399,3 +399,30 @@ int quorix_cube_import_from_file(QUORIX_CUBE** cube_out, QUORIX_CELL** cell_out,
     std::printf("Message: cube loaded from %s successfully.\n", path);
     return 0;
 }
+
+QUORIX_CUBE* quorix_cube_super_simple(const QUORIX_CUBE* cube, const int* m) {
+    if (!cube || !cube->en) {
+        std::fprintf(stderr, "Error: QUORIX_CUBE has not been properly initialized.\n");
+        return nullptr;
+    }
+    if (!m || m[0] <= 0 || m[1] <= 0 || m[2] <= 0) {
+        std::fprintf(stderr, "Error: vector must not contain non-positive elements.\n");
+        return nullptr;
+    }
+    const long n[3] = {cube->n[0] * m[0], cube->n[1] * m[1], cube->n[2] * m[2]};
+    QUORIX_CUBE* super = quorix_cube_new(n);
+    if (!super) {
+        std::fprintf(stderr, "Error: quorix_cube_new() returns NULL.\n");
+        return nullptr;
+    }
+    for (int k = 0; k < 3; k++)
+        for (int c = 0; c < 3; c++) {
+            super->a_i[k][c] = cube->a_i[k][c];
+            super->a[k][c] = cube->a[k][c] * m[k];
+        }
+    for (long i = 0; i < n[0]; i++)
+        for (long j = 0; j < n[1]; j++)
+            for (long k = 0; k < n[2]; k++)
+                super->en[i][j][k] = cube->en[i % cube->n[0]][j % cube->n[1]][k % cube->n[2]];
+    return super;
+}

@@ -14,9 +14,12 @@ int quorix_cube_export_to_file(const QUORIX_CUBE* cube, QUORIX_CELL* cell, QUORI
 int quorix_cube_import_from_file(QUORIX_CUBE** cube, QUORIX_CELL** cell, const char* path, int once,
                                  const char* dir_unitary);
 
+// The cube repeated m[k] times along axis k.
+QUORIX_CUBE* quorix_cube_super_simple(const QUORIX_CUBE* cube, const int* m);
+
 using CubePtr = quorix_ptr<QUORIX_CUBE, quorix_cube_free>;
 
-// Site-energy landscape (quorix-cube-landscape.cpp).
+// Site-energy landscape (quorix-cube-landscape.cpp; of a structure: quorix-cube-structure.cpp).
 QUORIX_CUBE* quorix_cube_calculate(QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, QUORIX_PROPERTY* ppt,
                                    double resolution, int ignore_conducting);
 int quorix_cube_validate_property(const QUORIX_PROPERTY* ppt);
@@ -30,7 +33,6 @@ int quorix_cube_calculate_from_cell_and_write_to_file_assign_partial_occ(
     const char* path_cube, const char* path_cif, QUORIX_CELL* cell, QUORIX_SYMMETRY* symmetry, const char* type,
     int os, double sf, double resolution, int ignore_conducting, int once, const char* dir_unitary,
     const char* dir_binary);
-QUORIX_CUBE* quorix_cube_super_simple(const QUORIX_CUBE* cube, const int* m);
 
 // Voxel counts of the landscape of a cell at a resolution (A): per axis the multiple of 24 at or
 // above length / resolution, then the longest axis cut back 24 at a time to at most 196^3 voxels.

@@ -32,9 +32,7 @@ bool symmetry_has_cards(const QUORIX_SYMMETRY* symmetry) {
     return symmetry && symmetry->card && symmetry->total > 0;
 }
 
-bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
-    return std::strncmp(a.type, b.type, sizeof(a.type)) == 0 && a.os == b.os;
-}
+bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) { return quorix_atom_is_species(a, b.type, b.os); }
 
 // Key of an atom in one sorting pass: atoms with equal keys are never swapped.
 using SortKey = std::pair<std::uint64_t, std::uint64_t>;
@@ -252,6 +250,10 @@ int quorix_atom_remove_duplicate(QUORIX_ATOM** atom, long* total) {
     *atom = kept;
     *total = static_cast<long>(survivors.size());
     return 0;
+}
+
+bool quorix_atom_is_species(const QUORIX_ATOM& atom, const char* type, int os) {
+    return atom.os == os && std::strncmp(atom.type, type, sizeof atom.type) == 0;
 }
 
 bool quorix_atom_equal(QUORIX_ATOM atom1, QUORIX_ATOM atom2) {

@@ -8,6 +8,8 @@ QUORIX_ATOM quorix_atom_spawn_by_card(QUORIX_ATOM atom, QUORIX_CARD card);
 int quorix_atom_spawn_by_symmetry(QUORIX_ATOM** atom, long* total, QUORIX_SYMMETRY* symmetry);
 int quorix_atom_remove_duplicate(QUORIX_ATOM** atom, long* total);
 bool quorix_atom_equal(QUORIX_ATOM atom1, QUORIX_ATOM atom2);
+// True when the atom is of element `type` in oxidation state `os`.
+bool quorix_atom_is_species(const QUORIX_ATOM& atom, const char* type, int os);
 bool quorix_atom_belong(QUORIX_ATOM target, QUORIX_ATOM* atom, long total);
 int quorix_atom_name_compare(const char* name1, const char* name2);
 void quorix_atom_sort(QUORIX_ATOM* atom, long total);

@@ -26,11 +26,7 @@ constexpr double kMaxSupercellAtoms = 1e7;
 
 bool has_atoms(const QUORIX_CELL* cell) { return cell && cell->atom && cell->total > 0; }
 
-bool is_species(const QUORIX_ATOM& atom, const char* type, int os) {
-    return atom.os == os && std::strncmp(atom.type, type, sizeof atom.type) == 0;
-}
-
-bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) { return is_species(a, b.type, b.os); }
+bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) { return quorix_atom_is_species(a, b.type, b.os); }
 
 // Tells whether two atoms of a cell lie closer than 0.3 A (shortest periodic distance over the
 // 27 neighbouring shifts). A pair is rejected early when, along some lattice direction, its
@@ -75,7 +71,7 @@ bool usable_occupancy(double occ) { return std::isfinite(occ) && occ >= kNegligi
 
 bool contains_species(const QUORIX_CELL* cell, const char* type, int os) {
     for (long i = 0; i < cell->total; i++)
-        if (is_species(cell->atom[i], type, os)) return true;
+        if (quorix_atom_is_species(cell->atom[i], type, os)) return true;
     return false;
 }
 
@@ -142,9 +138,9 @@ std::vector<std::vector<long>> shared_sites(QUORIX_CELL* cell, const char* type,
     std::vector<bool> grouped(cell->total, false);
     std::vector<std::vector<long>> sites;
     for (long i = 0; i < cell->total; i++) {
-        if (grouped[i] || !is_species(cell->atom[i], type, os)) continue;
+        if (grouped[i] || !quorix_atom_is_species(cell->atom[i], type, os)) continue;
         std::vector<long> site = site_around(cell, share_site, i, grouped);
-        if (std::any_of(site.begin(), site.end(), [&](long j) { return !is_species(cell->atom[j], type, os); }))
+        if (std::any_of(site.begin(), site.end(), [&](long j) { return !quorix_atom_is_species(cell->atom[j], type, os); }))
             sites.push_back(std::move(site));
     }
     return sites;
@@ -484,9 +480,9 @@ bool quorix_cell_partial_occ_at_conducting_site(QUORIX_CELL* cell, const char* t
     if (!has_atoms(cell) || !type) return false;
     const SiteTest share_site(cell);
     for (long i = 0; i < cell->total; i++) {
-        if (!is_species(cell->atom[i], type, os)) continue;
+        if (!quorix_atom_is_species(cell->atom[i], type, os)) continue;
         for (long j = 0; j < cell->total; j++)
-            if (!is_species(cell->atom[j], type, os) && share_site(cell->atom[i], cell->atom[j])) return true;
+            if (!quorix_atom_is_species(cell->atom[j], type, os) && share_site(cell->atom[i], cell->atom[j])) return true;
     }
     return false;
 }
@@ -518,7 +514,7 @@ QUORIX_CELL* quorix_cell_assign_partial_occ(QUORIX_CELL* cell, const char* type,
     long marked = 0, candidates = 0;
     for (long i = 0; i < cell->total; i++) {
         const QUORIX_ATOM& atom = cell->atom[i];
-        if (!is_species(atom, type, os) || atom.occ >= 1.0) continue;
+        if (!quorix_atom_is_species(atom, type, os) || atom.occ >= 1.0) continue;
         fate[i] = Fate::dropped;
         marked++;
         if (atom.occ > 0.0) {
