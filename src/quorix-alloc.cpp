@@ -1,3 +1,4 @@
+// Allocation and release of text buffers, zero-filled arrays and the crystal structure records.
 #include "quorix-alloc.hpp"
 
 #include <cmath>

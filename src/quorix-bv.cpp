@@ -1,3 +1,4 @@
+// Bond valence sums of the distinct sites of a cell, bond valences between sites, and the GII.
 #include "quorix-bv.hpp"
 
 #include <algorithm>

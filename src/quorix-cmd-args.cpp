@@ -1,3 +1,4 @@
+// Argument handling for the command handlers: usage texts, optional arguments, flags, output names.
 #include "quorix-cmd-args.hpp"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// Command-line front end: run options, the command table and dispatch, help and inline text mode.
 #include "quorix-cmd.hpp"
 
 #include <cstdio>

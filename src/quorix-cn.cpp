@@ -1,3 +1,4 @@
+// Coordination of a centre atom: neighbours by distance, shells, and coordination by bond valence.
 #include "quorix-cn.hpp"
 
 #include <algorithm>

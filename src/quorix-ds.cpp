@@ -1,3 +1,4 @@
+// Doubly linked list of untyped element pointers, used as list, stack and queue.
 #include "quorix-ds.hpp"
 
 #include <cstdio>

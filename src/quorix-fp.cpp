@@ -1,3 +1,4 @@
+// Path finding on a landscape grid: point classes from the 26 neighbours and steepest-descent paths.
 #include "quorix-fp.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Migration network of the conducting ion: sites joined by hops through saddles, and its supercell.
 #include "quorix-gh.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Export for GULP: the force field of a structure as a library, and a molecular-dynamics input.
 #include "quorix-gin.hpp"
 
 #include <cstdarg>

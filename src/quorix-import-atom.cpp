@@ -1,3 +1,4 @@
+// Operations on the atoms of a cell: symmetry images, duplicates, order, names, cell geometry, sites.
 #include "quorix-import-atom.hpp"
 
 #include <algorithm>

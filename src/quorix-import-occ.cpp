@@ -1,3 +1,4 @@
+// Supercells and the random full occupation of partially occupied sites.
 #include "quorix-import-occ.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Force-field parameter set: records, species lookup, the parameter files, validation and printing.
 #include "quorix-import-property.hpp"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// Symmetry operations: operation strings, the symcards database, symmetry of a CIF or a cell.
 #include "quorix-import-symmetry.hpp"
 
 #include <array>

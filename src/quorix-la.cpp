@@ -1,3 +1,4 @@
+// Fixed-size linear algebra: 3-vectors, 3x3 matrices, the symmetric eigensolver, integer helpers.
 #include "quorix-la.hpp"
 
 #include <algorithm>

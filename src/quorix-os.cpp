@@ -1,3 +1,4 @@
+// Oxidation states by bond valence: the charge-neutral choice of states that fits the sums best.
 #include "quorix-os.hpp"
 
 #include <algorithm>

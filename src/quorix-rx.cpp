@@ -1,3 +1,4 @@
+// Total energy, forces and stress of a cell under the force field, strains and relaxation steps.
 #include "quorix-rx.hpp"
 
 #include <algorithm>

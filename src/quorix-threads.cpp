@@ -1,3 +1,4 @@
+// Work shared among threads: how many to use, and running the parts of a job on them.
 #include "quorix-threads.hpp"
 
 #include <algorithm>
