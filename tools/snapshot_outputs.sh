@@ -74,6 +74,8 @@ landscape_chain() {
     run "$base--fft" --fft "$base.cube"
     run "$base--fft-cubes" --fft-cubes "$base.cube"
     run "$base--fp-map" --fp-map "$base.cube"
+    run "$base--gh" --gh "$base.cif" "$base.cube" "$type" "$os"
+    run "$base--sites" --sites "$base.cif" "$base.cube" "$type" "$os"
 }
 
 for cif in *.cif; do
