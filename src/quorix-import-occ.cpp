@@ -141,8 +141,8 @@ std::vector<std::vector<long>> shared_sites(QUORIX_CELL* cell, const char* type,
     for (long i = 0; i < cell->total; i++) {
         if (grouped[i] || !quorix_atom_is_species(cell->atom[i], type, os)) continue;
         std::vector<long> site = site_around(cell, share_site, i, grouped);
-        if (std::any_of(site.begin(), site.end(), [&](long j) { return !quorix_atom_is_species(cell->atom[j], type, os); }))
-            sites.push_back(std::move(site));
+        const auto other_species = [&](long j) { return !quorix_atom_is_species(cell->atom[j], type, os); };
+        if (std::any_of(site.begin(), site.end(), other_species)) sites.push_back(std::move(site));
     }
     return sites;
 }

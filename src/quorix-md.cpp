@@ -86,13 +86,10 @@ void free_vectors(double** p, long count) { quorix_array_double_2D_free(p, stati
 bool build_pair_tables(QUORIX_MD* md) {
     QuorixMdWork& work = *md->work;
     const QUORIX_PROPERTY* ppt = md->ppt;
-    work.species.resize(md->cell->total);
-    for (long i = 0; i < md->cell->total; i++) {
-        work.species[i] = quorix_property_find_index(ppt, md->cell->atom[i].type, md->cell->atom[i].os);
-        if (work.species[i] < 0) {
-            std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
-            return false;
-        }
+    work.species = quorix_property_species_of_atoms(ppt, md->cell);
+    if (!quorix_property_all_found(work.species)) {
+        std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
+        return false;
     }
     work.pairs.assign(ppt->total * ppt->total, PairTerm{});
     const QuorixPairModel model = work.standard ? QuorixPairModel::lattice : QuorixPairModel::md;
@@ -229,14 +226,12 @@ int commit_logs(QUORIX_MD* md) {
 }
 
 int set_masses(QUORIX_MD* md) {
-    for (long i = 0; i < md->cell->total; i++) {
-        const int k = quorix_property_find_index(md->ppt, md->cell->atom[i].type, md->cell->atom[i].os);
-        if (k < 0) {
-            std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
-            return 1;
-        }
-        md->m[i] = kMassPerAmu * md->ppt->uni[k].m;
+    const std::vector<int> species = quorix_property_species_of_atoms(md->ppt, md->cell);
+    if (!quorix_property_all_found(species)) {
+        std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
+        return 1;
     }
+    for (long i = 0; i < md->cell->total; i++) md->m[i] = kMassPerAmu * md->ppt->uni[species[i]].m;
     return 0;
 }
 

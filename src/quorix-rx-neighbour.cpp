@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "quorix-images.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-la.hpp"
 
@@ -36,13 +37,11 @@ std::vector<Translation> translations_within(const QUORIX_CELL* cell, const Reci
     int images[3];
     for (int k = 0; k < 3; k++) images[k] = static_cast<int>(std::ceil(length / rec.width[k]));
     std::vector<Translation> translations;
-    for (int l = -images[0]; l <= images[0]; l++)
-        for (int m = -images[1]; m <= images[1]; m++)
-            for (int p = -images[2]; p <= images[2]; p++) {
-                Translation t;
-                for (int k = 0; k < 3; k++) t.v[k] = l * cell->a[0][k] + m * cell->a[1][k] + p * cell->a[2][k];
-                if (t.v[0] * t.v[0] + t.v[1] * t.v[1] + t.v[2] * t.v[2] <= length * length) translations.push_back(t);
-            }
+    quorix_for_each_image(cell->a, images, [&](const QuorixImage& image) {
+        Translation t;
+        for (int k = 0; k < 3; k++) t.v[k] = image.shift[k];
+        if (t.v[0] * t.v[0] + t.v[1] * t.v[1] + t.v[2] * t.v[2] <= length * length) translations.push_back(t);
+    });
     return translations;
 }
 
