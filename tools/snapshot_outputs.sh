@@ -82,7 +82,7 @@ for cif in *.cif; do
     base=${cif%.cif}
     read -r type os <<<"$(conducting_ion "$base")"
     for cmd in --print-cell --print-ppt --print-ppt-full --print-sym --gen-cif --gen-cif-reduced --gen-cif-p1 \
-        --gen-cif-os --gen-gin-lib --cal-bv --cal-gii --cal-cn --cal-cn-bv --cal-sym --cal-tot-en; do
+        --gen-cif-os --gen-gin-lib --gen-cif-std --cal-sym-std --cal-bv --cal-gii --cal-cn --cal-cn-bv --cal-sym --cal-tot-en; do
         run "$base$cmd" "$cmd" "$cif"
     done
     if [ -n "$type" ]; then
