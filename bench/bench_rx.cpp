@@ -6,6 +6,7 @@
 
 #include "bench_support.hpp"
 #include "quorix-alloc.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-property.hpp"

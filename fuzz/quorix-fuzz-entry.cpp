@@ -13,6 +13,7 @@
 #include "quorix-alloc.hpp"
 #include "quorix-cmd.hpp"
 #include "quorix-cube.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-import-symmetry.hpp"

@@ -11,6 +11,7 @@
 #include "quorix-gh-percolation.hpp"
 #include "quorix-gh-sites.hpp"
 #include "quorix-import-cif.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-constraint.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-import-write.hpp"

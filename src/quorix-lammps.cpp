@@ -1,4 +1,5 @@
 // Export of a structure and its force field for LAMMPS.
+#include "quorix-import-build.hpp"
 #include "quorix-lammps.hpp"
 
 #include <cmath>

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-occ.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-import-write.hpp"

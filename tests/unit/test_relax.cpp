@@ -10,6 +10,7 @@
 
 #include "quorix-cube.hpp"
 #include "quorix-import-atom.hpp"
+#include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-la.hpp"
 #include "quorix-rx-neb.hpp"
