@@ -504,21 +504,6 @@ void quorix_kmc_free(QUORIX_KMC* kmc) {
 
 double quorix_kmc_random() { return quorix_random(); }
 
-bool quorix_kmc_usable(const QUORIX_KMC* kmc) {
-    if (kmc && kmc->graph && kmc->kv && kmc->ke && kmc->state) return true;
-    std::fprintf(stderr, "Error: QUORIX_KMC has not been properly initialized.\n");
-    return false;
-}
-
-void quorix_kmc_displacement(const QUORIX_KMC* kmc, long origin, double d[3]) {
-    const QUORIX_GRAPH* graph = kmc->graph;
-    const long v = kmc->state->where[origin];
-    for (int k = 0; k < 3; k++) {
-        d[k] = graph->v[v].x[k] - graph->v[origin].x[k];
-        for (int j = 0; j < 3; j++) d[k] += kmc->kv[origin].y_i[j] * graph->a[j][k];
-    }
-}
-
 // ---------------------------------------------------------------- simulation
 
 int quorix_kmc_reset(QUORIX_KMC* kmc) {
