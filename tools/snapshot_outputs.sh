@@ -4,7 +4,7 @@
 #
 # usage: tools/snapshot_outputs.sh BUILD_DIR OUT_DIR [CIF_DIR] [TEST_DATA_DIR]
 #
-# The CIFs of CIF_DIR (default /work/shared/cifs) and the *_occupancy.cif copies of TEST_DATA_DIR
+# The CIFs of CIF_DIR (default ../shared/cifs beside the repository) and the *_occupancy.cif copies of TEST_DATA_DIR
 # (default tests/data) are copied to a fixed scratch directory, where the executable and its
 # databases are copied too, so that every path that appears in an output is the same for both
 # builds. Commands that assign partial occupancies draw random numbers seeded from the clock:
@@ -16,7 +16,7 @@ set -u
 build=$(cd "$1" && pwd)
 out=$(mkdir -p "$2" && cd "$2" && pwd)
 here=$(cd "$(dirname "$0")/.." && pwd)
-cif_dir=${3:-/work/shared/cifs}
+cif_dir=${3:-$here/../shared/cifs}
 test_data=${4:-$here/tests/data}
 resolution=${QUORIX_SNAPSHOT_RESOLUTION:-0.3}
 
