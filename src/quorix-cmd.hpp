@@ -59,7 +59,7 @@ void quorix_cmd_opt_do_gh(QUORIX_CMD_OPT* opt);
 void quorix_cmd_opt_do_kmc(QUORIX_CMD_OPT* opt);
 void quorix_cmd_opt_do_sites(QUORIX_CMD_OPT* opt);
 void quorix_cmd_opt_do_md(QUORIX_CMD_OPT* opt);
-// Beside the specified commands, not in the help list: molecular dynamics in eV with a
+// Beside the commands of the help list: molecular dynamics in eV with a
 // thermostat that samples the target temperature, and the export for LAMMPS.
 void quorix_cmd_opt_do_md_std(QUORIX_CMD_OPT* opt);
 void quorix_cmd_opt_do_gen_lammps(QUORIX_CMD_OPT* opt);

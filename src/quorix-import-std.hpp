@@ -17,7 +17,7 @@ struct QUORIX_STD_STRUCTURE {
 };
 
 // Reads the first data block of `cif` that holds atom sites. Missing occupancies are 1, a
-// non-integral oxidation state splits its site as the specified reader does, and images of one
+// non-integral oxidation state splits its site as the plain CIF reader does, and images of one
 // site closer than `tolerance` (A) are one atom. 0 on success, else 1 after one "Error: " line.
 int quorix_std_import_from_file(QUORIX_STD_STRUCTURE* structure, const char* cif, double tolerance);
 
