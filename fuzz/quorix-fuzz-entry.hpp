@@ -16,7 +16,7 @@ void set_up(const std::string& data_dir, const std::string& structure_cif);
 void cif(const uint8_t* data, size_t size);        // CIF file
 void cube(const uint8_t* data, size_t size);       // Gaussian cube file
 void symcards(const uint8_t* data, size_t size);   // space-group table file
-void parameters(const uint8_t* data, size_t size); // per-species / per-pair parameter files
+void parameters(const uint8_t* data, size_t size); // species and pair parameter files
 void command(const uint8_t* data, size_t size);    // command line: a command and its arguments
 
 // The entry named by a target name ("cif", "cube", ...), or nullptr.

@@ -267,7 +267,7 @@ bool counts_fit(const CubeText& text, const long* n) {
     return false;
 }
 
-// Atom lines: atomic number, charge, Cartesian position in Bohr; species from the per-species file.
+// Atom lines: atomic number, charge, Cartesian position in Bohr; species from the species file.
 CellPtr read_atoms(CubeText& text, long total, const char* dir_unitary) {
     CellPtr cell(quorix_cell_new(total));
     if (!cell) {

@@ -1,5 +1,5 @@
 // Oxidation states of the atoms read from a CIF: mixed-valence sites split into their two
-// neighbouring states, and the default states of the per-species database for the rest.
+// neighbouring states, and the default states of the species database for the rest.
 #include "quorix-import-cif-os.hpp"
 
 #include <cmath>

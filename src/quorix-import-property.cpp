@@ -77,7 +77,7 @@ void free_species_tables(QUORIX_PROPERTY* ppt) {
     ppt->bin = nullptr;
 }
 
-// Allocates zeroed per-species and per-pair records for `total` species.
+// Allocates zeroed species and pair records for `total` species.
 int allocate_species_tables(QUORIX_PROPERTY* ppt, int total) {
     ppt->uni = quorix_property_unitary_new(total);
     if (!ppt->uni) {

@@ -1,4 +1,4 @@
-// Force-field parameter set of a structure and the per-species and per-pair parameter files.
+// Force-field parameter set of a structure and the species and pair parameter files.
 #pragma once
 
 #include <functional>

@@ -1,5 +1,5 @@
 // Export for LAMMPS: the structure as a data file (atom style charge, triclinic box, one atom type
-// per species), the force field as tabulated pair terms in eV and eV/A (the model of the lattice
+// for each species), the force field as tabulated pair terms in eV and eV/A (the model of the lattice
 // energy), and an input script for a Langevin run of the conducting ions in the frozen framework.
 #pragma once
 

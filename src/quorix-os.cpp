@@ -97,7 +97,7 @@ std::vector<int> parse_states(const char* text) {
     return states;
 }
 
-// The states of the cell's elements from the per-species database.
+// The states of the cell's elements from the species database.
 bool read_elements(std::vector<Element>& elements, const char* path) {
     const std::unique_ptr<FILE, int (*)(FILE*)> file(path ? std::fopen(path, "rb") : nullptr, std::fclose);
     if (!file) {

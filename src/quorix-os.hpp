@@ -1,7 +1,7 @@
 // Oxidation states by bond valence: the charge-neutral choice of states whose bond valence
 // sums fit the states best.
 //
-// Candidates per element come from the per-species database: its common states (column 11)
+// Candidates per element come from the species database: its common states (column 11)
 // that have parameters, then every tabulated state. The choice is made, in this order, among
 //   1. one common state per element,
 //   2. one tabulated state per element,

@@ -1,5 +1,5 @@
 // The parameter databases: every pair of the per-pair file is cation first, unique, and names two
-// species of the per-species file that carry what the force field needs.
+// species of the species file that carry what the force field needs.
 #include <gtest/gtest.h>
 
 #include <map>
