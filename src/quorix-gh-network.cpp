@@ -13,55 +13,18 @@
 #include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
 #include "quorix-import-property.hpp"
-
-namespace {
-
-// The graph takes only species, oxidation state and mass from the parameter set: a fixed
-// screening factor spares the automatic search.
-constexpr double kFixedScreeningFactor = 1.0;
-// Largest difference of lattice dot products, relative to the product of the lengths, of a
-// structure and a landscape taken as the same cell.
-constexpr double kCellTolerance = 1e-3;
-
-bool same_cell(const double a[3][3], const double b[3][3]) {
-    for (int i = 0; i < 3; i++)
-        for (int j = 0; j < 3; j++) {
-            double ga = 0.0, gb = 0.0, la = 0.0, lb = 0.0;
-            for (int d = 0; d < 3; d++) {
-                ga += a[i][d] * a[j][d];
-                gb += b[i][d] * b[j][d];
-                la += a[i][d] * a[i][d];
-                lb += a[j][d] * a[j][d];
-            }
-            const double scale = std::sqrt(la * lb);
-            if (!(scale > 0.0) || std::fabs(ga - gb) > kCellTolerance * scale) return false;
-        }
-    return true;
-}
-
-// Points every half-path at copies of its dots, so that the grid can go.
-void detach_halves(QUORIX_FPHALF_LIST* halves, std::vector<QUORIX_FPDOT>& dots) {
-    long total = 0;
-    for (long h = 0; h < halves->total; h++) total += halves->half[h].total;
-    dots.clear();
-    dots.reserve(total);
-    for (long h = 0; h < halves->total; h++)
-        for (long d = 0; d < halves->half[h].total; d++) {
-            dots.push_back(*halves->half[h].dot[d]);
-            halves->half[h].dot[d] = &dots.back();
-        }
-}
+#include "quorix-la.hpp"
 
 // Derivative set whose grids hold values only at chosen points: the energy and the Hessian there,
 // computed exactly as the full set computes them, one grid at a time. The site graph reads no
 // other value. The arrays are allocated zero-filled and only the sampled points are written, so
 // the system backs with memory the pages written and not the whole grids.
-class SampledFft {
+class QuorixSampledFft {
 public:
-    SampledFft() = default;
-    SampledFft(const SampledFft&) = delete;
-    SampledFft& operator=(const SampledFft&) = delete;
-    ~SampledFft() {
+    QuorixSampledFft() = default;
+    QuorixSampledFft(const QuorixSampledFft&) = delete;
+    QuorixSampledFft& operator=(const QuorixSampledFft&) = delete;
+    ~QuorixSampledFft() {
         for (QUORIX_FFTCUBE& grid : grids_) std::free(grid.value);
     }
 
@@ -120,6 +83,27 @@ private:
     QUORIX_FFT fft_{};
 };
 
+namespace {
+
+// The graph takes only species, oxidation state and mass from the parameter set: a fixed
+// screening factor spares the automatic search.
+constexpr double kFixedScreeningFactor = 1.0;
+// Largest difference of a lattice vector of a landscape from the structure's, relative to its length.
+constexpr double kCellTolerance = 1e-3;
+
+// Points every half-path at copies of its dots, so that the grid can go.
+void detach_halves(QUORIX_FPHALF_LIST* halves, std::vector<QUORIX_FPDOT>& dots) {
+    long total = 0;
+    for (long h = 0; h < halves->total; h++) total += halves->half[h].total;
+    dots.clear();
+    dots.reserve(total);
+    for (long h = 0; h < halves->total; h++)
+        for (long d = 0; d < halves->half[h].total; d++) {
+            dots.push_back(*halves->half[h].dot[d]);
+            halves->half[h].dot[d] = &dots.back();
+        }
+}
+
 // Linear grid indices of the minima the half-paths end in: the sites are among them.
 std::vector<long> half_path_minima(const QUORIX_FPHALF_LIST* halves, const long* n) {
     std::vector<long> points;
@@ -155,8 +139,26 @@ CubePtr read_landscape(const char* path, bool periodic) {
     return owned;
 }
 
-// Grid, half-paths detached from it, and the Hessian at their minima; the grid is freed here.
-bool build_paths(QuorixSiteNetwork& network, SampledFft& fft, const QUORIX_CUBE* cube) {
+}  // namespace
+
+QuorixSiteNetwork::QuorixSiteNetwork() = default;
+QuorixSiteNetwork::~QuorixSiteNetwork() = default;
+
+bool quorix_site_network_same_cell(const QUORIX_CELL* cell, const QUORIX_CUBE* cube, const char* cif_name,
+                                   const char* cube_name) {
+    for (int i = 0; i < 3; i++) {
+        const double length = quorix_vector3_double_length(cell->a[i]);
+        for (int k = 0; k < 3; k++)
+            if (!(std::fabs(cube->a[i][k] - cell->a[i][k]) <= kCellTolerance * length)) {
+                std::fprintf(stderr, "Error: the structure %s and the landscape %s do not describe the same cell.\n",
+                             cif_name, cube_name);
+                return false;
+            }
+    }
+    return true;
+}
+
+bool quorix_site_network_trace(QuorixSiteNetwork& network, const QUORIX_CUBE* cube) {
     FpcubePtr grid(quorix_fpcube_new_from_cube(cube));
     if (!grid) {
         std::fprintf(stderr, "Error: quorix_fpcube_new_from_cube() returns NULL.\n");
@@ -167,16 +169,24 @@ bool build_paths(QuorixSiteNetwork& network, SampledFft& fft, const QUORIX_CUBE*
         std::fprintf(stderr, "Error: quorix_fphalf_list_new_from_fpcube() returns NULL.\n");
         return false;
     }
-    if (network.halves->total == 0) {
-        std::fprintf(stderr, "Error: the landscape has no saddle point, hence no hop between sites.\n");
-        return false;
-    }
     detach_halves(network.halves.get(), network.dots);
     grid.reset();
-    return fft.build(cube, half_path_minima(network.halves.get(), cube->n));
+    network.fft = std::make_unique<QuorixSampledFft>();
+    return network.fft->build(cube, half_path_minima(network.halves.get(), cube->n));
 }
 
-}  // namespace
+bool quorix_site_network_connect(QuorixSiteNetwork& network, QUORIX_CELL* cell, const QUORIX_PROPERTY* property) {
+    if (!network.halves || !network.fft) return false;
+    network.graph.reset(quorix_graph_new_filled(network.halves.get(), network.fft->fft(), cell, property));
+    network.fft.reset();
+    if (!network.graph) {
+        std::fprintf(stderr, "Error: quorix_graph_new_filled() returns NULL.\n");
+        return false;
+    }
+    network.en_min = INFINITY;
+    for (long v = 0; v < network.graph->total_v; v++) network.en_min = std::fmin(network.en_min, network.graph->v[v].en);
+    return true;
+}
 
 bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif, const char* cube_path,
                                     const char* type, int os, bool periodic, const char* dir_symcards,
@@ -190,25 +200,19 @@ bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif,
         return false;
     }
     CubePtr cube = read_landscape(cube_path, periodic);
-    if (!cube) return false;
-    if (!same_cell(cell->a, cube->a)) {
-        std::fprintf(stderr, "Error: the structure %s and the landscape %s do not describe the same cell.\n", cif,
-                     cube_path);
+    if (!cube || !quorix_site_network_same_cell(cell.get(), cube.get(), cif, cube_path) ||
+        !quorix_site_network_trace(network, cube.get()))
+        return false;
+    cube.reset();
+    if (network.halves->total == 0) {
+        std::fprintf(stderr, "Error: the landscape has no saddle point, hence no hop between sites.\n");
         return false;
     }
-    SampledFft fft;
-    if (!build_paths(network, fft, cube.get())) return false;
-    network.graph.reset(quorix_graph_new_filled(network.halves.get(), fft.fft(), cell.get(), property.get()));
-    if (!network.graph) {
-        std::fprintf(stderr, "Error: quorix_graph_new_filled() returns NULL.\n");
-        return false;
-    }
+    if (!quorix_site_network_connect(network, cell.get(), property.get())) return false;
     if (network.graph->total_v == 0) {
         std::fprintf(stderr, "Error: no minimum of the landscape is reached from a saddle point.\n");
         return false;
     }
-    network.en_min = INFINITY;
-    for (long v = 0; v < network.graph->total_v; v++) network.en_min = std::fmin(network.en_min, network.graph->v[v].en);
     return true;
 }
 

@@ -9,9 +9,7 @@
 #include <vector>
 
 #include "quorix-cube.hpp"
-#include "quorix-fft.hpp"
-#include "quorix-fp.hpp"
-#include "quorix-gh.hpp"
+#include "quorix-gh-network.hpp"
 #include "quorix-import-atom.hpp"
 #include "quorix-import-build.hpp"
 #include "quorix-import-cif.hpp"
@@ -28,7 +26,6 @@ constexpr double kDefaultTemperature = 300.0;  // K
 constexpr long kDefaultStepLimit = 10000000;
 constexpr long kDefaultStepLog = 10000;
 constexpr double kSupercellReach = 25.0;    // A: default supercell spans at least this along each axis
-constexpr double kCellMismatch = 0.01;      // A: cube and CIF lattice vectors must agree to this
 constexpr double kShownOccupancy = 0.0005;  // sites below this are left out of the occupancy structure
 // The neighbour tables pair every site with every site and saddle: beyond this they take minutes.
 constexpr double kMaxSites = 50000;
@@ -79,13 +76,6 @@ long count_conducting(const QUORIX_CELL* cell, const char* type, int os) {
     return count;
 }
 
-bool cube_matches_cell(const QUORIX_CUBE* cube, const QUORIX_CELL* cell) {
-    for (int i = 0; i < 3; i++)
-        for (int k = 0; k < 3; k++)
-            if (std::fabs(cube->a[i][k] - cell->a[i][k]) > kCellMismatch) return false;
-    return true;
-}
-
 void choose_supercell(const QUORIX_CELL* cell, const int* given, int* counts) {
     for (int i = 0; i < 3; i++) {
         counts[i] = given ? given[i] : 0;
@@ -95,36 +85,18 @@ void choose_supercell(const QUORIX_CELL* cell, const int* given, int* counts) {
     std::printf("Message: supercell [%d, %d, %d]\n", counts[0], counts[1], counts[2]);
 }
 
-// The supercell site graph of a landscape and its structure; null after printing why.
-QUORIX_GRAPH* supergraph_from_cube(QUORIX_CUBE* cube, QUORIX_CELL* cell, const QUORIX_PROPERTY* property,
-                                   const int* counts) {
-    const FpcubePtr grid(quorix_fpcube_new_from_cube(cube));
-    if (!grid) {
-        std::fprintf(stderr, "Error: quorix_fpcube_new_from_cube() returns NULL.\n");
-        return nullptr;
-    }
-    const FphalfListPtr halves(quorix_fphalf_list_new_from_fpcube(grid.get()));
-    if (!halves) {
-        std::fprintf(stderr, "Error: quorix_fphalf_list_new_from_fpcube() returns NULL.\n");
-        return nullptr;
-    }
-    const FftPtr fft(quorix_fft_new_from_cube(cube));
-    if (!fft) {
-        std::fprintf(stderr, "Error: quorix_fft_new_from_cube() returns NULL.\n");
-        return nullptr;
-    }
-    const GraphPtr graph(quorix_graph_new_filled(halves.get(), fft.get(), cell, property));
-    if (!graph) {
-        std::fprintf(stderr, "Error: quorix_graph_new_filled() returns NULL.\n");
-        return nullptr;
-    }
+// The supercell site graph of traced half-paths and their structure; null after printing why.
+QUORIX_GRAPH* supergraph_of(QuorixSiteNetwork& network, QUORIX_CELL* cell, const QUORIX_PROPERTY* property,
+                            const int* counts) {
+    if (!quorix_site_network_connect(network, cell, property)) return nullptr;
+    const QUORIX_GRAPH* graph = network.graph.get();
     const double sites = static_cast<double>(graph->total_v) * counts[0] * counts[1] * counts[2];
     if (sites > kMaxSites) {
         std::fprintf(stderr, "Error: a %d x %d x %d supercell of %ld sites is too large.\n", counts[0], counts[1],
                      counts[2], graph->total_v);
         return nullptr;
     }
-    QUORIX_GRAPH* super = quorix_graph_new_supergraph(graph.get(), counts);
+    QUORIX_GRAPH* super = quorix_graph_new_supergraph(graph, counts);
     if (!super) std::fprintf(stderr, "Error: quorix_graph_new_supergraph() returns NULL.\n");
     return super;
 }
@@ -182,13 +154,13 @@ QUORIX_KMC* kmc_from_files(const char* cif_name, const char* cube_name, const ch
         std::fprintf(stderr, "Error: quorix_cube_calculate_from_cell() returns NULL.\n");
         return nullptr;
     }
-    if (!cube_matches_cell(cube.get(), cell.get())) {
-        std::fprintf(stderr, "Error: the cell of %s does not match the cell of %s.\n", cube_name, cif_name);
+    QuorixSiteNetwork network;
+    if (!quorix_site_network_same_cell(cell.get(), cube.get(), cif_name, cube_name) ||
+        !quorix_site_network_trace(network, cube.get()))
         return nullptr;
-    }
-    choose_supercell(cell.get(), supercell, counts);
-    GraphPtr super(supergraph_from_cube(cube.get(), cell.get(), property.get(), counts));
     cube.reset();
+    choose_supercell(cell.get(), supercell, counts);
+    GraphPtr super(supergraph_of(network, cell.get(), property.get(), counts));
     if (!super) return nullptr;
     QUORIX_KMC* kmc = quorix_kmc_new(super.get(), property.get(), cutoff);
     if (!kmc) {

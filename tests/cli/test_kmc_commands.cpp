@@ -141,7 +141,7 @@ TEST(KmcCommand, BadInputStopsBeforeWritingAnything) {
         const char* error;
     } cases[] = {
         {{cif, other + "x"}, "Error: quorix_cube_calculate_from_cell() returns NULL.\n"},
-        {{other, cube}, "does not match the cell of"},
+        {{other, cube}, "do not describe the same cell"},
         {{cif, cube, "Na"}, "holds no Na1+ ion to move"},
         {{cif, single}, "needs a site network with at least one hop"},
         {{cif, cube}, "Error: unable to create log file"},
