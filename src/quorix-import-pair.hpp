@@ -8,9 +8,18 @@
 constexpr double kQuorixEvPerUnit = 14.39964;  // eV per e^2/A, the energy unit of the pair terms
 constexpr double kQuorixCoulombReach = 10.0;   // A: the screened Coulomb term is shifted to zero here
 
-inline double quorix_energy_bonding(double r, double d0, double rmin, double b) {
-    const double e = std::exp((rmin - r) / b) - 1.0;
+// The bonding energy and force from exp((rmin - r) / b), for sums that need both.
+inline double quorix_energy_bonding_from_exp(double e_exp, double d0) {
+    const double e = e_exp - 1.0;
     return 0.5 * d0 * (e * e - 1.0);
+}
+
+inline double quorix_force_bonding_from_exp(double e_exp, double d0, double b) {
+    return -d0 * e_exp * (e_exp - 1.0) / b;
+}
+
+inline double quorix_energy_bonding(double r, double d0, double rmin, double b) {
+    return quorix_energy_bonding_from_exp(std::exp((rmin - r) / b), d0);
 }
 
 inline double quorix_energy_bonding_with_energy_shift(double r, double d0, double rmin, double b, double en_s) {
@@ -23,17 +32,24 @@ inline double quorix_energy_bonding_with_energy_shift_and_force_shift(double r, 
 }
 
 inline double quorix_force_bonding(double r, double d0, double rmin, double b) {
-    const double e = std::exp((rmin - r) / b);
-    return -d0 * e * (e - 1.0) / b;
+    return quorix_force_bonding_from_exp(std::exp((rmin - r) / b), d0, b);
 }
 
 inline double quorix_force_bonding_with_force_shift(double r, double d0, double rmin, double b, double f_s) {
     return quorix_force_bonding(r, d0, rmin, b) - f_s;
 }
 
+// The screened Coulomb energy (unshifted) and force from erfc(x), x = r / sigma, for sums that
+// need both.
+inline double quorix_energy_coulombic_from_erfc(double erfc_x, double r, double qq) { return erfc_x * qq / r; }
+
+inline double quorix_force_coulombic_from_erfc(double erfc_x, double x, double r, double qq, double sigma) {
+    return -erfc_x * qq / (r * r) - 2.0 * qq * std::exp(-x * x) / (1.7724538498928541 * sigma * r);
+}
+
 // Screened Coulomb energy before the shift that brings it to zero at 10 A.
 inline double quorix_energy_coulombic_unshifted(double r, double qq, double sigma) {
-    return std::erfc(r / sigma) * qq / r;
+    return quorix_energy_coulombic_from_erfc(std::erfc(r / sigma), r, qq);
 }
 
 inline double quorix_energy_coulombic(double r, double qq, double sigma) {
@@ -43,7 +59,7 @@ inline double quorix_energy_coulombic(double r, double qq, double sigma) {
 
 inline double quorix_force_coulombic(double r, double qq, double sigma) {
     const double x = r / sigma;
-    return -std::erfc(x) * qq / (r * r) - 2.0 * qq * std::exp(-x * x) / (1.7724538498928541 * sigma * r);
+    return quorix_force_coulombic_from_erfc(std::erfc(x), x, r, qq, sigma);
 }
 
 inline double quorix_pseudopotential_energy_bonding(double r, double a2, double a1, double a0) {

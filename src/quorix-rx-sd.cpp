@@ -1,14 +1,16 @@
 // Steepest-descent relaxation: atoms move along their forces (largest move 0.1 A), the cell is
-// strained by its stress every step_p steps.
+// strained by its stress every step_p steps. Energies, forces and stresses come from a pair list.
 #include "quorix-rx-sd.hpp"
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include "quorix-alloc.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-la.hpp"
+#include "quorix-rx-pairs.hpp"
 #include "quorix-rx.hpp"
 
 namespace {
@@ -32,29 +34,50 @@ bool forces_converged(const QUORIX_RX_SD* state) {
     return true;
 }
 
-// Steps 2.2 of a run: the pressure measure and one strain of the cell by its stress.
-int strain_cell(QUORIX_RX_SD* state, bool& pressure_converged) {
-    double stress[3];
-    if (quorix_cell_calculate_stress_diagonal(stress, state->cell, state->ppt) != 0) {
+// The pair list of a run, and the forces found with the last energy while no strain or move
+// has changed the cell since.
+struct RunPairs {
+    QuorixRxPairs pairs;
+    std::vector<double> force;
+    std::vector<double*> force_rows;
+    bool force_current = false;
+
+    explicit RunPairs(long total) : force(3 * total), force_rows(total) {
+        for (long i = 0; i < total; i++) force_rows[i] = &force[3 * i];
+    }
+};
+
+// The pressure measure and one strain of the cell by its stress.
+int strain_cell(QUORIX_RX_SD* state, RunPairs& run, bool& pressure_converged) {
+    const QuorixEnergyOf energy_of = [&](const QUORIX_CELL* strained) {
+        return run.pairs.energy(strained, state->ppt);
+    };
+    double diagonal[3], shear[3];
+    if (quorix_cell_stress_by_strain(diagonal, state->cell, false, energy_of) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_calculate_stress_diagonal() returns non-zero.\n");
         return 1;
     }
-    state->p = stress[0] + stress[1] + stress[2];
-    if (quorix_cell_update_by_stress(state->cell, state->ppt) != 0) {
+    state->p = diagonal[0] + diagonal[1] + diagonal[2];
+    if (quorix_cell_stress_by_strain(shear, state->cell, true, energy_of) != 0 ||
+        quorix_cell_deform_by_stress(state->cell, diagonal, shear) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_update_by_stress() returns non-zero.\n");
         return 1;
     }
+    run.force_current = false;
     pressure_converged = std::fabs(state->p) <= state->p_conv;
     return 0;
 }
 
 // One move of the atoms along their forces; sets `forces_done` when no force exceeds f_conv,
 // and then leaves the atoms where they are.
-int move_atoms(QUORIX_RX_SD* state, bool& forces_done) {
-    if (quorix_cell_calculate_force(state->f, state->cell, state->ppt) != 0) {
+int move_atoms(QUORIX_RX_SD* state, RunPairs& run, bool& forces_done) {
+    double energy;
+    if (!run.force_current && run.pairs.energy_and_force(state->cell, state->ppt, energy, run.force_rows.data()) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_calculate_force() returns non-zero.\n");
         return 1;
     }
+    for (long i = 0; i < state->cell->total; i++)
+        for (int k = 0; k < 3; k++) state->f[i][k] = run.force_rows[i][k];
     zero_fixed_components(state, state->f);
     if (quorix_cell_calculate_coordinate_step_size_simple(state->dx, state->cell, state->ppt, state->f) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_calculate_coordinate_step_size_simple() returns non-zero.\n");
@@ -67,6 +90,21 @@ int move_atoms(QUORIX_RX_SD* state, bool& forces_done) {
         std::fprintf(stderr, "Error: quorix_cell_update_coordinate() returns non-zero.\n");
         return 1;
     }
+    run.force_current = false;
+    return 0;
+}
+
+// The energy after a step; with the forces at the same positions when atoms move.
+int step_energy(QUORIX_RX_SD* state, RunPairs& run) {
+    if (state->step_limit < 0) {
+        state->en = run.pairs.energy(state->cell, state->ppt);
+        return 0;
+    }
+    if (run.pairs.energy_and_force(state->cell, state->ppt, state->en, run.force_rows.data()) != 0) {
+        std::fprintf(stderr, "Error: quorix_cell_calculate_force() returns non-zero.\n");
+        return 1;
+    }
+    run.force_current = true;
     return 0;
 }
 
@@ -126,15 +164,17 @@ int quorix_rx_sd_run(QUORIX_RX_SD* state) {
                 state->f_conv, state->p_conv);
     bool forces_done = true;
     bool pressure_done = true;
+    RunPairs run(state->cell->total);
     while (!state->converged) {
         if (state->step_limit != 0 && state->step >= std::labs(state->step_limit)) {
             std::printf("Warning: step limit reached without achieving convergence.\n");
             return 0;
         }
-        if (state->step_p > 0 && state->step % state->step_p == 0 && strain_cell(state, pressure_done) != 0) return 1;
-        if (state->step_limit >= 0 && move_atoms(state, forces_done) != 0) return 1;
+        if (state->step_p > 0 && state->step % state->step_p == 0 && strain_cell(state, run, pressure_done) != 0)
+            return 1;
+        if (state->step_limit >= 0 && move_atoms(state, run, forces_done) != 0) return 1;
         state->converged = pressure_done && forces_done;
-        state->en = quorix_cell_calculate_total_energy(state->cell, state->ppt);
+        if (step_energy(state, run) != 0) return 1;
         quorix_rx_sd_print(state);
         state->step += 1;
     }

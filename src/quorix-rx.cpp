@@ -14,10 +14,6 @@
 
 namespace {
 
-// Half the energy unit: every pair is visited from both of its atoms.
-constexpr double kHalfCoulombConstant = kQuorixEvPerUnit / 2;
-// Pairs closer than this do not interact (this also drops an atom's own image).
-constexpr double kMinimumDistance = 0.3;
 // Strain of the finite differences for the stress.
 constexpr double kStrain = 0.0001;
 
@@ -53,7 +49,7 @@ bool for_each_interacting_pair(const QUORIX_CELL* cell, const QUORIX_PROPERTY* p
     const double rmax = quorix_property_coulomb_reach(ppt);
     int images[3];
     if (!quorix_cell_lattice_usable(cell)) return false;
-    for (int k = 0; k < 3; k++) images[k] = static_cast<int>(rmax / quorix_vector3_double_length(cell->a[k]) + 1.0);
+    quorix_cell_image_box(images, cell, rmax);
 
     for (long i = 0; i < cell->total; i++) {
         const QUORIX_ATOM& atom_i = cell->atom[i];
@@ -67,7 +63,7 @@ bool for_each_interacting_pair(const QUORIX_CELL* cell, const QUORIX_PROPERTY* p
             if (charge_sign == 0) continue;
             pair.coulomb = charge_sign > 0;
             const double reach = pair.coulomb ? rmax : pair.bin->cutoff;
-            if (reach <= kMinimumDistance) continue;
+            if (reach <= kQuorixMinimumDistance) continue;
             // Generous squared bound: the exact test is made on d itself.
             const double reach_squared = reach * reach * (1.0 + 1e-9);
             quorix_for_each_image(cell->a, images, [&](const QuorixImage& image) {
@@ -78,7 +74,7 @@ bool for_each_interacting_pair(const QUORIX_CELL* cell, const QUORIX_PROPERTY* p
                 }
                 if (d_squared > reach_squared) return;
                 pair.d = std::sqrt(d_squared);
-                if (pair.d <= kMinimumDistance || pair.d > reach) return;
+                if (pair.d <= kQuorixMinimumDistance || pair.d > reach) return;
                 visit(pair);
             });
         }
@@ -110,7 +106,7 @@ double sum_pair_energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, bool
             sum += bonding_energy(*pair.bin, pair.d) * occ_i * occ_j;
         }
     });
-    return ok ? sum * kHalfCoulombConstant : 0.0;
+    return ok ? sum * kQuorixHalfEvPerUnit : 0.0;
 }
 
 // A copy of the cell with one strain entry set; NULL (with the message) on failure.
@@ -133,9 +129,27 @@ double central_difference(double energy_minus, double energy_plus, double volume
     return (energy_plus - energy_minus) / (2 * kStrain) / volume;
 }
 
-// Stress components by central differences of the energy over the given strain entries.
-int stress_by_strain(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, const int (&entries)[3][2]) {
+const int (&strain_entries(bool shear))[3][2] { return shear ? kShearEntries : kDiagonalEntries; }
+
+// Stress components by central differences of the plain energy.
+int plain_stress(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, bool shear) {
     if (!stress || !cell || !ppt) {
+        std::fprintf(stderr, "Error: QUORIX_CELL or QUORIX_PROPERTY has not been properly initialized.\n");
+        return 1;
+    }
+    return quorix_cell_stress_by_strain(stress, cell, shear, [ppt](const QUORIX_CELL* strained) {
+        return quorix_cell_calculate_total_energy(strained, ppt);
+    });
+}
+
+}  // namespace
+
+void quorix_cell_image_box(int box[3], const QUORIX_CELL* cell, double reach) {
+    for (int k = 0; k < 3; k++) box[k] = static_cast<int>(reach / quorix_vector3_double_length(cell->a[k]) + 1.0);
+}
+
+int quorix_cell_stress_by_strain(double* stress, QUORIX_CELL* cell, bool shear, const QuorixEnergyOf& energy_of) {
+    if (!stress || !cell) {
         std::fprintf(stderr, "Error: QUORIX_CELL or QUORIX_PROPERTY has not been properly initialized.\n");
         return 1;
     }
@@ -143,9 +157,9 @@ int stress_by_strain(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* p
     for (int k = 0; k < 3; k++) {
         double energy[2];
         for (int s = 0; s < 2; s++) {
-            CellPtr strained(strained_copy(cell, entries[k], s == 0 ? -kStrain : kStrain));
+            CellPtr strained(strained_copy(cell, strain_entries(shear)[k], s == 0 ? -kStrain : kStrain));
             if (!strained) return 1;
-            energy[s] = quorix_cell_calculate_total_energy(strained.get(), ppt);
+            energy[s] = energy_of(strained.get());
             if (energy[s] == 0.0) {
                 std::fprintf(stderr, "Error: quorix_cell_calculate_total_energy() returns 0.00.\n");
                 return 1;
@@ -155,8 +169,6 @@ int stress_by_strain(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* p
     }
     return 0;
 }
-
-}  // namespace
 
 double quorix_cell_calculate_total_energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
     return sum_pair_energy(cell, ppt, false);
@@ -204,11 +216,11 @@ int quorix_cell_calculate_force(double** force, const QUORIX_CELL* cell, const Q
 }
 
 int quorix_cell_calculate_stress_diagonal(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
-    return stress_by_strain(stress, cell, ppt, kDiagonalEntries);
+    return plain_stress(stress, cell, ppt, false);
 }
 
 int quorix_cell_calculate_stress_shear(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
-    return stress_by_strain(stress, cell, ppt, kShearEntries);
+    return plain_stress(stress, cell, ppt, true);
 }
 
 int quorix_cell_deform(QUORIX_CELL* cell, const double strain[3][3]) {
@@ -237,6 +249,10 @@ int quorix_cell_update_by_stress(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) 
         std::fprintf(stderr, "Error: quorix_cell_calculate_stress_shear() returns non-zero.\n");
         return 1;
     }
+    return quorix_cell_deform_by_stress(cell, diagonal, shear);
+}
+
+int quorix_cell_deform_by_stress(QUORIX_CELL* cell, const double* diagonal, const double* shear) {
     double strain[3][3] = {};
     for (int k = 0; k < 3; k++) {
         strain[kDiagonalEntries[k][0]][kDiagonalEntries[k][1]] = -0.5 * diagonal[k];
@@ -342,7 +358,7 @@ double QuorixStressBySf::energy(const std::vector<Term>& terms, double sf) const
         const double coulomb = quorix_energy_coulombic_unshifted(t.x, qq_[t.pair], sigma[t.pair]) - shift[t.pair];
         sum += coulomb * t.occ_i * t.occ_j;
     }
-    return sum * kHalfCoulombConstant;
+    return sum * kQuorixHalfEvPerUnit;
 }
 
 int QuorixStressBySf::diagonal(double* stress, double sf) const {

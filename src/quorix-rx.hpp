@@ -4,13 +4,23 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <vector>
 
+#include "quorix-import-pair.hpp"
 #include "quorix.hpp"
+
+// Pairs closer than this do not interact (this also drops an atom's own image).
+constexpr double kQuorixMinimumDistance = 0.3;
+// Half the energy unit: the lattice sums visit every pair from both of its atoms.
+constexpr double kQuorixHalfEvPerUnit = kQuorixEvPerUnit / 2;
 
 // Reach of the like-charge (screened Coulomb) terms in the lattice energy and forces: the larger
 // of 10 A and the largest pair cutoff of the set.
 double quorix_property_coulomb_reach(const QUORIX_PROPERTY* ppt);
+
+// The box of lattice images of the sums below: |n_k| <= int(reach / |a_k| + 1).
+void quorix_cell_image_box(int box[3], const QUORIX_CELL* cell, double reach);
 
 // Lattice energy summed over ordered pairs of atoms and their images; 0.0 on failure.
 double quorix_cell_calculate_total_energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
@@ -25,11 +35,16 @@ int quorix_cell_calculate_force(double** force, const QUORIX_CELL* cell, const Q
 // the entries (1,2), (0,2), (0,1) for the shear.
 int quorix_cell_calculate_stress_diagonal(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
 int quorix_cell_calculate_stress_shear(double* stress, QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
+// Either of the two with the energy of every strained cell from energy_of (0.0: failure).
+using QuorixEnergyOf = std::function<double(const QUORIX_CELL*)>;
+int quorix_cell_stress_by_strain(double* stress, QUORIX_CELL* cell, bool shear, const QuorixEnergyOf& energy_of);
 
 // v <- v + strain * v for the cell vectors and the Cartesian positions; fractional follow.
 int quorix_cell_deform(QUORIX_CELL* cell, const double strain[3][3]);
 // One relaxation step of the cell: strain = -0.5 * stress (diagonal and shear entries).
 int quorix_cell_update_by_stress(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
+// The same step from stresses already found.
+int quorix_cell_deform_by_stress(QUORIX_CELL* cell, const double* diagonal, const double* shear);
 
 // dx = force / mass, scaled down so that no atom moves more than 0.1 A.
 int quorix_cell_calculate_coordinate_step_size_simple(double** dx, const QUORIX_CELL* cell,
