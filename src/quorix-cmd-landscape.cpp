@@ -288,6 +288,13 @@ struct ImagesFree {
     }
 };
 
+// The relaxation constraints of `cell` from its CIF file; false (reported) on failure.
+bool read_constraints(QUORIX_CELL* cell, const char* cif, QuorixFixedComponents& fixed) {
+    if (quorix_cell_import_cif_read_constraint(cell, cif, fixed) == 0) return true;
+    std::fprintf(stderr, "Error: quorix_cell_import_cif_read_constraint() returns non-zero.\n");
+    return false;
+}
+
 // The force-field parameter set of a structure without conducting ion; null (reported) on failure.
 PropertyPtr import_property(const QUORIX_CMD_OPT* opt, QUORIX_CELL* cell, double sf) {
     PropertyPtr ppt(quorix_property_import_from_cell(cell, nullptr, 0, sf, opt->dir_unitary, opt->dir_binary));
@@ -322,10 +329,7 @@ void quorix_cmd_opt_do_rx_sd(QUORIX_CMD_OPT* opt) {
     const Structure structure = read_structure(opt);
     if (!structure) return;
     QuorixFixedComponents fixed;
-    if (quorix_cell_import_cif_read_constraint(structure.cell.get(), opt->argv[2], fixed) != 0) {
-        std::fprintf(stderr, "Error: quorix_cell_import_cif_read_constraint() returns non-zero.\n");
-        return;
-    }
+    if (!read_constraints(structure.cell.get(), opt->argv[2], fixed)) return;
     const PropertyPtr ppt = import_property(opt, structure.cell.get(), sf);
     if (!ppt) return;
     const QuorixRxSdSettings settings{step_p, f_conv, p_conv, &fixed};
@@ -349,6 +353,9 @@ void quorix_cmd_opt_do_rx_neb(QUORIX_CMD_OPT* opt) {
     if (!first) return;
     const Structure last = read_structure(opt, 3);
     if (!last || !quorix_neb_images_compatible(first.cell.get(), last.cell.get())) return;
+    QuorixFixedComponents fixed;
+    if (!read_constraints(first.cell.get(), opt->argv[2], fixed)) return;
+    neb.run.fixed = &fixed;
     const PropertyPtr ppt = import_property(opt, first.cell.get(), neb.sf);
     if (ppt && quorix_cell_relax_neb(first.cell.get(), last.cell.get(), neb.images, ppt.get(), neb.run, name.c_str()))
         std::fprintf(stderr, "Error: quorix_cell_relax_neb() returns non-zero.\n");
@@ -371,6 +378,9 @@ void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT* opt) {
     if (neb.images < 3) return report_too_few_images(neb.images);
     for (int i = 1; i < neb.images; i++)
         if (!quorix_neb_images_compatible(cells[0], cells[i])) return;
+    QuorixFixedComponents fixed;
+    if (!read_constraints(cells[0], (std::string(opt->argv[2]) + ".0.cif").c_str(), fixed)) return;
+    neb.run.fixed = &fixed;
     const PropertyPtr ppt = import_property(opt, cells[0], neb.sf);
     if (ppt && quorix_cell_relax_neb_images(cells.get(), neb.images, ppt.get(), neb.run, name.c_str()))
         std::fprintf(stderr, "Error: quorix_cell_relax_neb() returns non-zero.\n");

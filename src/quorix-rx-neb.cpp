@@ -13,6 +13,7 @@
 #include "quorix-import-property.hpp"
 #include "quorix-import-write.hpp"
 #include "quorix-la.hpp"
+#include "quorix-rx-pairs.hpp"
 #include "quorix-rx.hpp"
 
 namespace {
@@ -97,8 +98,10 @@ double largest_atom_force(const std::vector<double>& f) {
     return largest;
 }
 
-// The shortest periodic vector from x_from to an image of x_to, from their fractional coordinates.
-void shortest_vector(double* out, const QUORIX_CELL* cell, const double* from_f, const double* to_f) {
+// The shortest periodic vector from x_from to an image of x_to, from their fractional
+// coordinates; `translation` gets the lattice translation of that image of x_to.
+void shortest_vector(double* out, const QUORIX_CELL* cell, const double* from_f, const double* to_f,
+                     int* translation = nullptr) {
     double base[3];
     for (int k = 0; k < 3; k++) base[k] = (to_f[k] - from_f[k]) - std::round(to_f[k] - from_f[k]);
     double best = -1;
@@ -112,6 +115,10 @@ void shortest_vector(double* out, const QUORIX_CELL* cell, const double* from_f,
                 if (best < 0 || length < best) {
                     best = length;
                     quorix_vector3_double_copy(out, v);
+                    const int n[3] = {l, m, p};
+                    if (translation)
+                        for (int k = 0; k < 3; k++)
+                            translation[k] = n[k] - static_cast<int>(std::round(to_f[k] - from_f[k]));
                 }
             }
 }
@@ -120,8 +127,9 @@ bool same_species(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
     return a.os == b.os && std::strncmp(a.type, b.type, sizeof(a.type)) == 0;
 }
 
-// The atoms of `cell` in the order of `reference`, each shifted to the lattice image nearest to
-// its partner: pairs of the same species are taken shortest first.
+// The atoms of `cell` in the order of `reference`, each moved by the lattice translation that
+// takes it nearest to its partner (an atom already nearest keeps its coordinates to the last
+// digit): pairs of the same species are taken shortest first.
 CellPtr matched_to(const QUORIX_CELL* reference, const QUORIX_CELL* cell) {
     struct Candidate {
         double d;
@@ -148,10 +156,13 @@ CellPtr matched_to(const QUORIX_CELL* reference, const QUORIX_CELL* cell) {
         if (taken_i[c.i] || taken_j[c.j]) continue;
         taken_i[c.i] = taken_j[c.j] = 1;
         double v[3];
-        shortest_vector(v, reference, reference->atom[c.i].x_f, cell->atom[c.j].x_f);
+        int n[3];
+        shortest_vector(v, reference, reference->atom[c.i].x_f, cell->atom[c.j].x_f, n);
         QUORIX_ATOM& atom = matched->atom[c.i];
         atom = cell->atom[c.j];
-        for (int k = 0; k < 3; k++) atom.x[k] = reference->atom[c.i].x[k] + v[k];
+        for (int k = 0; k < 3; k++)
+            if (n[k] != 0)
+                for (int d = 0; d < 3; d++) atom.x[d] += n[k] * reference->a[k][d];
     }
     quorix_cell_update_coordinate_fractional(matched.get());
     return matched;
@@ -174,13 +185,43 @@ struct Evaluation {
     double energy = 0;
 };
 
-int evaluate(Evaluation& out, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, long* evaluations) {
-    out.energy = quorix_cell_calculate_total_energy(cell, ppt);
+// Energy and forces in eV/A over a pair list that counts the pairs of fixed atoms too.
+int energy_and_force_ev(Evaluation& out, QuorixRxPairs& pairs, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
+    if (!cell || cell->total <= 0 || !ppt) {
+        std::fprintf(stderr, "Error: QUORIX_CELL or QUORIX_PROPERTY has not been properly initialized.\n");
+        return 1;
+    }
+    out.force.assign(3 * cell->total, 0);
+    std::vector<double*> rows(cell->total);
+    for (long i = 0; i < cell->total; i++) rows[i] = &out.force[3 * i];
+    if (pairs.energy_and_force(cell, ppt, out.energy, rows.data()) != 0) return 1;
+    for (double& c : out.force) c *= kForceToEv;
+    return 0;
+}
+
+// Components that do not move: every component of an `ignored` atom, and those of `settings`.
+std::vector<char> fixed_components(const QUORIX_CELL* cell, const QuorixNebSettings& settings) {
+    const bool listed = settings.fixed && static_cast<long>(settings.fixed->size()) == cell->total;
+    std::vector<char> fixed(3 * cell->total, 0);
+    for (long i = 0; i < cell->total; i++)
+        for (int k = 0; k < 3; k++) fixed[3 * i + k] = cell->atom[i].ignored || (listed && (*settings.fixed)[i][k]);
+    return fixed;
+}
+
+void zero_fixed(std::vector<double>& v, const std::vector<char>& fixed) {
+    for (size_t n = 0; n < v.size(); n++)
+        if (fixed[n]) v[n] = 0;
+}
+
+// The energy and the forces of free components in eV/A.
+int evaluate(Evaluation& out, QuorixRxPairs& pairs, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt,
+             const std::vector<char>& fixed, long* evaluations) {
     if (evaluations) (*evaluations)++;
-    if (quorix_cell_calculate_force_ev(out.force, cell, ppt) != 0) {
+    if (energy_and_force_ev(out, pairs, cell, ppt) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_calculate_force_ev() returns non-zero.\n");
         return 1;
     }
+    zero_fixed(out.force, fixed);
     return 0;
 }
 
@@ -349,16 +390,10 @@ bool quorix_neb_images_compatible(const QUORIX_CELL* a, const QUORIX_CELL* b) {
 }
 
 int quorix_cell_calculate_force_ev(std::vector<double>& force, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
-    if (!cell || cell->total <= 0 || !ppt) {
-        std::fprintf(stderr, "Error: QUORIX_CELL or QUORIX_PROPERTY has not been properly initialized.\n");
-        return 1;
-    }
-    const long total = cell->total;
-    force.assign(3 * total, 0);
-    std::vector<double*> rows(total);
-    for (long i = 0; i < total; i++) rows[i] = &force[3 * i];
-    if (quorix_cell_calculate_force(rows.data(), cell, ppt) != 0) return 1;
-    for (double& c : force) c *= kForceToEv;
+    QuorixRxPairs pairs(true);
+    Evaluation out;
+    if (energy_and_force_ev(out, pairs, cell, ppt) != 0) return 1;
+    force = std::move(out.force);
     return 0;
 }
 
@@ -411,11 +446,17 @@ int quorix_neb_band_from_images(QuorixNebBand& band, QUORIX_CELL* const* cells, 
 int quorix_neb_relax_image(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, const QuorixNebSettings& settings,
                            long* force_evaluations) {
     const QuorixNebSettings s = resolved(settings);
+    if (!cell || cell->total <= 0 || !cell->atom) {
+        std::fprintf(stderr, "Error: QUORIX_CELL has not been properly initialized.\n");
+        return 1;
+    }
     std::vector<double> x = positions_of(cell);
+    const std::vector<char> fixed = fixed_components(cell, s);
+    QuorixRxPairs pairs(true);
     Fire fire;
     Evaluation now;
     for (long step = 0;; step++) {
-        if (evaluate(now, cell, ppt, force_evaluations) != 0) return 1;
+        if (evaluate(now, pairs, cell, ppt, fixed, force_evaluations) != 0) return 1;
         if (largest_atom_force(now.force) <= s.f_conv) return 0;
         if (s.step_limit > 0 && step >= s.step_limit) {
             std::printf("Warning: step limit reached without achieving convergence.\n");
@@ -439,10 +480,17 @@ int quorix_neb_band_relax(QuorixNebBand& band, const QUORIX_PROPERTY* ppt, const
     band.coordinate.assign(total, 0);
     band.force_max.assign(total, 0);
     for (size_t i = 0; i < total; i++) x[i] = positions_of(band.images[i].get());
+    const std::vector<char> fixed = fixed_components(band.images[0].get(), s);
+    for (size_t i = 1; i + 1 < total; i++) {
+        for (size_t n = 0; n < fixed.size(); n++)
+            if (fixed[n]) x[i][n] = x[0][n];
+        set_positions(band.images[i].get(), x[i]);
+    }
+    std::vector<QuorixRxPairs> pairs(total, QuorixRxPairs(true));
     // The ends stay where they are: their energies and forces are found once.
     for (size_t i : {size_t{0}, total - 1}) {
         Evaluation end;
-        if (evaluate(end, band.images[i].get(), ppt, &band.force_evaluations) != 0) return 1;
+        if (evaluate(end, pairs[i], band.images[i].get(), ppt, fixed, &band.force_evaluations) != 0) return 1;
         band.energy[i] = end.energy;
         band.force_max[i] = largest_atom_force(end.force);
     }
@@ -458,7 +506,7 @@ int quorix_neb_band_relax(QuorixNebBand& band, const QUORIX_PROPERTY* ppt, const
     for (band.steps = 0;; band.steps++) {
         for (size_t i = 1; i + 1 < total; i++) {
             Evaluation now;
-            if (evaluate(now, band.images[i].get(), ppt, &band.force_evaluations) != 0) return 1;
+            if (evaluate(now, pairs[i], band.images[i].get(), ppt, fixed, &band.force_evaluations) != 0) return 1;
             band.energy[i] = now.energy;
             f[i] = std::move(now.force);
         }
@@ -469,7 +517,8 @@ int quorix_neb_band_relax(QuorixNebBand& band, const QUORIX_PROPERTY* ppt, const
             forces.clear();
             for (size_t i = 1; i + 1 < total; i++) {
                 const bool climbs = climbing && static_cast<int>(i) == highest;
-                const std::vector<double> g = band_force(x, band.energy, f[i], i, climbs, s.k);
+                std::vector<double> g = band_force(x, band.energy, f[i], i, climbs, s.k);
+                zero_fixed(g, fixed);
                 band.force_max[i] = largest_atom_force(g);
                 forces.insert(forces.end(), g.begin(), g.end());
             }

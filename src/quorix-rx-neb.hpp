@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "quorix-alloc.hpp"
+#include "quorix-import-constraint.hpp"
 #include "quorix.hpp"
 
 struct QuorixNebSettings {
@@ -13,6 +14,9 @@ struct QuorixNebSettings {
     bool relax = true;    // relax the end images to their minima first
     double f_conv = 0.005;  // largest force at convergence, eV/A; non-positive: 0.005
     double k = 0.5;         // spring constant, eV/A^2; non-positive: 0.5
+    // Components that stay where they are in the first image, per atom of the first image, besides
+    // every component of its `ignored` atoms.
+    const QuorixFixedComponents* fixed = nullptr;
 };
 
 // A band of images; positions are the Cartesian coordinates of the image cells, continuous
@@ -28,7 +32,9 @@ struct QuorixNebBand {
     bool converged = false;
 };
 
-// The forces of the pair model in eV/A; the energy unit is counted once per ordered pair.
+// The forces of the pair model in eV/A; the energy unit is counted once per ordered pair. Every
+// pair counts, those of fixed (`ignored`) atoms too, as in the band, which then zeroes the forces
+// on fixed components.
 int quorix_cell_calculate_force_ev(std::vector<double>& force, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
 
 // True when two images can belong to one band: the same number of atoms, of the same species
@@ -41,10 +47,12 @@ bool quorix_neb_images_compatible(const QUORIX_CELL* a, const QUORIX_CELL* b);
 int quorix_neb_band_interpolate(QuorixNebBand& band, const QUORIX_CELL* first, const QUORIX_CELL* last, int total);
 // A band from a series of images, each matched to the one before it.
 int quorix_neb_band_from_images(QuorixNebBand& band, QUORIX_CELL* const* cells, int total);
-// Relaxes a single structure in place by FIRE until no force exceeds f_conv.
+// Relaxes a single structure in place by FIRE until no force exceeds f_conv; its fixed
+// components keep their coordinates.
 int quorix_neb_relax_image(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, const QuorixNebSettings& settings,
                            long* force_evaluations);
-// Relaxes the band; writes "<name>.neb-log.txt", "<name>.neb-log.<i>.txt" and the image files
+// Relaxes the band, its fixed components held where they are in the first image; writes
+// "<name>.neb-log.txt", "<name>.neb-log.<i>.txt" and the image files
 // "<name>.neb.<i>.cif". Prints the profile and the barrier at the end.
 int quorix_neb_band_relax(QuorixNebBand& band, const QUORIX_PROPERTY* ppt, const QuorixNebSettings& settings,
                           const char* name);

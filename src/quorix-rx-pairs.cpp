@@ -31,7 +31,7 @@ std::vector<double> QuorixRxPairs::image_shifts(const QUORIX_CELL* cell) const {
 }
 
 bool QuorixRxPairs::covers(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) const {
-    if (builds_ == 0 || ppt != ppt_ || ppt->sf != sf_ || 3 * cell->total != static_cast<long>(reference_x_.size()))
+    if (!listed_ || ppt != ppt_ || ppt->sf != sf_ || 3 * cell->total != static_cast<long>(reference_x_.size()))
         return false;
     if (!quorix_cell_lattice_usable(cell)) return false;
     int box[3];
@@ -54,7 +54,7 @@ bool QuorixRxPairs::covers(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) 
 }
 
 bool QuorixRxPairs::build(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
-    builds_ = 0;
+    listed_ = false;
     const std::vector<int> species = quorix_property_species_of_atoms(ppt, cell);
     if (!quorix_property_all_found(species)) {
         std::fprintf(stderr, "Error: quorix_property_find_index() returns negative value.\n");
@@ -77,14 +77,15 @@ bool QuorixRxPairs::build(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
     entries_.clear();
     for (long i = 0; i < cell->total; i++) {
         const QUORIX_ATOM& atom_i = cell->atom[i];
-        if (atom_i.ignored) continue;
+        if (atom_i.ignored && !count_fixed_) continue;
         for (long j = 0; j < cell->total; j++) {
             const int term = species[i] * ppt->total + species[j];
             if (!terms_[term].listed) continue;
             const double range = terms_[term].pair.reach + skin_;
             for (size_t n = 0; 3 * n < shifts.size(); n++) {
                 double d_squared = 0;
-                for (int k = 0; k < 3; k++) d_squared += std::pow(cell->atom[j].x[k] - (shifts[3 * n + k] + atom_i.x[k]), 2);
+                for (int k = 0; k < 3; k++)
+                    d_squared += std::pow(cell->atom[j].x[k] - (shifts[3 * n + k] + atom_i.x[k]), 2);
                 if (d_squared <= range * range) entries_.push_back({i, j, static_cast<int>(n), term});
             }
         }
@@ -93,6 +94,7 @@ bool QuorixRxPairs::build(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
     for (long i = 0; i < cell->total; i++)
         for (int k = 0; k < 3; k++) reference_x_[3 * i + k] = cell->atom[i].x[k];
     std::copy(&cell->a[0][0], &cell->a[0][0] + 9, &reference_a_[0][0]);
+    listed_ = true;
     builds_++;
     return true;
 }
@@ -132,7 +134,8 @@ double QuorixRxPairs::energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt
         if (p.coulomb)
             sum += (quorix_energy_coulombic_unshifted(d, p.qq, p.sigma) - term.coulomb_shift) * occ * occ_j;
         else
-            sum += quorix_energy_bonding_with_energy_shift(d, p.bin->d0, p.bin->rmin, p.bin->b, p.bin->en_s) * occ * occ_j;
+            sum += quorix_energy_bonding_with_energy_shift(d, p.bin->d0, p.bin->rmin, p.bin->b, p.bin->en_s) * occ *
+                   occ_j;
     });
     return sum * kQuorixHalfEvPerUnit;
 }

@@ -13,7 +13,9 @@
 // hold the same atoms as the listed one, and the set must be the same.
 class QuorixRxPairs {
 public:
-    explicit QuorixRxPairs(double skin = 1.0) : skin_(skin) {}
+    // With `count_fixed` the pairs of `ignored` atoms count like all others, as though no atom
+    // were flagged.
+    explicit QuorixRxPairs(bool count_fixed = false, double skin = 1.0) : skin_(skin), count_fixed_(count_fixed) {}
 
     // quorix_cell_calculate_total_energy; 0.0 on failure.
     double energy(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);
@@ -46,6 +48,8 @@ private:
     void for_each_pair(const QUORIX_CELL* cell, Visit visit) const;
 
     double skin_;
+    bool count_fixed_;
+    bool listed_ = false;
     long builds_ = 0;
     const QUORIX_PROPERTY* ppt_ = nullptr;
     double sf_ = 0;

@@ -14,6 +14,7 @@
 #include "quorix-import-property.hpp"
 #include "quorix-la.hpp"
 #include "quorix-rx-neb.hpp"
+#include "quorix-rx-pairs.hpp"
 #include "quorix-rx-sd.hpp"
 #include "quorix-rx.hpp"
 #include "support.hpp"
@@ -54,11 +55,15 @@ long hopping_atom(const QuorixNebBand& band) {
     return hopping;
 }
 
-QuorixNebBand quiet_neb(const QUORIX_CELL* first, const QUORIX_CELL* last, int images, const QUORIX_PROPERTY* ppt,
-                        double f_conv) {
+QuorixNebSettings settings_with(double f_conv) {
     QuorixNebSettings settings;
     settings.step_log = -1;
     settings.f_conv = f_conv;
+    return settings;
+}
+
+QuorixNebBand quiet_neb(const QUORIX_CELL* first, const QUORIX_CELL* last, int images, const QUORIX_PROPERTY* ppt,
+                        const QuorixNebSettings& settings) {
     QuorixNebBand band;
     testing::internal::CaptureStdout();
     CellPtr ends[2] = {CellPtr(quorix_cell_copy(first)), CellPtr(quorix_cell_copy(last))};
@@ -88,6 +93,41 @@ TEST(Relax, ForcesInEvAreMinusTheEnergyGradient) {
         }
         EXPECT_NEAR(force[k], -(energy[1] - energy[0]) / (2 * h), 1e-4) << k;
     }
+}
+
+// The pair list gives the plain energy, forces and stresses on a real structure with a fixed
+// atom, strained, with its atoms moved within the skin (list kept) and beyond it (listed anew).
+TEST(Relax, PairListEqualsThePlainSums) {
+    CellPtr cell = read_cif(kLiFePO4).cell;
+    PropertyPtr ppt = quiet_set(cell.get());
+    cell->atom[3].ignored = true;
+    QuorixRxPairs pairs;
+    const double strain[3][3] = {{0.02, 0.03, 0}, {0, -0.01, 0}, {0, 0.02, 0}};
+    for (const double move : {0.0, -1.0, 0.2, 1.5}) {
+        if (move < 0) quorix_cell_deform(cell.get(), strain);
+        for (long i = 0; i < cell->total; i++) cell->atom[i].x[i % 3] += move > 0 ? move * (i % 2 ? 1 : -0.5) : 0;
+        quorix_cell_update_coordinate_fractional(cell.get());
+        const long n = cell->total;
+        std::vector<double> plain(3 * n), listed(3 * n);
+        std::vector<double*> plain_rows(n), listed_rows(n);
+        for (long i = 0; i < n; i++) plain_rows[i] = &plain[3 * i], listed_rows[i] = &listed[3 * i];
+        double energy = 0;
+        ASSERT_EQ(pairs.energy_and_force(cell.get(), ppt.get(), energy, listed_rows.data()), 0);
+        ASSERT_EQ(quorix_cell_calculate_force(plain_rows.data(), cell.get(), ppt.get()), 0);
+        const double plain_energy = quorix_cell_calculate_total_energy(cell.get(), ppt.get());
+        EXPECT_NEAR(energy, plain_energy, 1e-9 * std::fabs(plain_energy)) << move;
+        for (size_t c = 0; c < plain.size(); c++) EXPECT_NEAR(listed[c], plain[c], 1e-9) << move << " " << c;
+        for (const bool shear : {false, true}) {
+            double expected[3], stress[3];
+            ASSERT_EQ((shear ? quorix_cell_calculate_stress_shear : quorix_cell_calculate_stress_diagonal)(
+                          expected, cell.get(), ppt.get()), 0);
+            ASSERT_EQ(quorix_cell_stress_by_strain(stress, cell.get(), shear, [&](const QUORIX_CELL* strained) {
+                return pairs.energy(strained, ppt.get());
+            }), 0);
+            for (int k = 0; k < 3; k++) EXPECT_NEAR(stress[k], expected[k], 1e-9) << move << " " << k;
+        }
+    }
+    EXPECT_EQ(pairs.builds(), 3);
 }
 
 // Fixed atoms keep their positions to the last digit; a negative step limit strains the cell
@@ -126,7 +166,7 @@ TEST(Relax, NebOfASymmetricHopClimbsToTheMidpoint) {
     CellPtr first, last;
     ASSERT_EQ(quorix_neb_vacancy_hop_ends(li2o.get(), from, to, first, last), 0);
     const double f_conv = 0.01;
-    const QuorixNebBand band = quiet_neb(first.get(), last.get(), 5, ppt.get(), f_conv);
+    const QuorixNebBand band = quiet_neb(first.get(), last.get(), 5, ppt.get(), settings_with(f_conv));
     ASSERT_TRUE(band.converged);
     EXPECT_EQ(band.climbing, 2);
     EXPECT_LT(*std::max_element(band.force_max.begin() + 1, band.force_max.end() - 1), f_conv);
@@ -137,6 +177,30 @@ TEST(Relax, NebOfASymmetricHopClimbsToTheMidpoint) {
     double midpoint[3];
     quorix_vector3_double_sum2(midpoint, ends[0][hopping].x, 0.5, ends[1][hopping].x, 0.5);
     EXPECT_LT(quorix_vector3_double_distance(band.images[2]->atom[hopping].x, midpoint), 0.02);
+}
+
+// Atoms fixed whole (`ignored`) or in one component stay where they are in the first image, to
+// the last digit, in every image of a band.
+TEST(Relax, NebHoldsFixedAtomsInEveryImage) {
+    CellPtr li2o = read_cif("Li2O_COD9009059_occupancy.cif").cell;
+    PropertyPtr ppt = quiet_set(li2o.get());
+    const QUORIX_ATOM* end = li2o->atom + li2o->total;
+    const long oxygen = std::find_if(li2o->atom, end, [](const QUORIX_ATOM& a) { return a.os < 0; }) - li2o->atom;
+    li2o->atom[oxygen].ignored = true;
+    const double from[3] = {0.25, 0.25, 0.25}, to[3] = {0.75, 0.25, 0.25};
+    CellPtr first, last;
+    ASSERT_EQ(quorix_neb_vacancy_hop_ends(li2o.get(), from, to, first, last), 0);
+    QuorixFixedComponents fixed(first->total, {false, false, false});
+    fixed[oxygen == 1 ? 2 : 1][1] = true;
+    QuorixNebSettings settings = settings_with(0.01);
+    settings.fixed = &fixed;
+    settings.step_limit = 20;
+    const QuorixNebBand band = quiet_neb(first.get(), last.get(), 5, ppt.get(), settings);
+    ASSERT_EQ(band.images.size(), 5u);
+    for (const CellPtr& image : band.images)
+        for (long i = 0; i < first->total; i++)
+            for (int k = 0; k < 3; k++)
+                if (fixed[i][k] || first->atom[i].ignored) EXPECT_EQ(image->atom[i].x[k], first->atom[i].x[k]) << i;
 }
 
 // The hop along b in LiFePO4 (one vacancy in the cell) passes, as on the landscape, two saddles
@@ -160,7 +224,7 @@ TEST(Relax, NebOfLiFePO4HopAgreesWithTheLandscape) {
     const double from[3] = {0, 0, 0}, to[3] = {0, 0.5, 0};
     CellPtr first, last;
     ASSERT_EQ(quorix_neb_vacancy_hop_ends(lfp.get(), from, to, first, last), 0);
-    const QuorixNebBand band = quiet_neb(first.get(), last.get(), 5, ppt.get(), 0.02);
+    const QuorixNebBand band = quiet_neb(first.get(), last.get(), 5, ppt.get(), settings_with(0.02));
     ASSERT_TRUE(band.converged);
     const double* climber = band.images[band.climbing]->atom[hopping_atom(band)].x_f;
     const QUORIX_ATOM* saddle = nullptr;
