@@ -184,7 +184,7 @@ TEST(Relax, NebOfASymmetricHopClimbsToTheMidpoint) {
 TEST(Relax, NebHoldsFixedAtomsInEveryImage) {
     CellPtr li2o = read_cif("Li2O_COD9009059_occupancy.cif").cell;
     PropertyPtr ppt = quiet_set(li2o.get());
-    const QUORIX_ATOM* end = li2o->atom + li2o->total;
+    QUORIX_ATOM* const end = li2o->atom + li2o->total;
     const long oxygen = std::find_if(li2o->atom, end, [](const QUORIX_ATOM& a) { return a.os < 0; }) - li2o->atom;
     li2o->atom[oxygen].ignored = true;
     const double from[3] = {0.25, 0.25, 0.25}, to[3] = {0.75, 0.25, 0.25};
