@@ -1,8 +1,12 @@
-// Benchmark of the relaxations: steepest descent of the 192-atom garnet and a 7-image nudged
-// elastic band of a Li vacancy hop along b in a 2x1x2 LiFePO4 supercell.
+// Benchmark of the relaxations: one energy and force evaluation of the 192-atom garnet by the
+// plain sums and by the pair list, steepest descent of the garnet, with the cell of LiFePO4, and
+// a 7-image nudged elastic band of a Li vacancy hop along b in a 2x1x2 LiFePO4 supercell.
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "bench_support.hpp"
 #include "quorix-alloc.hpp"
@@ -11,7 +15,9 @@
 #include "quorix-import-occ.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-rx-neb.hpp"
+#include "quorix-rx-pairs.hpp"
 #include "quorix-rx-sd.hpp"
+#include "quorix-rx.hpp"
 
 namespace {
 
@@ -35,24 +41,65 @@ PropertyPtr property_of(QUORIX_CELL* cell) {
                                                         database("database_binary.dat").c_str()));
 }
 
-void bench_sd() {
-    const CellPtr cell = read_cell("Li7La3Zr2O12_tetragonal_P1_pymatgen.cif");
-    const PropertyPtr ppt = cell ? property_of(cell.get()) : nullptr;
-    if (!ppt) return;
+// Processor seconds per evaluation of energy and forces, plain and by a list made anew each time,
+// and the largest difference of the two relative to the largest value.
+void bench_evaluation(const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
+    constexpr int kRepeats = 20;
+    const long n = cell->total;
+    std::vector<double> plain(3 * n), listed(3 * n);
+    std::vector<double*> plain_rows(n), listed_rows(n);
+    for (long i = 0; i < n; i++) plain_rows[i] = &plain[3 * i], listed_rows[i] = &listed[3 * i];
+    double plain_energy = 0, listed_energy = 0;
+    double start = cpu_seconds();
+    for (int r = 0; r < kRepeats; r++) {
+        plain_energy = quorix_cell_calculate_total_energy(cell, ppt);
+        quorix_cell_calculate_force(plain_rows.data(), cell, ppt);
+    }
+    const double plain_seconds = (cpu_seconds() - start) / kRepeats;
+    start = cpu_seconds();
+    for (int r = 0; r < kRepeats; r++) QuorixRxPairs().energy_and_force(cell, ppt, listed_energy, listed_rows.data());
+    const double listed_seconds = (cpu_seconds() - start) / kRepeats;
+    double largest = 0, difference = 0;
+    for (size_t c = 0; c < plain.size(); c++) {
+        largest = std::max(largest, std::fabs(plain[c]));
+        difference = std::max(difference, std::fabs(listed[c] - plain[c]));
+    }
+    std::printf("energy and forces, garnet: plain %.2f ms, pair list (built each time) %.2f ms; energy difference "
+                "%.1e eV, largest force difference %.1e of the largest force\n",
+                1e3 * plain_seconds, 1e3 * listed_seconds, std::fabs(listed_energy - plain_energy),
+                difference / largest);
+}
+
+void bench_sd_run(const char* label, const QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt, long step_p) {
     const auto start = bench::Clock::now();
     const double cpu_start = cpu_seconds();
     long steps = 0;
     bool converged = false;
+    double parameters[3] = {};
     {
         bench::QuietStdout quiet;
-        quorix_ptr<QUORIX_RX_SD, quorix_rx_sd_free> state(quorix_rx_sd_new(cell.get(), ppt.get()));
-        state->step_p = 0;
+        quorix_ptr<QUORIX_RX_SD, quorix_rx_sd_free> state(quorix_rx_sd_new(cell, ppt));
+        state->step_p = step_p;
         quorix_rx_sd_run(state.get());
         steps = state->step;
         converged = state->converged;
+        std::copy(state->cell->parameter, state->cell->parameter + 3, parameters);
     }
-    std::printf("rx-sd garnet (%ld atoms), f_conv 0.005: %ld steps, %ld force evaluations, %.2f s (processor %.2f s), converged %s\n",
-                cell->total, steps, steps, bench::seconds_since(start), cpu_seconds() - cpu_start, converged ? "yes" : "no");
+    std::printf("rx-sd %s (%ld atoms), step_p %ld, f_conv 0.005: %ld steps, %.2f s (processor %.2f s), converged %s, "
+                "a b c %.3f %.3f %.3f\n",
+                label, cell->total, step_p, steps, bench::seconds_since(start), cpu_seconds() - cpu_start,
+                converged ? "yes" : "no", parameters[0], parameters[1], parameters[2]);
+}
+
+void bench_sd() {
+    const CellPtr garnet = read_cell("Li7La3Zr2O12_tetragonal_P1_pymatgen.cif");
+    const PropertyPtr garnet_ppt = garnet ? property_of(garnet.get()) : nullptr;
+    if (!garnet_ppt) return;
+    bench_evaluation(garnet.get(), garnet_ppt.get());
+    bench_sd_run("garnet", garnet.get(), garnet_ppt.get(), 0);
+    const CellPtr lfp = read_cell("LiFePO4_COD4001848_occupancy.cif");
+    const PropertyPtr lfp_ppt = lfp ? property_of(lfp.get()) : nullptr;
+    if (lfp_ppt) bench_sd_run("LiFePO4", lfp.get(), lfp_ppt.get(), 10);
 }
 
 void bench_neb() {
