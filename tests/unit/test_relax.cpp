@@ -200,7 +200,9 @@ TEST(Relax, NebHoldsFixedAtomsInEveryImage) {
     for (const CellPtr& image : band.images)
         for (long i = 0; i < first->total; i++)
             for (int k = 0; k < 3; k++)
-                if (fixed[i][k] || first->atom[i].ignored) EXPECT_EQ(image->atom[i].x[k], first->atom[i].x[k]) << i;
+                if (fixed[i][k] || first->atom[i].ignored) {
+                    EXPECT_EQ(image->atom[i].x[k], first->atom[i].x[k]) << i;
+                }
 }
 
 // The hop along b in LiFePO4 (one vacancy in the cell) passes, as on the landscape, two saddles
