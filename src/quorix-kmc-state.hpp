@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <utility>
+#include <cstddef>
 #include <vector>
 
 #include "quorix-file.hpp"
@@ -14,26 +14,51 @@
 // hop equals the sum formed afresh in any order, and local updates give the full recomputation's rates.
 constexpr double kKmcEnergyQuantum = 1.0 / 1099511627776.0;
 
+// Per-site lists stored back to back: the items of site v are items[begin[v] .. begin[v + 1]).
+template <class T>
+struct QuorixKmcLists {
+    std::vector<std::size_t> begin{0};
+    std::vector<T> items;
+
+    void close() { begin.push_back(items.size()); }  // ends the list of the next site
+    const T* first(long v) const { return items.data() + begin[v]; }
+    const T* last(long v) const { return items.data() + begin[v + 1]; }
+};
+
+// A site or saddle whose Coulomb sum an ion on a given site enters, with that energy.
+struct QuorixKmcNeighbour {
+    std::uint32_t index;
+    std::int64_t de;
+};
+
+// What the rate of one hop reads besides the sums of its ends and saddle, in one record.
+struct QuorixKmcHop {
+    std::uint32_t from, to;  // initial and final site
+    std::int64_t end_de;     // energy between its two ends (0 beyond the cutoff)
+    double saddle_en;        // ke[].en
+    double frequency;        // ke[].f
+    double barrier;          // of its rate while active, NaN when not
+};
+
+// Per-hop flags: from an occupied to an empty site; waiting in marked_edges (ke[].update); a
+// positive rate.
+enum : unsigned char { kKmcActive = 1, kKmcMarked = 2, kKmcRated = 4 };
+
 struct QuorixKmcState {
-    std::vector<std::vector<int64_t>> site_de;    // parallel to kv[i].v_n
-    std::vector<std::vector<int64_t>> saddle_de;  // parallel to ke[e].v_n
-    // For each site, the hops whose saddle has it among its neighbours, with that energy.
-    std::vector<std::vector<std::pair<long, int64_t>>> near_saddles;
-    std::vector<int64_t> end_de;    // per hop: energy between its two ends (0 beyond the cutoff)
-    std::vector<int64_t> site_phi;  // Coulomb energy of each site with the occupied sites around it
-    std::vector<int64_t> saddle_phi;
-    // Compact copies of what the rate updates read most, for the cache.
-    std::vector<unsigned char> occupied;                // per site
-    std::vector<long> from, to, reverse;                // per hop: initial and final site, reverse hop
-    std::vector<double> rate;                           // per hop, equal to ke[].r
-    std::vector<double> site_en, saddle_en, frequency;  // kv[].en, ke[].en, ke[].f
-    std::vector<unsigned char> active;                  // per hop: from an occupied to an empty site
-    std::vector<double> barrier;                        // per active hop: the barrier of its rate (NaN when none)
-    std::vector<unsigned char> marked;                  // per hop: waiting in marked_edges (ke[].update)
-    std::vector<long> hops_begin, hops;                 // hops leaving site v: hops[hops_begin[v] .. hops_begin[v + 1])
+    QuorixKmcLists<QuorixKmcNeighbour> near_sites;    // sites around each site (kv[].v_n and v_de)
+    QuorixKmcLists<QuorixKmcNeighbour> near_saddles;  // saddles around each site other than its own hops'
+    QuorixKmcLists<std::uint32_t> incident;           // hops leaving or entering each site
+    // Per site: the hops other than its own whose barrier its occupation enters (those at the
+    // sites around it, and those whose saddle it is near), so marking after a hop is a flat loop.
+    QuorixKmcLists<std::uint32_t> dependent;
+    std::vector<std::int64_t> site_phi;  // Coulomb energy of each site with the occupied sites around it
+    std::vector<std::int64_t> saddle_phi;
+    std::vector<double> site_en;          // kv[].en
+    std::vector<unsigned char> occupied;  // per site
+    std::vector<QuorixKmcHop> hop;
+    std::vector<unsigned char> flags;  // per hop
     QuorixRateTree tree;
-    std::vector<long> marked_sites;
-    std::vector<long> marked_edges;
+    std::vector<std::uint32_t> marked_edges;
     std::vector<long> where;    // current site of the ion that started at each site; -1 if none
     std::vector<double> since;  // clock at which each occupied site was last taken
     double clock = 0.0;         // production time over all runs, ps

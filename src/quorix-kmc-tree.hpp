@@ -5,70 +5,83 @@
 #include <cstddef>
 #include <vector>
 
+// Each node holds the sum of eight children, so a tree over thousands of hops has four or five
+// levels and a node's children share one cache line; sums are always recomputed from the
+// children (never updated by differences), so they do not drift.
 class QuorixRateTree {
 public:
+    static constexpr std::size_t kFanOut = 8;
+
     explicit QuorixRateTree(long count = 0) { resize(count); }
 
     void resize(long count) {
-        leaves_ = 1;
-        while (leaves_ < count) leaves_ *= 2;
-        sum_.assign(2 * static_cast<std::size_t>(leaves_), 0.0);
-        dirty_mark_.assign(static_cast<std::size_t>(leaves_), 0);
-        dirty_.clear();
+        level_.clear();
+        std::size_t size = count > 0 ? static_cast<std::size_t>(count) : 1;
+        do {
+            level_.push_back(std::vector<double>(padded(size), 0.0));
+            size = (size + kFanOut - 1) / kFanOut;
+        } while (size > 1);
+        level_.push_back(std::vector<double>(1, 0.0));
+        dirty_.assign(level_.size(), {});
+        dirty_mark_.assign(level_.size(), {});
+        for (std::size_t k = 1; k < level_.size(); k++) dirty_mark_[k].assign(level_[k].size(), 0);
     }
 
     // Sets the rate of one leaf; only positive rates take part in the sums. The sums above it
     // follow at the next flush(), once for all leaves set since, so leaves set together share the
     // work on their common ancestors.
     void set(long index, double rate) {
-        const std::size_t node = static_cast<std::size_t>(leaves_ + index);
-        sum_[node] = rate > 0.0 ? rate : 0.0;
-        if (!dirty_mark_[node / 2]) {
-            dirty_mark_[node / 2] = 1;
-            dirty_.push_back(node / 2);
-        }
+        const std::size_t leaf = static_cast<std::size_t>(index);
+        level_[0][leaf] = rate > 0.0 ? rate : 0.0;
+        mark(1, leaf / kFanOut);
     }
 
     void flush() {
-        while (!dirty_.empty()) {
-            next_.clear();
-            for (const std::size_t node : dirty_) {
-                dirty_mark_[node] = 0;
-                sum_[node] = sum_[2 * node] + sum_[2 * node + 1];
-                if (node > 1 && !dirty_mark_[node / 2]) {
-                    dirty_mark_[node / 2] = 1;
-                    next_.push_back(node / 2);
-                }
+        for (std::size_t k = 1; k < level_.size(); k++) {
+            for (const std::size_t node : dirty_[k]) {
+                dirty_mark_[k][node] = 0;
+                level_[k][node] = block_sum(&level_[k - 1][node * kFanOut]);
+                if (k + 1 < level_.size()) mark(k + 1, node / kFanOut);
             }
-            dirty_.swap(next_);
+            dirty_[k].clear();
         }
     }
 
-    double rate(long index) const { return sum_[static_cast<std::size_t>(leaves_ + index)]; }
-    double total() const { return sum_[1]; }  // after flush()
+    double rate(long index) const { return level_[0][static_cast<std::size_t>(index)]; }
+    double total() const { return level_.back()[0]; }  // after flush()
 
     // The first leaf with a positive rate whose running sum reaches target; -1 when all are zero.
-    // A subtree with no positive rate is never entered, so rounding near the total cannot
-    // end on a zero leaf.
+    // A block's children after its last positive one are never entered, so rounding near the
+    // total cannot end on a zero leaf.
     long select(double target) const {
-        if (!(sum_[1] > 0.0)) return -1;
-        std::size_t node = 1;
-        while (node < static_cast<std::size_t>(leaves_)) {
-            const double left = sum_[2 * node];
-            const bool go_left = left > 0.0 && (target <= left || !(sum_[2 * node + 1] > 0.0));
-            if (go_left) {
-                node = 2 * node;
-            } else {
-                target -= left;
-                node = 2 * node + 1;
+        if (!(total() > 0.0)) return -1;
+        std::size_t node = 0;
+        for (std::size_t k = level_.size() - 1; k-- > 0;) {
+            const double* child = &level_[k][node * kFanOut];
+            std::size_t last = kFanOut - 1;
+            while (last > 0 && !(child[last] > 0.0)) last--;
+            std::size_t j = 0;
+            for (; j < last; j++) {
+                if (child[j] > 0.0 && target <= child[j]) break;
+                target -= child[j];
             }
+            node = node * kFanOut + j;
         }
-        return static_cast<long>(node) - leaves_;
+        return static_cast<long>(node);
     }
 
 private:
-    long leaves_ = 1;
-    std::vector<double> sum_;
-    std::vector<unsigned char> dirty_mark_;  // per inner node: waiting in dirty_
-    std::vector<std::size_t> dirty_, next_;
+    static std::size_t padded(std::size_t size) { return (size + kFanOut - 1) / kFanOut * kFanOut; }
+
+    static double block_sum(const double* c) { return ((c[0] + c[1]) + (c[2] + c[3])) + ((c[4] + c[5]) + (c[6] + c[7])); }
+
+    void mark(std::size_t k, std::size_t node) {
+        if (dirty_mark_[k][node]) return;
+        dirty_mark_[k][node] = 1;
+        dirty_[k].push_back(node);
+    }
+
+    std::vector<std::vector<double>> level_;  // level_[0]: the leaves; the last level: the total
+    std::vector<std::vector<std::size_t>> dirty_;
+    std::vector<std::vector<unsigned char>> dirty_mark_;  // per node: waiting in dirty_
 };

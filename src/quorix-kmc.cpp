@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "quorix-gh.hpp"
+#include "quorix-import-grid.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-kmc-state.hpp"
 #include "quorix-la.hpp"
@@ -31,24 +32,10 @@ double energy_of(int64_t quanta) { return static_cast<double>(quanta) * kKmcEner
 
 long vertex_index(const QUORIX_KMC* kmc, const QUORIX_GRAPH_VERTEX* v) { return v - kmc->graph->v; }
 
+// A zeroed array of count elements (at least one, so that an empty list is not a failure).
 template <class T>
-bool append(T*& array, long& total, const T& value) {
-    auto* grown = static_cast<T*>(std::realloc(array, (total + 1) * sizeof(T)));
-    if (!grown) return false;
-    array = grown;
-    array[total++] = value;
-    return true;
-}
-
-// Grows a count-and-array pair and a parallel array that shares the count.
-template <class T, class U>
-bool append_pair(T*& array, U*& parallel, long& total, const T& value, const U& other) {
-    long count = total;
-    if (!append(array, count, value)) return false;
-    count = total;
-    if (!append(parallel, count, other)) return false;
-    total = count;
-    return true;
+T* allocate(long count) {
+    return static_cast<T*>(std::calloc(static_cast<std::size_t>(std::max(count, 1L)), sizeof(T)));
 }
 
 // Curvature of the landscape along the hop at its initial site: the diagonal second derivatives
@@ -101,66 +88,157 @@ public:
         return false;
     }
 
+    const double* reach() const { return reach_; }
+
 private:
     double reciprocal_[3][3];
     double reach_[3];
 };
 
-std::vector<std::array<double, 3>> fractional_positions(const FarTest& test, const QUORIX_GRAPH* graph, bool saddles) {
-    std::vector<std::array<double, 3>> f;
-    const long total = saddles ? graph->total_e : graph->total_v;
-    for (long i = 0; i < total; i++) f.push_back(test.fractional(saddles ? graph->e[i].x : graph->v[i].x));
-    return f;
+// The sites (or saddles) of the graph binned by fractional position, so that the candidates
+// within the cutoff of a point are found in the bins around it instead of among all of them.
+class NearbyPoints {
+public:
+    NearbyPoints(const FarTest& test, const QUORIX_GRAPH* graph, bool saddles)
+        : test_(test), grid_(saddles ? graph->total_e : graph->total_v, test.reach()) {
+        const long total = saddles ? graph->total_e : graph->total_v;
+        for (long i = 0; i < total; i++) {
+            f_.push_back(test.fractional(saddles ? graph->e[i].x : graph->v[i].x));
+            grid_.insert(i, f_.back().data());
+        }
+    }
+
+    const std::array<double, 3>& fractional(long i) const { return f_[i]; }
+
+    // The points that pass the far test from f (a superset of those within the cutoff), in
+    // increasing index order, so the tables are built in the order of a plain double loop.
+    std::vector<long> near(const std::array<double, 3>& f) const {
+        std::vector<long> found;
+        grid_.visit_near(f.data(), [&](long i) {
+            if (!test_.far(f, f_[i])) found.push_back(i);
+            return true;
+        });
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+private:
+    const FarTest& test_;
+    std::vector<std::array<double, 3>> f_;
+    PositionGrid grid_;
+};
+
+struct NearPair {
+    long a, b;  // site and site, or site and hop
+    double de;
+};
+
+// Allocates each site's v_n and v_de for count[v] neighbours; false after printing the failure.
+bool allocate_site_lists(QUORIX_KMC* kmc, const std::vector<long>& count) {
+    for (long v = 0; v < kmc->graph->total_v; v++) {
+        QUORIX_KMC_VERTEX& site = kmc->kv[v];
+        if (!(site.v_n = allocate<long>(count[v]))) {
+            std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].v_n.\n", v);
+            return false;
+        }
+        if (!(site.v_de = allocate<double>(count[v]))) {
+            std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].v_de.\n", v);
+            return false;
+        }
+    }
+    return true;
 }
 
-// Site pairs within the cutoff, each distance computed once so both sites hold the same energy.
+// Site pairs within the cutoff, each distance computed once (from the lower index) so both sites
+// hold the same energy; each site lists its neighbours in increasing order.
 int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
-    if (!(coulomb.cutoff > 0.0)) return 0;
     QUORIX_GRAPH* graph = kmc->graph;
-    const auto f = fractional_positions(test, graph, false);
-    for (long i = 0; i < graph->total_v; i++)
-        for (long j = i + 1; j < graph->total_v; j++) {
-            if (test.far(f[i], f[j])) continue;
-            const double r = quorix_dot_distance(graph->v[i].x, graph->v[j].x, graph->a);
-            if (!(r < coulomb.cutoff)) continue;
-            const double de = coulomb.energy(r);
-            for (const auto& [a, b] : {std::pair{i, j}, std::pair{j, i}}) {
-                if (!append_pair(kmc->kv[a].v_n, kmc->kv[a].v_de, kmc->kv[a].total_v, b, de)) {
-                    std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].v_n.\n", a);
-                    return 1;
-                }
-                kmc->state->site_de[a].push_back(quantize(de));
+    std::vector<NearPair> pairs;
+    std::vector<long> count(graph->total_v, 0);
+    if (coulomb.cutoff > 0.0) {
+        const NearbyPoints sites(test, graph, false);
+        for (long i = 0; i < graph->total_v; i++)
+            for (const long j : sites.near(sites.fractional(i))) {
+                if (j <= i) continue;
+                const double r = quorix_dot_distance(graph->v[i].x, graph->v[j].x, graph->a);
+                if (!(r < coulomb.cutoff)) continue;
+                pairs.push_back({i, j, coulomb.energy(r)});
+                count[i]++;
+                count[j]++;
             }
+    }
+    if (!allocate_site_lists(kmc, count)) return 1;
+    for (const NearPair& pair : pairs)
+        for (const auto& [a, b] : {std::pair{pair.a, pair.b}, std::pair{pair.b, pair.a}}) {
+            QUORIX_KMC_VERTEX& site = kmc->kv[a];
+            site.v_n[site.total_v] = b;
+            site.v_de[site.total_v++] = pair.de;
         }
+    QuorixKmcState& state = *kmc->state;
+    for (long v = 0; v < graph->total_v; v++) {
+        for (long k = 0; k < kmc->kv[v].total_v; k++)
+            state.near_sites.items.push_back(
+                {static_cast<std::uint32_t>(kmc->kv[v].v_n[k]), quantize(kmc->kv[v].v_de[k])});
+        state.near_sites.close();
+    }
     return 0;
 }
 
-// Saddles within the cutoff of each site, and the sites around each saddle other than its ends.
-int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
-    if (!(coulomb.cutoff > 0.0)) return 0;
-    QUORIX_GRAPH* graph = kmc->graph;
-    const auto f_site = fractional_positions(test, graph, false);
-    const auto f_saddle = fractional_positions(test, graph, true);
-    for (long i = 0; i < graph->total_v; i++)
-        for (long m = 0; m < graph->total_e; m++) {
-            if (test.far(f_site[i], f_saddle[m])) continue;
-            const QUORIX_GRAPH_EDGE& edge = graph->e[m];
-            const double r = quorix_dot_distance(graph->v[i].x, edge.x, graph->a);
-            if (!(r < coulomb.cutoff)) continue;
-            if (!append(kmc->kv[i].e_n, kmc->kv[i].total_e, m)) {
-                std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].e_n.\n", i);
-                return 1;
-            }
-            if (edge.v_i == &graph->v[i] || edge.v_f == &graph->v[i]) continue;
-            const double de = coulomb.energy(r);
-            QUORIX_KMC_EDGE& ke = kmc->ke[m];
-            if (!append_pair(ke.v_n, ke.v_de, ke.total_v, i, de)) {
-                std::fprintf(stderr, "Error: unable to reallocate kmc->ke[%ld].v_n.\n", m);
-                return 1;
-            }
-            kmc->state->saddle_de[m].push_back(quantize(de));
-            kmc->state->near_saddles[i].push_back({m, quantize(de)});
+// Allocates each site's e_n and each hop's v_n and v_de; false after printing the failure.
+bool allocate_saddle_lists(QUORIX_KMC* kmc, const std::vector<long>& per_site, const std::vector<long>& per_hop) {
+    for (long v = 0; v < kmc->graph->total_v; v++)
+        if (!(kmc->kv[v].e_n = allocate<long>(per_site[v]))) {
+            std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].e_n.\n", v);
+            return false;
         }
+    for (long m = 0; m < kmc->graph->total_e; m++) {
+        QUORIX_KMC_EDGE& ke = kmc->ke[m];
+        if (!(ke.v_n = allocate<long>(per_hop[m]))) {
+            std::fprintf(stderr, "Error: unable to reallocate kmc->ke[%ld].v_n.\n", m);
+            return false;
+        }
+        if (!(ke.v_de = allocate<double>(per_hop[m]))) {
+            std::fprintf(stderr, "Error: unable to reallocate kmc->ke[%ld].v_de.\n", m);
+            return false;
+        }
+    }
+    return true;
+}
+
+// Saddles within the cutoff of each site, and the sites around each saddle other than its ends;
+// both in increasing order.
+int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
+    QUORIX_GRAPH* graph = kmc->graph;
+    std::vector<NearPair> pairs;  // de is NaN where the site is an end of the hop
+    std::vector<long> per_site(graph->total_v, 0), per_hop(graph->total_e, 0);
+    if (coulomb.cutoff > 0.0) {
+        const NearbyPoints sites(test, graph, false);
+        const NearbyPoints saddles(test, graph, true);
+        for (long i = 0; i < graph->total_v; i++)
+            for (const long m : saddles.near(sites.fractional(i))) {
+                const QUORIX_GRAPH_EDGE& edge = graph->e[m];
+                const double r = quorix_dot_distance(graph->v[i].x, edge.x, graph->a);
+                if (!(r < coulomb.cutoff)) continue;
+                const bool end = edge.v_i == &graph->v[i] || edge.v_f == &graph->v[i];
+                pairs.push_back({i, m, end ? NAN : coulomb.energy(r)});
+                per_site[i]++;
+                if (!end) per_hop[m]++;
+            }
+    }
+    if (!allocate_saddle_lists(kmc, per_site, per_hop)) return 1;
+    QuorixKmcLists<QuorixKmcNeighbour>& near_saddles = kmc->state->near_saddles;
+    long site = 0;
+    for (const NearPair& pair : pairs) {
+        for (; site < pair.a; site++) near_saddles.close();
+        QUORIX_KMC_VERTEX& kv = kmc->kv[pair.a];
+        kv.e_n[kv.total_e++] = pair.b;
+        if (std::isnan(pair.de)) continue;
+        QUORIX_KMC_EDGE& ke = kmc->ke[pair.b];
+        ke.v_n[ke.total_v] = pair.a;
+        ke.v_de[ke.total_v++] = pair.de;
+        near_saddles.items.push_back({static_cast<std::uint32_t>(pair.b), quantize(pair.de)});
+    }
+    for (; site < graph->total_v; site++) near_saddles.close();
     return 0;
 }
 
@@ -174,92 +252,94 @@ int build_edges(QUORIX_KMC* kmc) {
         ke.en = edge.en;
         ke.l = edge.l;
         ke.f = kFrequencyFactor * std::sqrt(hop_curvature(graph, edge) / graph->m);
-        state.frequency.push_back(ke.f);
-        state.saddle_en.push_back(ke.en);
         ke.r2 = static_cast<double*>(std::calloc(std::max(1, edge.v_f->total_e), sizeof(double)));
         if (!ke.r2) {
             std::fprintf(stderr, "Error: unable to allocate kmc->ke[%ld].r2.\n", m);
             return 1;
         }
-        const QUORIX_KMC_VERTEX& final_site = kmc->kv[vertex_index(kmc, edge.v_f)];
-        for (long k = 0; k < final_site.total_v; k++)
-            if (final_site.v_n[k] == vertex_index(kmc, edge.v_i))
-                state.end_de[m] = state.site_de[vertex_index(kmc, edge.v_f)][k];
+        QuorixKmcHop hop{static_cast<std::uint32_t>(vertex_index(kmc, edge.v_i)),
+                         static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), 0, ke.en, ke.f, NAN};
+        for (const QuorixKmcNeighbour* n = state.near_sites.first(hop.to); n != state.near_sites.last(hop.to); n++)
+            if (n->index == hop.from) hop.end_de = n->de;
+        state.hop.push_back(hop);
     }
     return 0;
 }
 
-// ---------------------------------------------------------------- occupation and rates
-
-void mark_site(QUORIX_KMC* kmc, long v) {
-    if (kmc->kv[v].update) return;
-    kmc->kv[v].update = true;
-    kmc->state->marked_sites.push_back(v);
+// The hops at each site (leaving or entering it), and the hops of other sites whose barrier the
+// site's occupation enters.
+void build_hop_lists(QuorixKmcState& state, long total_v) {
+    std::vector<std::vector<std::uint32_t>> incident(total_v);
+    for (std::uint32_t m = 0; m < state.hop.size(); m++) {
+        incident[state.hop[m].from].push_back(m);
+        if (state.hop[m].to != state.hop[m].from) incident[state.hop[m].to].push_back(m);
+    }
+    for (long v = 0; v < total_v; v++) {
+        state.incident.items.insert(state.incident.items.end(), incident[v].begin(), incident[v].end());
+        state.incident.close();
+    }
+    std::vector<std::uint32_t> hops;
+    for (long v = 0; v < total_v; v++) {
+        hops.clear();
+        for (const QuorixKmcNeighbour* n = state.near_sites.first(v); n != state.near_sites.last(v); n++)
+            hops.insert(hops.end(), incident[n->index].begin(), incident[n->index].end());
+        for (const QuorixKmcNeighbour* n = state.near_saddles.first(v); n != state.near_saddles.last(v); n++)
+            hops.push_back(n->index);
+        std::sort(hops.begin(), hops.end());
+        hops.erase(std::unique(hops.begin(), hops.end()), hops.end());
+        for (const std::uint32_t m : hops)
+            if (state.hop[m].from != v && state.hop[m].to != v) state.dependent.items.push_back(m);
+        state.dependent.close();
+    }
 }
 
-// Only a hop from an occupied to an empty site (an active hop) has a rate. A hop that had no
-// rate and is not active keeps a zero rate, so it is not marked.
-void mark_edge(QUORIX_KMC* kmc, long m) {
-    QuorixKmcState& state = *kmc->state;
-    if (state.marked[m] || (!state.active[m] && state.rate[m] == 0.0)) return;
-    state.marked[m] = 1;
+// ---------------------------------------------------------------- occupation and rates
+
+void mark_edge(QuorixKmcState& state, std::uint32_t m) {
+    if (state.flags[m] & kKmcMarked) return;
+    state.flags[m] |= kKmcMarked;
     state.marked_edges.push_back(m);
 }
 
-// Hops at site v and their reverses, whose activity may have changed with v's occupation.
-void mark_hops_of(QUORIX_KMC* kmc, long v) {
-    const QuorixKmcState& state = *kmc->state;
-    for (long k = state.hops_begin[v]; k < state.hops_begin[v + 1]; k++) {
-        mark_edge(kmc, state.hops[k]);
-        mark_edge(kmc, state.reverse[state.hops[k]]);
-    }
-}
-
-// Hops at site v, whose occupation is unchanged, after the energy of v changed: only active
-// ones can have or gain a rate.
-void mark_active_hops_at(QUORIX_KMC* kmc, long v) {
-    const QuorixKmcState& state = *kmc->state;
-    for (long k = state.hops_begin[v]; k < state.hops_begin[v + 1]; k++) {
-        const long m = state.hops[k];
-        if (state.active[m]) mark_edge(kmc, m);
-        if (state.active[state.reverse[m]]) mark_edge(kmc, state.reverse[m]);
-    }
-}
-
-void update_activity(QuorixKmcState& state, long v) {
-    for (long k = state.hops_begin[v]; k < state.hops_begin[v + 1]; k++)
-        for (const long m : {state.hops[k], state.reverse[state.hops[k]]})
-            state.active[m] = state.occupied[state.from[m]] && !state.occupied[state.to[m]];
+// Only a hop from an occupied to an empty site (an active hop) has a rate.
+void set_activity(QuorixKmcState& state, std::uint32_t m) {
+    const bool active = state.occupied[state.hop[m].from] && !state.occupied[state.hop[m].to];
+    state.flags[m] = static_cast<unsigned char>(active ? state.flags[m] | kKmcActive : state.flags[m] & ~kKmcActive);
 }
 
 // Puts an ion on (sign 1) or takes it off (sign -1) a site, keeping the Coulomb sums of the
-// sites and saddles around it and the site's occupied time.
+// sites and saddles around it and the site's occupied time, and marks the hops whose rates may
+// change: its own (their activity may change) and the active ones whose barrier it enters.
 void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
     QuorixKmcState& state = *kmc->state;
     QUORIX_KMC_VERTEX& site = kmc->kv[v];
     site.occupied = sign > 0;
     state.occupied[v] = site.occupied;
-    update_activity(state, v);
     if (sign > 0) {
         state.since[v] = state.clock;
     } else {
         site.t += state.clock - state.since[v];
     }
-    for (long k = 0; k < site.total_v; k++) state.site_phi[site.v_n[k]] += sign * state.site_de[v][k];
-    for (const auto& [m, de] : state.near_saddles[v]) state.saddle_phi[m] += sign * de;
-    mark_site(kmc, v);
+    for (const QuorixKmcNeighbour* n = state.near_sites.first(v); n != state.near_sites.last(v); n++)
+        state.site_phi[n->index] += sign * n->de;
+    for (const QuorixKmcNeighbour* n = state.near_saddles.first(v); n != state.near_saddles.last(v); n++)
+        state.saddle_phi[n->index] += sign * n->de;
+    for (const std::uint32_t* m = state.dependent.first(v); m != state.dependent.last(v); m++)
+        if ((state.flags[*m] & (kKmcActive | kKmcMarked)) == kKmcActive) mark_edge(state, *m);
+    // A hop that had no rate and is not active keeps a zero rate, so it is not marked.
+    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) {
+        set_activity(state, *m);
+        if (state.flags[*m] & (kKmcActive | kKmcRated)) mark_edge(state, *m);
+    }
 }
 
 // Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
-double barrier_of(const QUORIX_KMC* kmc, long m) {
-    const QuorixKmcState& state = *kmc->state;
-    const long i = state.from[m];
-    const long f = state.to[m];
+double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop, std::uint32_t m) {
     // The final site is empty, so it adds nothing to the initial site's sum; the initial site's
     // ion is taken out of the final site's sum.
-    const double e_i = state.site_en[i] + energy_of(state.site_phi[i]);
-    const double e_f = state.site_en[f] + energy_of(state.site_phi[f] - state.end_de[m]);
-    const double e_s = state.saddle_en[m] + energy_of(state.saddle_phi[m]);
+    const double e_i = state.site_en[hop.from] + energy_of(state.site_phi[hop.from]);
+    const double e_f = state.site_en[hop.to] + energy_of(state.site_phi[hop.to] - hop.end_de);
+    const double e_s = hop.saddle_en + energy_of(state.saddle_phi[m]);
     return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
 }
 
@@ -267,20 +347,23 @@ double barrier_of(const QUORIX_KMC* kmc, long m) {
 void recompute_marked_edges(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     const double kT = kBoltzmann * kmc->temperature;
-    for (const long m : state.marked_edges) {
-        QUORIX_KMC_EDGE& ke = kmc->ke[m];
-        state.marked[m] = 0;
+    for (const std::uint32_t m : state.marked_edges) {
+        QuorixKmcHop& hop = state.hop[m];
+        unsigned char& flags = state.flags[m];
+        flags &= ~kKmcMarked;
         double r = 0.0;
-        if (state.active[m]) {
-            const double barrier = barrier_of(kmc, m);
-            if (barrier == state.barrier[m]) continue;
-            state.barrier[m] = barrier;
-            r = state.frequency[m] * std::exp(-barrier / kT);
+        if (flags & kKmcActive) {
+            const double barrier = barrier_of(state, hop, m);
+            if (barrier == hop.barrier) continue;
+            hop.barrier = barrier;
+            r = hop.frequency * std::exp(-barrier / kT);
         } else {
-            state.barrier[m] = NAN;
+            hop.barrier = NAN;
         }
-        if (r == ke.r) continue;
-        ke.r = state.rate[m] = r;
+        double& rate = kmc->ke[m].r;
+        if (r == rate) continue;
+        rate = r;
+        flags = static_cast<unsigned char>(r != 0.0 ? flags | kKmcRated : flags & ~kKmcRated);
         state.tree.set(m, r);
     }
     state.marked_edges.clear();
@@ -292,9 +375,11 @@ void recompute_sums(QUORIX_KMC* kmc) {
     std::fill(state.site_phi.begin(), state.site_phi.end(), 0);
     std::fill(state.saddle_phi.begin(), state.saddle_phi.end(), 0);
     for (long v = 0; v < kmc->graph->total_v; v++) {
-        if (!kmc->kv[v].occupied) continue;
-        for (long k = 0; k < kmc->kv[v].total_v; k++) state.site_phi[kmc->kv[v].v_n[k]] += state.site_de[v][k];
-        for (const auto& [m, de] : state.near_saddles[v]) state.saddle_phi[m] += de;
+        if (!state.occupied[v]) continue;
+        for (const QuorixKmcNeighbour* n = state.near_sites.first(v); n != state.near_sites.last(v); n++)
+            state.site_phi[n->index] += n->de;
+        for (const QuorixKmcNeighbour* n = state.near_saddles.first(v); n != state.near_saddles.last(v); n++)
+            state.saddle_phi[n->index] += n->de;
     }
 }
 
@@ -422,6 +507,22 @@ long draw_hop(const QUORIX_KMC* kmc, double total) {
     return m;
 }
 
+// The neighbour tables of the sites and hops.
+void free_tables(QUORIX_KMC* kmc) {
+    const long total_v = kmc->graph ? kmc->graph->total_v : 0;
+    const long total_e = kmc->graph ? kmc->graph->total_e : 0;
+    for (long v = 0; kmc->kv && v < total_v; v++) {
+        std::free(kmc->kv[v].v_n);
+        std::free(kmc->kv[v].e_n);
+        std::free(kmc->kv[v].v_de);
+    }
+    for (long m = 0; kmc->ke && m < total_e; m++) {
+        std::free(kmc->ke[m].v_n);
+        std::free(kmc->ke[m].v_de);
+        std::free(kmc->ke[m].r2);
+    }
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- records
@@ -440,30 +541,13 @@ QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property,
     if (!kmc->kv || !kmc->ke || !kmc->state) return nullptr;
     kmc->graph = graph;
     QuorixKmcState& state = *kmc->state;
-    state.site_de.resize(graph->total_v);
-    state.saddle_de.resize(graph->total_e);
-    state.near_saddles.resize(graph->total_v);
-    state.end_de.assign(graph->total_e, 0);
     state.site_phi.assign(graph->total_v, 0);
     state.saddle_phi.assign(graph->total_e, 0);
     state.where.assign(graph->total_v, -1);
     state.since.assign(graph->total_v, 0.0);
     state.tree.resize(graph->total_e);
     state.occupied.assign(graph->total_v, 0);
-    state.rate.assign(graph->total_e, 0.0);
-    state.marked.assign(graph->total_e, 0);
-    state.active.assign(graph->total_e, 0);
-    state.barrier.assign(graph->total_e, NAN);
-    state.hops_begin.push_back(0);
-    for (long v = 0; v < graph->total_v; v++) {
-        for (int k = 0; k < graph->v[v].total_e; k++) state.hops.push_back(graph->v[v].e[k] - graph->e);
-        state.hops_begin.push_back(static_cast<long>(state.hops.size()));
-    }
-    for (long m = 0; m < graph->total_e; m++) {
-        state.from.push_back(graph->e[m].v_i - graph->v);
-        state.to.push_back(graph->e[m].v_f - graph->v);
-        state.reverse.push_back(graph->e[m].e_r ? graph->e[m].e_r - graph->e : m);
-    }
+    state.flags.assign(graph->total_e, 0);
     for (long v = 0; v < graph->total_v; v++) {
         kmc->kv[v].v = &graph->v[v];
         kmc->kv[v].en = graph->v[v].en;
@@ -475,26 +559,17 @@ QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property,
     const FarTest test(graph->a, coulomb.cutoff);
     if (build_site_neighbours(kmc.get(), coulomb, test) || build_saddle_neighbours(kmc.get(), coulomb, test) ||
         build_edges(kmc.get())) {
+        free_tables(kmc.get());
         kmc->graph = nullptr;  // the caller keeps the graph on failure
         return nullptr;
     }
+    build_hop_lists(state, graph->total_v);
     return kmc.release();
 }
 
 void quorix_kmc_free(QUORIX_KMC* kmc) {
     if (!kmc) return;
-    const long total_v = kmc->graph ? kmc->graph->total_v : 0;
-    const long total_e = kmc->graph ? kmc->graph->total_e : 0;
-    for (long v = 0; kmc->kv && v < total_v; v++) {
-        std::free(kmc->kv[v].v_n);
-        std::free(kmc->kv[v].e_n);
-        std::free(kmc->kv[v].v_de);
-    }
-    for (long m = 0; kmc->ke && m < total_e; m++) {
-        std::free(kmc->ke[m].v_n);
-        std::free(kmc->ke[m].v_de);
-        std::free(kmc->ke[m].r2);
-    }
+    free_tables(kmc);
     std::free(kmc->kv);
     std::free(kmc->ke);
     delete kmc->state;
@@ -515,11 +590,11 @@ int quorix_kmc_reset(QUORIX_KMC* kmc) {
         QUORIX_KMC_VERTEX& site = kmc->kv[v];
         site.occupied = site.init = false;
         kmc->state->occupied[v] = 0;
-        update_activity(*kmc->state, v);
         site.origin = -1;
         std::memset(site.y_i, 0, sizeof site.y_i);
         std::memset(site.d, 0, sizeof site.d);
     }
+    for (std::uint32_t m = 0; m < kmc->state->hop.size(); m++) set_activity(*kmc->state, m);
     recompute_sums(kmc);
     if (place_ions(kmc)) {
         std::fprintf(stderr, "Error: unable to assign occ.\n");
@@ -533,12 +608,10 @@ int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc)) return 1;
     recompute_sums(kmc);
     QuorixKmcState& state = *kmc->state;
-    std::fill(state.barrier.begin(), state.barrier.end(), NAN);  // the temperature may have changed
-    for (long m = 0; m < kmc->graph->total_e; m++)
-        if (!state.marked[m]) {
-            state.marked[m] = 1;
-            state.marked_edges.push_back(m);
-        }
+    for (std::uint32_t m = 0; m < state.hop.size(); m++) {
+        state.hop[m].barrier = NAN;  // the temperature may have changed
+        mark_edge(state, m);
+    }
     return quorix_kmc_update_rate(kmc);
 }
 
@@ -547,16 +620,6 @@ int quorix_kmc_update_rate(QUORIX_KMC* kmc) {
         std::fprintf(stderr, "Error: wrong inputs for generating rates.\n");
         return 1;
     }
-    QuorixKmcState& state = *kmc->state;
-    for (const long v : state.marked_sites) {
-        QUORIX_KMC_VERTEX& site = kmc->kv[v];
-        for (long k = 0; k < site.total_v; k++) mark_active_hops_at(kmc, site.v_n[k]);
-        for (const auto& near : state.near_saddles[v])
-            if (state.active[near.first]) mark_edge(kmc, near.first);
-        mark_hops_of(kmc, v);
-        site.update = false;
-    }
-    state.marked_sites.clear();
     recompute_marked_edges(kmc);
     return 0;
 }
