@@ -1,7 +1,8 @@
 // Hops per second of the kinetic Monte Carlo on the garnet's default supercell (Li 90 % occupied,
 // landscape of the full structure), with the rate tree and with the plain running-sum scan from
 // the same seed, then the default run of 10^7 hops; with the default Coulomb cutoff of 5 A and
-// without interaction. Arguments: [resolution [hops [short]]] ("short" skips the default runs).
+// without interaction; then the time to build the simulation on larger supercells. Arguments:
+// [resolution [hops [short]]] ("short" skips the default runs and the larger supercells).
 #include <algorithm>
 #include <ctime>
 #include <cstdio>
@@ -38,12 +39,17 @@ bool prepare(const std::filesystem::path& dir, const std::string& resolution, st
     return true;
 }
 
-QUORIX_KMC* simulation(const std::string& cif, const std::string& cube, long hops, double temperature, double cutoff) {
+QUORIX_KMC* built(const std::string& cif, const std::string& cube, double cutoff, const int* supercell = nullptr) {
     const bench::QuietStdout quiet;
-    QUORIX_KMC* kmc = quorix_kmc_new_from_file(cif.c_str(), cube.c_str(), "Li", 1, nullptr, -1.0, cutoff,
-                                               db("database_symcards.dat").c_str(), db("database_unitary.dat").c_str(),
-                                               db("database_binary.dat").c_str());
+    return quorix_kmc_new_from_file(cif.c_str(), cube.c_str(), "Li", 1, supercell, -1.0, cutoff,
+                                    db("database_symcards.dat").c_str(), db("database_unitary.dat").c_str(),
+                                    db("database_binary.dat").c_str());
+}
+
+QUORIX_KMC* simulation(const std::string& cif, const std::string& cube, long hops, double temperature, double cutoff) {
+    QUORIX_KMC* kmc = built(cif, cube, cutoff);
     if (!kmc) return nullptr;
+    const bench::QuietStdout quiet;
     kmc->temperature = temperature;
     kmc->step_limit = hops;
     kmc->step_log = 10000;
@@ -95,6 +101,25 @@ void print_sizes(const QUORIX_KMC* kmc) {
                 kmc->graph->total_v, kmc->graph->total_e, ions, neighbours / sites, saddles / sites);
 }
 
+// Processor time of building the simulation (landscape graph, supercell, neighbour tables) on
+// s x s x s supercells, with and without the Coulomb cutoff: the difference is the tables.
+void time_tables(const std::string& cif, const std::string& cube) {
+    for (const int s : {2, 4, 8}) {
+        const int supercell[3] = {s, s, s};
+        double seconds[2];
+        long sites = 0;
+        for (const double cutoff : {0.0, 5.0}) {
+            const std::clock_t start = std::clock();
+            QUORIX_KMC* kmc = built(cif, cube, cutoff, supercell);
+            seconds[cutoff > 0.0] = double(std::clock() - start) / CLOCKS_PER_SEC;
+            if (kmc) sites = kmc->graph->total_v;
+            quorix_kmc_free(kmc);
+        }
+        std::printf("%d x %d x %d: %ld sites, built in %.2f s without the cutoff, %.2f s with 5 A\n", s, s, s, sites,
+                    seconds[0], seconds[1]);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -128,6 +153,7 @@ int main(int argc, char** argv) {
         }
         quorix_kmc_free(kmc);
     }
+    if (full_runs) time_tables(cif, cube);
     std::filesystem::remove_all(dir);
     return 0;
 }

@@ -25,10 +25,23 @@ struct QuorixKmcLists {
     const T* last(long v) const { return items.data() + begin[v + 1]; }
 };
 
-// A site or saddle whose Coulomb sum an ion on a given site enters, with that energy.
-struct QuorixKmcNeighbour {
-    std::uint32_t index;
-    std::int64_t de;
+// For each site, the sites (or saddles) whose Coulomb sum an ion on it enters, with that energy;
+// indices and energies in separate arrays, so that the hot loop streams fewer bytes.
+struct QuorixKmcEnergies {
+    std::vector<std::size_t> begin{0};
+    std::vector<std::uint32_t> index;
+    std::vector<std::int64_t> de;
+
+    void add(long i, std::int64_t energy) {
+        index.push_back(static_cast<std::uint32_t>(i));
+        de.push_back(energy);
+    }
+    void close() { begin.push_back(index.size()); }  // ends the list of the next site
+
+    // Adds sign times the energies of site v's list to the sums they enter.
+    void add_to(std::vector<std::int64_t>& sum, long v, std::int64_t sign) const {
+        for (std::size_t k = begin[v]; k < begin[v + 1]; k++) sum[index[k]] += sign * de[k];
+    }
 };
 
 // What the rate of one hop reads besides the sums of its ends and saddle, in one record.
@@ -45,8 +58,8 @@ struct QuorixKmcHop {
 enum : unsigned char { kKmcActive = 1, kKmcMarked = 2, kKmcRated = 4 };
 
 struct QuorixKmcState {
-    QuorixKmcLists<QuorixKmcNeighbour> near_sites;    // sites around each site (kv[].v_n and v_de)
-    QuorixKmcLists<QuorixKmcNeighbour> near_saddles;  // saddles around each site other than its own hops'
+    QuorixKmcEnergies near_sites;    // sites around each site (kv[].v_n and v_de)
+    QuorixKmcEnergies near_saddles;  // saddles around each site other than its own hops'
     QuorixKmcLists<std::uint32_t> incident;           // hops leaving or entering each site
     // Per site: the hops other than its own whose barrier its occupation enters (those at the
     // sites around it, and those whose saddle it is near), so marking after a hop is a flat loop.

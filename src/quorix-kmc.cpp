@@ -177,8 +177,7 @@ int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest
     QuorixKmcState& state = *kmc->state;
     for (long v = 0; v < graph->total_v; v++) {
         for (long k = 0; k < kmc->kv[v].total_v; k++)
-            state.near_sites.items.push_back(
-                {static_cast<std::uint32_t>(kmc->kv[v].v_n[k]), quantize(kmc->kv[v].v_de[k])});
+            state.near_sites.add(kmc->kv[v].v_n[k], quantize(kmc->kv[v].v_de[k]));
         state.near_sites.close();
     }
     return 0;
@@ -226,7 +225,7 @@ int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTe
             }
     }
     if (!allocate_saddle_lists(kmc, per_site, per_hop)) return 1;
-    QuorixKmcLists<QuorixKmcNeighbour>& near_saddles = kmc->state->near_saddles;
+    QuorixKmcEnergies& near_saddles = kmc->state->near_saddles;
     long site = 0;
     for (const NearPair& pair : pairs) {
         for (; site < pair.a; site++) near_saddles.close();
@@ -236,7 +235,7 @@ int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTe
         QUORIX_KMC_EDGE& ke = kmc->ke[pair.b];
         ke.v_n[ke.total_v] = pair.a;
         ke.v_de[ke.total_v++] = pair.de;
-        near_saddles.items.push_back({static_cast<std::uint32_t>(pair.b), quantize(pair.de)});
+        near_saddles.add(pair.b, quantize(pair.de));
     }
     for (; site < graph->total_v; site++) near_saddles.close();
     return 0;
@@ -259,8 +258,8 @@ int build_edges(QUORIX_KMC* kmc) {
         }
         QuorixKmcHop hop{static_cast<std::uint32_t>(vertex_index(kmc, edge.v_i)),
                          static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), 0, ke.en, ke.f, NAN};
-        for (const QuorixKmcNeighbour* n = state.near_sites.first(hop.to); n != state.near_sites.last(hop.to); n++)
-            if (n->index == hop.from) hop.end_de = n->de;
+        for (std::size_t k = state.near_sites.begin[hop.to]; k < state.near_sites.begin[hop.to + 1]; k++)
+            if (state.near_sites.index[k] == hop.from) hop.end_de = state.near_sites.de[k];
         state.hop.push_back(hop);
     }
     return 0;
@@ -281,10 +280,12 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
     std::vector<std::uint32_t> hops;
     for (long v = 0; v < total_v; v++) {
         hops.clear();
-        for (const QuorixKmcNeighbour* n = state.near_sites.first(v); n != state.near_sites.last(v); n++)
-            hops.insert(hops.end(), incident[n->index].begin(), incident[n->index].end());
-        for (const QuorixKmcNeighbour* n = state.near_saddles.first(v); n != state.near_saddles.last(v); n++)
-            hops.push_back(n->index);
+        for (std::size_t k = state.near_sites.begin[v]; k < state.near_sites.begin[v + 1]; k++) {
+            const std::uint32_t s = state.near_sites.index[k];
+            hops.insert(hops.end(), incident[s].begin(), incident[s].end());
+        }
+        hops.insert(hops.end(), state.near_saddles.index.begin() + state.near_saddles.begin[v],
+                    state.near_saddles.index.begin() + state.near_saddles.begin[v + 1]);
         std::sort(hops.begin(), hops.end());
         hops.erase(std::unique(hops.begin(), hops.end()), hops.end());
         for (const std::uint32_t m : hops)
@@ -320,10 +321,8 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
     } else {
         site.t += state.clock - state.since[v];
     }
-    for (const QuorixKmcNeighbour* n = state.near_sites.first(v); n != state.near_sites.last(v); n++)
-        state.site_phi[n->index] += sign * n->de;
-    for (const QuorixKmcNeighbour* n = state.near_saddles.first(v); n != state.near_saddles.last(v); n++)
-        state.saddle_phi[n->index] += sign * n->de;
+    state.near_sites.add_to(state.site_phi, v, sign);
+    state.near_saddles.add_to(state.saddle_phi, v, sign);
     for (const std::uint32_t* m = state.dependent.first(v); m != state.dependent.last(v); m++)
         if ((state.flags[*m] & (kKmcActive | kKmcMarked)) == kKmcActive) mark_edge(state, *m);
     // A hop that had no rate and is not active keeps a zero rate, so it is not marked.
@@ -376,10 +375,8 @@ void recompute_sums(QUORIX_KMC* kmc) {
     std::fill(state.saddle_phi.begin(), state.saddle_phi.end(), 0);
     for (long v = 0; v < kmc->graph->total_v; v++) {
         if (!state.occupied[v]) continue;
-        for (const QuorixKmcNeighbour* n = state.near_sites.first(v); n != state.near_sites.last(v); n++)
-            state.site_phi[n->index] += n->de;
-        for (const QuorixKmcNeighbour* n = state.near_saddles.first(v); n != state.near_saddles.last(v); n++)
-            state.saddle_phi[n->index] += n->de;
+        state.near_sites.add_to(state.site_phi, v, 1);
+        state.near_saddles.add_to(state.saddle_phi, v, 1);
     }
 }
 
