@@ -392,24 +392,44 @@ void add_time_of_occupied_sites(QUORIX_KMC* kmc) {
         }
 }
 
-// One ion on an empty site drawn with probability proportional to its occupancy; -1 when the
-// empty sites carry no occupancy.
-long draw_site_by_occupancy(const QUORIX_KMC* kmc) {
-    double weight = 0.0;
-    for (long v = 0; v < kmc->graph->total_v; v++)
-        if (!kmc->kv[v].occupied && kmc->graph->v[v].occ > 0.0) weight += kmc->graph->v[v].occ;
-    if (!(weight > 1e-6)) return -1;
-    const double target = quorix_kmc_random() * weight;
-    double running = 0.0;
-    long last = -1;
-    for (long v = 0; v < kmc->graph->total_v; v++) {
-        if (kmc->kv[v].occupied || !(kmc->graph->v[v].occ > 0.0)) continue;
-        running += kmc->graph->v[v].occ;
-        last = v;
-        if (running >= target) return v;
+// Draws ions onto empty sites with probability proportional to their occupancy. The empty sites
+// that carry occupancy are kept in index order with the running sums of their occupancies, formed
+// in that order as a scan would, so a draw is a binary search and taking a site re-sums only the
+// sites after it.
+class OccupancyDraw {
+public:
+    explicit OccupancyDraw(const QUORIX_KMC* kmc) : graph_(kmc->graph) {
+        for (long v = 0; v < graph_->total_v; v++)
+            if (!kmc->kv[v].occupied && graph_->v[v].occ > 0.0) sites_.push_back(v);
+        running_.resize(sites_.size());
+        sum_from(0);
     }
-    return last;
-}
+
+    // The first site whose running sum reaches u times the total, taken out of the draw; -1 when
+    // the empty sites carry no occupancy.
+    long next() {
+        const double weight = running_.empty() ? 0.0 : running_.back();
+        if (!(weight > 1e-6)) return -1;
+        const double target = quorix_kmc_random() * weight;
+        const auto reached = std::lower_bound(running_.begin(), running_.end(), target);
+        const std::size_t k = reached == running_.end() ? running_.size() - 1 : reached - running_.begin();
+        const long v = sites_[k];
+        sites_.erase(sites_.begin() + static_cast<std::ptrdiff_t>(k));
+        running_.erase(running_.begin() + static_cast<std::ptrdiff_t>(k));
+        sum_from(k);
+        return v;
+    }
+
+private:
+    void sum_from(std::size_t k) {
+        double running = k > 0 ? running_[k - 1] : 0.0;
+        for (; k < sites_.size(); k++) running_[k] = running += graph_->v[sites_[k]].occ;
+    }
+
+    const QUORIX_GRAPH* graph_;
+    std::vector<long> sites_;
+    std::vector<double> running_;
+};
 
 long lowest_empty_site(const QUORIX_KMC* kmc) {
     long best = -1;
@@ -420,8 +440,9 @@ long lowest_empty_site(const QUORIX_KMC* kmc) {
 
 int place_ions(QUORIX_KMC* kmc) {
     double to_place = kmc->graph->total_occ;
+    OccupancyDraw draw(kmc);
     while (to_place >= 1.0) {
-        const long v = draw_site_by_occupancy(kmc);
+        const long v = draw.next();
         if (v < 0) break;
         change_occupation(kmc, v, 1);
         to_place -= 1.0;
