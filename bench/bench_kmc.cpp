@@ -107,16 +107,16 @@ void time_tables(const std::string& cif, const std::string& cube) {
     for (const int s : {2, 4, 8}) {
         const int supercell[3] = {s, s, s};
         double seconds[2];
-        long sites = 0;
+        long sites = 0, hops = 0;
         for (const double cutoff : {0.0, 5.0}) {
             const std::clock_t start = std::clock();
             QUORIX_KMC* kmc = built(cif, cube, cutoff, supercell);
             seconds[cutoff > 0.0] = double(std::clock() - start) / CLOCKS_PER_SEC;
-            if (kmc) sites = kmc->graph->total_v;
+            if (kmc) sites = kmc->graph->total_v, hops = kmc->graph->total_e;
             quorix_kmc_free(kmc);
         }
-        std::printf("%d x %d x %d: %ld sites, built in %.2f s without the cutoff, %.2f s with 5 A\n", s, s, s, sites,
-                    seconds[0], seconds[1]);
+        std::printf("%d x %d x %d: %ld sites, %ld hops, built in %.2f s without the cutoff, %.2f s with 5 A\n", s, s,
+                    s, sites, hops, seconds[0], seconds[1]);
     }
 }
 
