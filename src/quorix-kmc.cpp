@@ -133,18 +133,16 @@ struct NearPair {
     double de;
 };
 
-// Allocates each site's v_n and v_de for count[v] neighbours; false after printing the failure.
-bool allocate_site_lists(QUORIX_KMC* kmc, const std::vector<long>& count) {
-    for (long v = 0; v < kmc->graph->total_v; v++) {
-        QUORIX_KMC_VERTEX& site = kmc->kv[v];
-        if (!(site.v_n = allocate<long>(count[v]))) {
-            std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].v_n.\n", v);
-            return false;
-        }
-        if (!(site.v_de = allocate<double>(count[v]))) {
-            std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].v_de.\n", v);
-            return false;
-        }
+// Allocates a neighbour list v_n and its energies v_de of kmc->record[index]; false after
+// printing which failed.
+bool allocate_neighbours(long*& v_n, double*& v_de, long count, const char* record, long index) {
+    if (!(v_n = allocate<long>(count))) {
+        std::fprintf(stderr, "Error: unable to reallocate kmc->%s[%ld].v_n.\n", record, index);
+        return false;
+    }
+    if (!(v_de = allocate<double>(count))) {
+        std::fprintf(stderr, "Error: unable to reallocate kmc->%s[%ld].v_de.\n", record, index);
+        return false;
     }
     return true;
 }
@@ -167,7 +165,8 @@ int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest
                 count[j]++;
             }
     }
-    if (!allocate_site_lists(kmc, count)) return 1;
+    for (long v = 0; v < graph->total_v; v++)
+        if (!allocate_neighbours(kmc->kv[v].v_n, kmc->kv[v].v_de, count[v], "kv", v)) return 1;
     for (const NearPair& pair : pairs)
         for (const auto& [a, b] : {std::pair{pair.a, pair.b}, std::pair{pair.b, pair.a}}) {
             QUORIX_KMC_VERTEX& site = kmc->kv[a];
@@ -190,17 +189,8 @@ bool allocate_saddle_lists(QUORIX_KMC* kmc, const std::vector<long>& per_site, c
             std::fprintf(stderr, "Error: unable to reallocate kmc->kv[%ld].e_n.\n", v);
             return false;
         }
-    for (long m = 0; m < kmc->graph->total_e; m++) {
-        QUORIX_KMC_EDGE& ke = kmc->ke[m];
-        if (!(ke.v_n = allocate<long>(per_hop[m]))) {
-            std::fprintf(stderr, "Error: unable to reallocate kmc->ke[%ld].v_n.\n", m);
-            return false;
-        }
-        if (!(ke.v_de = allocate<double>(per_hop[m]))) {
-            std::fprintf(stderr, "Error: unable to reallocate kmc->ke[%ld].v_de.\n", m);
-            return false;
-        }
-    }
+    for (long m = 0; m < kmc->graph->total_e; m++)
+        if (!allocate_neighbours(kmc->ke[m].v_n, kmc->ke[m].v_de, per_hop[m], "ke", m)) return false;
     return true;
 }
 
