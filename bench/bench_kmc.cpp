@@ -115,8 +115,8 @@ void time_tables(const std::string& cif, const std::string& cube) {
             if (kmc) sites = kmc->graph->total_v, hops = kmc->graph->total_e;
             quorix_kmc_free(kmc);
         }
-        std::printf("%d x %d x %d: %ld sites, %ld hops, built in %.2f s without the cutoff, %.2f s with 5 A\n", s, s,
-                    s, sites, hops, seconds[0], seconds[1]);
+        std::printf("%d x %d x %d: %ld sites, %ld hops, built in %.2f s without the cutoff, %.2f s with 5 A\n", s, s, s,
+                    sites, hops, seconds[0], seconds[1]);
     }
 }
 

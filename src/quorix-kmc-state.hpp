@@ -1,10 +1,10 @@
 // Bookkeeping of the kinetic Monte Carlo fast path, shared by the simulation and its outputs.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <cstddef>
 #include <vector>
 
 #include "quorix-file.hpp"
@@ -58,9 +58,9 @@ struct QuorixKmcHop {
 enum : unsigned char { kKmcActive = 1, kKmcMarked = 2, kKmcRated = 4 };
 
 struct QuorixKmcState {
-    QuorixKmcEnergies near_sites;    // sites around each site (kv[].v_n and v_de)
-    QuorixKmcEnergies near_saddles;  // saddles around each site other than its own hops'
-    QuorixKmcLists<std::uint32_t> incident;           // hops leaving or entering each site
+    QuorixKmcEnergies near_sites;            // sites around each site (kv[].v_n and v_de)
+    QuorixKmcEnergies near_saddles;          // saddles around each site other than its own hops'
+    QuorixKmcLists<std::uint32_t> incident;  // hops leaving or entering each site
     // Per site: the hops other than its own whose barrier its occupation enters (those at the
     // sites around it, and those whose saddle it is near), so marking after a hop is a flat loop.
     QuorixKmcLists<std::uint32_t> dependent;

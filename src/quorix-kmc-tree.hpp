@@ -6,7 +6,7 @@
 #include <vector>
 
 // Each node holds the sum of eight children, so a tree over thousands of hops has four or five
-// levels and a node's children share one cache line; sums are always recomputed from the
+// levels and a node's children lie side by side (64 bytes); sums are always recomputed from the
 // children (never updated by differences), so they do not drift.
 class QuorixRateTree {
 public:
@@ -73,7 +73,9 @@ public:
 private:
     static std::size_t padded(std::size_t size) { return (size + kFanOut - 1) / kFanOut * kFanOut; }
 
-    static double block_sum(const double* c) { return ((c[0] + c[1]) + (c[2] + c[3])) + ((c[4] + c[5]) + (c[6] + c[7])); }
+    static double block_sum(const double* c) {
+        return ((c[0] + c[1]) + (c[2] + c[3])) + ((c[4] + c[5]) + (c[6] + c[7]));
+    }
 
     void mark(std::size_t k, std::size_t node) {
         if (dirty_mark_[k][node]) return;
