@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -539,6 +540,11 @@ QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property,
     if (!graph || graph->total_v < 1 || graph->total_e < 1 || !property || property->conducting < 0 ||
         property->conducting >= property->total || !property->uni || !(graph->m > 0.0)) {
         std::fprintf(stderr, "Error: QUORIX_KMC needs a site network with at least one hop and its parameter set.\n");
+        return nullptr;
+    }
+    if (graph->total_v > UINT32_MAX || graph->total_e > UINT32_MAX) {  // the tables index them in 32 bits
+        std::fprintf(stderr, "Error: a network of %ld sites and %ld hops is too large.\n", graph->total_v,
+                     graph->total_e);
         return nullptr;
     }
     KmcPtr kmc(static_cast<QUORIX_KMC*>(std::calloc(1, sizeof(QUORIX_KMC))));
