@@ -339,6 +339,7 @@ void quorix_md_free(QUORIX_MD* md) {
     quorix_array_double_1D_free(md->m);
     quorix_cell_free(md->cell);
     quorix_property_free(md->ppt);
+    if (md->work && getenv("QX_BUILDS")) std::fprintf(stderr, "builds %ld\n", md->work->neighbours.builds());
     delete md->work;
     std::free(md);
 }
@@ -390,7 +391,7 @@ int quorix_md_init_vv(QUORIX_MD* md) {
     set_reciprocal(md);
     for (long i = 0; i < md->cell->total; i++)
         for (int k = 0; k < 3; k++) md->x[i][k] = md->x0[i][k] = md->cell->atom[i].x[k];
-    if (work.neighbours.build(md->cell, work.mobile, md->x)) return fail("QuorixNeighbourList::build()");
+    if (work.neighbours.build(md->cell, work.mobile, work.species, md->x)) return fail("QuorixNeighbourList::build()");
     if (quorix_md_calculate_force(md)) return fail("quorix_md_calculate_force()");
     if (quorix_md_calculate_vi_vv(md)) return fail("quorix_md_calculate_vi_vv()");
     if (quorix_md_calculate_energy(md)) return fail("quorix_md_calculate_energy()");
@@ -419,25 +420,48 @@ int quorix_md_calculate_vi_vv(QUORIX_MD* md) {
     return 0;
 }
 
+namespace {
+
+// dE/dr / d of one pair term, from its table beyond 1 A; kQuorixLanes pairs at a time.
+struct ForceOverDistance {
+    const PairTerm& term;
+    std::int64_t step;
+
+    QuorixLanes operator()(QuorixLanes d_squared) const {
+        QuorixLanes d = quorix_lanes_sqrt(d_squared);
+        bool all_tabulated = true;
+        for (int k = 0; k < kQuorixLanes; k++) all_tabulated &= d[k] >= QuorixPairTable::kStart;
+        if (!all_tabulated) {
+            for (int k = 0; k < kQuorixLanes; k++) d[k] = close(d[k]);
+            return d;
+        }
+        return d <= term.reach ? term.force_over_d(d) : QuorixLanes{};
+    }
+
+    // One pair, possibly closer than the table starts.
+    double close(double d) const {
+        if (d > term.reach) return 0.0;
+        if (d >= QuorixPairTable::kStart) return term.force_over_d(d);
+        if (d < kShortestDistance) {
+            std::printf("Warning: unphysically low distance %lf detected at step %ld.\n", d, static_cast<long>(step));
+            return 0.0;
+        }
+        return term.interacts ? term.slope(d) / d : 0.0;
+    }
+};
+
+}  // namespace
+
 // Each pair of a mobile ion with another atom (image) comes once from the neighbour list; beyond
 // 1 A its force comes from the table of the pair term. Occupancies do not weight the forces.
 int quorix_md_calculate_force(QUORIX_MD* md) {
     if (!usable(md)) return 1;
     QuorixMdWork& work = *md->work;
-    if (work.neighbours.refresh(md->cell, work.mobile, md->x)) return fail("QuorixNeighbourList::build()");
+    if (work.neighbours.refresh(md->cell, work.mobile, work.species, md->x)) return fail("QuorixNeighbourList::build()");
     for (long i = 0; i < md->cell->total; i++) md->f[i][0] = md->f[i][1] = md->f[i][2] = 0;
     const int species_total = md->ppt->total;
-    work.neighbours.add_pair_forces(md->x, md->f, [&](long i, long j, double s) {
-        const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
-        const double d = std::sqrt(s);
-        if (d > term.reach) return 0.0;
-        if (d >= QuorixPairTable::kStart) return term.force_over_d(d);
-        if (d < kShortestDistance) {
-            std::printf("Warning: unphysically low distance %lf detected at step %ld.\n", d,
-                        static_cast<long>(md->step));
-            return 0.0;
-        }
-        return term.interacts ? term.slope(d) / d : 0.0;
+    work.neighbours.add_pair_forces(md->x, md->f, [&](long i, int species_j) {
+        return ForceOverDistance{work.pairs[work.species[i] * species_total + species_j], md->step};
     });
     return 0;
 }

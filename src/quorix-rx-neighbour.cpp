@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "quorix-images.hpp"
 #include "quorix-import-atom.hpp"
@@ -45,64 +46,259 @@ std::vector<Translation> translations_within(const QUORIX_CELL* cell, const Reci
     return translations;
 }
 
-}  // namespace
+// The bins visited along one axis: each bin index in the cell and the cell translation it lies in.
+struct AxisBins {
+    std::vector<int> bin;
+    std::vector<int> cell;
+};
 
-int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>& mobile, double* const* x) {
-    if (!quorix_cell_lattice_usable(cell)) return 1;
-    const Reciprocal rec = reciprocal_of(cell);
-    const double range = reach_ + skin_;
-    // Taken to its nearest image by rounding its fractional coordinates, a difference of two
-    // positions is at most half the longest diagonal of the cell long.
-    double half_diagonal = 0;
+// Bins low .. high of an axis of `count` bins, wrapped into the cell.
+AxisBins axis_bins(int low, int high, int count) {
+    AxisBins axis;
+    int cell = low >= 0 ? low / count : -((-low + count - 1) / count);
+    int bin = low - cell * count;
+    for (int b = low; b <= high; b++) {
+        axis.bin.push_back(bin);
+        axis.cell.push_back(cell);
+        if (++bin == count) {
+            bin = 0;
+            cell++;
+        }
+    }
+    return axis;
+}
+
+constexpr double kBinWidth = 2.0;       // A: bins about this wide across the cell
+constexpr double kNarrowestCell = 0.5;  // A: flatter cells cannot hold a sensible structure
+constexpr double kFar = 1e3;            // A: a padding partner this far away is out of any reach
+
+// Half the longest diagonal of the cell: the longest difference of two positions taken to its
+// nearest image by rounding their fractional coordinates.
+double half_diagonal(const QUORIX_CELL* cell) {
+    double half = 0;
     for (int diagonal = 0; diagonal < 4; diagonal++) {
         double v[3];
         for (int k = 0; k < 3; k++)
             v[k] = cell->a[0][k] + (diagonal & 1 ? -1 : 1) * cell->a[1][k] + (diagonal & 2 ? -1 : 1) * cell->a[2][k];
-        half_diagonal = std::max(half_diagonal, 0.5 * quorix_vector3_double_length(v));
+        half = std::max(half, 0.5 * quorix_vector3_double_length(v));
     }
-    const std::vector<Translation> translations = translations_within(cell, rec, range + half_diagonal);
+    return half;
+}
+
+}  // namespace
+
+// Fixed atoms through the bins around atom i; the bins reach `extent_` cell fractions each way.
+void QuorixNeighbourList::add_fixed_partners(long i, double* const* x,
+                                             std::vector<Candidate>& out) const {
+    const double range_squared = (reach_ + skin_) * (reach_ + skin_);
+    // Atom i in the cell: p = x - floor(u) . a with u its fractional coordinates.
+    double u[3], p[3];
+    for (int k = 0; k < 3; k++) u[k] = quorix_vector3_double_dot(reciprocal_[k], x[i]);
+    for (int c = 0; c < 3; c++) {
+        p[c] = x[i][c];
+        for (int k = 0; k < 3; k++) p[c] -= std::floor(u[k]) * lattice_[k][c];
+    }
+    AxisBins axes[3];
+    for (int k = 0; k < 3; k++) {
+        const double in_cell = u[k] - std::floor(u[k]);
+        axes[k] = axis_bins(static_cast<int>(std::floor((in_cell - extent_[k]) * bin_count_[k])),
+                            static_cast<int>(std::floor((in_cell + extent_[k]) * bin_count_[k])), bin_count_[k]);
+    }
+    for (size_t n0 = 0; n0 < axes[0].bin.size(); n0++)
+        for (size_t n1 = 0; n1 < axes[1].bin.size(); n1++) {
+            double shift01[3];
+            for (int c = 0; c < 3; c++)
+                shift01[c] = axes[0].cell[n0] * lattice_[0][c] + axes[1].cell[n1] * lattice_[1][c] - p[c];
+            const size_t row = (static_cast<size_t>(axes[0].bin[n0]) * bin_count_[1] + axes[1].bin[n1]) * bin_count_[2];
+            for (size_t n2 = 0; n2 < axes[2].bin.size(); n2++) {
+                double shift[3];
+                for (int c = 0; c < 3; c++) shift[c] = shift01[c] + axes[2].cell[n2] * lattice_[2][c];
+                const size_t bin = row + axes[2].bin[n2];
+                for (size_t n = bins_[bin]; n < bins_[bin + 1]; n++) {
+                    const Binned& atom = binned_[n];
+                    const double r[3] = {atom.q[0] + shift[0], atom.q[1] + shift[1], atom.q[2] + shift[2]};
+                    if (r[0] * r[0] + r[1] * r[1] + r[2] * r[2] <= range_squared)
+                        out.push_back(Candidate{atom.group, atom.j, {r[0], r[1], r[2]}});
+                }
+            }
+        }
+}
+
+// Appends the images of one mobile partner j of a mobile atom as a run in rising distance.
+void QuorixNeighbourList::file_mobile_run(std::vector<Candidate>& candidates, int group) {
+    if (candidates.empty()) return;
+    auto d_squared = [](const Candidate& c) { return c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2]; };
+    std::sort(candidates.begin(), candidates.end(),
+              [&](const Candidate& a, const Candidate& b) { return d_squared(a) < d_squared(b); });
+    Run run{rx_.size(), 0, 0, group, true, candidates[0].j};
+    for (const Candidate& c : candidates) append_entry(c.j, c.r);
+    pad(run);
+}
+
+// Appends the fixed partners of one mobile atom as runs of one group each, every run in rising
+// distance (by whole square Angstroms: a counting sort), so that the pair terms a force sum looks
+// up next are mostly those it looked up last.
+void QuorixNeighbourList::file_fixed_runs(const std::vector<Candidate>& candidates, int groups) {
+    const int shells = static_cast<int>((reach_ + skin_) * (reach_ + skin_)) + 1;
+    auto key = [shells](const Candidate& c) {
+        const double d_squared = c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2];
+        return c.group * shells + std::min(static_cast<int>(d_squared), shells - 1);
+    };
+    start_.assign(static_cast<size_t>(groups) * shells + 1, 0);
+    for (const Candidate& c : candidates) start_[key(c) + 1]++;
+    for (size_t k = 1; k < start_.size(); k++) start_[k] += start_[k - 1];
+    std::vector<size_t> group_start(groups + 1);
+    for (int g = 0; g <= groups; g++) group_start[g] = start_[g * shells];
+    order_.resize(candidates.size());
+    for (size_t n = 0; n < candidates.size(); n++) order_[start_[key(candidates[n])]++] = n;
+    for (int g = 0; g < groups; g++) {
+        if (group_start[g] == group_start[g + 1]) continue;
+        Run run{rx_.size(), 0, 0, g, false, -1};
+        for (size_t n = group_start[g]; n < group_start[g + 1]; n++)
+            append_entry(candidates[order_[n]].j, candidates[order_[n]].r);
+        pad(run);
+    }
+}
+
+void QuorixNeighbourList::append_entry(long j, const double* r) {
+    rx_.push_back(r[0]);
+    ry_.push_back(r[1]);
+    rz_.push_back(r[2]);
+    partner_.push_back(j);
+}
+
+// Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum,
+// and marks where its partners beyond reach + half the skin begin (runs are in rising distance
+// by whole square Angstroms, so from the first such square on, rounded up to whole lanes).
+void QuorixNeighbourList::pad(Run run) {
+    const double far[3] = {kFar, kFar, kFar};
+    while ((rx_.size() - run.first) % kQuorixLanes) append_entry(partner_.back(), far);
+    run.last = rx_.size();
+    const double near = reach_ + 0.5 * skin_;
+    const double near_squares = std::floor(near * near) + 1;
+    run.near_last = run.first;
+    while (run.near_last < run.last) {
+        const size_t e = run.near_last;
+        if (rx_[e] * rx_[e] + ry_[e] * ry_[e] + rz_[e] * rz_[e] >= near_squares) break;
+        run.near_last++;
+    }
+    while ((run.near_last - run.first) % kQuorixLanes) run.near_last++;
+    runs_.push_back(run);
+}
+
+int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
+                               double* const* x) {
+    if (!quorix_cell_lattice_usable(cell)) return 1;
+    const Reciprocal rec = reciprocal_of(cell);
+    for (int k = 0; k < 3; k++) {
+        if (!(rec.width[k] >= kNarrowestCell) || !std::isfinite(rec.width[k])) {
+            std::fprintf(stderr, "Error: the cell is %f A thick across faces %d, too thin for the pair sums.\n",
+                         rec.width[k], k);
+            return 1;
+        }
+    }
+    const double range = reach_ + skin_;
+    for (int k = 0; k < 3; k++) {
+        for (int c = 0; c < 3; c++) {
+            lattice_[k][c] = cell->a[k][c];
+            reciprocal_[k][c] = rec.b[k][c];
+        }
+        extent_[k] = range / rec.width[k];
+        bin_count_[k] = std::clamp(static_cast<int>(rec.width[k] / kBinWidth), 1, 64);
+    }
+    bin_fixed_atoms(cell, mobile, group, x);
+    const std::vector<Translation> translations = translations_within(cell, rec, range + half_diagonal(cell));
 
     mobile_.clear();
-    first_.assign(1, 0);
-    entries_.clear();
+    first_run_.assign(1, 0);
+    runs_.clear();
+    rx_.clear();
+    ry_.clear();
+    rz_.clear();
+    partner_.clear();
     reference_.assign(3 * cell->total, 0.0);
     for (long j = 0; j < cell->total; j++)
         for (int k = 0; k < 3; k++) reference_[3 * j + k] = x[j][k];
 
+    const int groups = group.empty() ? 1 : *std::max_element(group.begin(), group.end()) + 1;
+    std::vector<Candidate> candidates;
     for (long i = 0; i < cell->total; i++) {
         if (!mobile[i]) continue;
         mobile_.push_back(i);
-        for (long j = 0; j < cell->total; j++) {
-            if (j == i || (mobile[j] && j < i)) continue;
+        candidates.clear();
+        add_fixed_partners(i, x, candidates);
+        file_fixed_runs(candidates, groups);
+        // Mobile partners, a run each: the nearest image, then every translation keeping it in range.
+        for (long j = i + 1; j < cell->total; j++) {
+            if (!mobile[j]) continue;
             double between[3];
             for (int k = 0; k < 3; k++) between[k] = x[j][k] - x[i][k];
             double fraction[3];
-            for (int k = 0; k < 3; k++)
-                fraction[k] = std::round(rec.b[k][0] * between[0] + rec.b[k][1] * between[1] + rec.b[k][2] * between[2]);
+            for (int k = 0; k < 3; k++) fraction[k] = std::floor(quorix_vector3_double_dot(rec.b[k], between) + 0.5);
             for (int k = 0; k < 3; k++)
                 between[k] -= fraction[0] * cell->a[0][k] + fraction[1] * cell->a[1][k] + fraction[2] * cell->a[2][k];
+            candidates.clear();
             for (const Translation& t : translations) {
-                Entry entry{{between[0] + t.v[0], between[1] + t.v[1], between[2] + t.v[2]}, j, mobile[j] != 0};
-                if (entry.r[0] * entry.r[0] + entry.r[1] * entry.r[1] + entry.r[2] * entry.r[2] <= range * range)
-                    entries_.push_back(entry);
+                const Candidate c{group[j], j, {between[0] + t.v[0], between[1] + t.v[1], between[2] + t.v[2]}};
+                if (c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2] <= range * range) candidates.push_back(c);
             }
+            file_mobile_run(candidates, group[j]);
         }
-        first_.push_back(entries_.size());
+        first_run_.push_back(runs_.size());
     }
     builds_++;
     return 0;
 }
 
+// Bins the fixed atoms by their fractional coordinates wrapped into the cell.
+void QuorixNeighbourList::bin_fixed_atoms(const QUORIX_CELL* cell, const std::vector<char>& mobile,
+                                          const std::vector<int>& group, double* const* x) {
+    const size_t bin_total = static_cast<size_t>(bin_count_[0]) * bin_count_[1] * bin_count_[2];
+    std::vector<size_t> bin_of(cell->total, bin_total);
+    std::vector<Binned> atoms(cell->total);
+    bins_.assign(bin_total + 1, 0);
+    for (long j = 0; j < cell->total; j++) {
+        if (mobile[j]) continue;
+        Binned& atom = atoms[j];
+        atom.j = j;
+        atom.group = group[j];
+        int index[3];
+        for (int c = 0; c < 3; c++) atom.q[c] = x[j][c];
+        for (int k = 0; k < 3; k++) {
+            const double u = quorix_vector3_double_dot(reciprocal_[k], x[j]);
+            const double whole = std::floor(u);
+            for (int c = 0; c < 3; c++) atom.q[c] -= whole * lattice_[k][c];
+            index[k] = std::clamp(static_cast<int>((u - whole) * bin_count_[k]), 0, bin_count_[k] - 1);
+        }
+        bin_of[j] = (static_cast<size_t>(index[0]) * bin_count_[1] + index[1]) * bin_count_[2] + index[2];
+        bins_[bin_of[j] + 1]++;
+    }
+    for (size_t b = 0; b < bin_total; b++) bins_[b + 1] += bins_[b];
+    binned_.resize(bins_[bin_total]);
+    std::vector<size_t> next(bins_.begin(), bins_.end() - 1);
+    for (long j = 0; j < cell->total; j++)
+        if (bin_of[j] < bin_total) binned_[next[bin_of[j]]++] = atoms[j];
+}
+
+// A listed pair can have come within reach only when its two atoms have moved by more than the
+// skin together: fixed atoms do not move, so the two largest displacements decide.
 bool QuorixNeighbourList::needs_refresh(double* const* x) const {
-    const double limit = 0.25 * skin_ * skin_;
+    double largest = 0, second = 0;
     for (const long i : mobile_) {
         double moved = 0;
         for (int k = 0; k < 3; k++) moved += (x[i][k] - reference_[3 * i + k]) * (x[i][k] - reference_[3 * i + k]);
-        if (moved > limit) return true;
+        moved = std::sqrt(moved);
+        if (moved > largest) {
+            second = largest;
+            largest = moved;
+        } else if (moved > second) {
+            second = moved;
+        }
     }
-    return false;
+    return largest + second > skin_;
 }
 
-int QuorixNeighbourList::refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile, double* const* x) {
-    return needs_refresh(x) ? build(cell, mobile, x) : 0;
+int QuorixNeighbourList::refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile,
+                                 const std::vector<int>& group, double* const* x) {
+    return needs_refresh(x) ? build(cell, mobile, group, x) : 0;
 }

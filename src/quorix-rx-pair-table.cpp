@@ -20,7 +20,7 @@ std::vector<std::vector<double>> chebyshev_monomials(int n) {
 void QuorixPairTable::build(double d_end, const std::function<double(double)>& f) {
     constexpr double kPi = 3.14159265358979323846;
     intervals_ = d_end > kStart ? static_cast<long>(std::ceil((d_end - kStart) * kPerUnit)) : 0;
-    coefficients_.assign(intervals_ * kTerms, 0.0);
+    coefficients_.assign((intervals_ + 1) * kTerms, 0.0);  // the last interval all zeros
     const std::vector<std::vector<double>> monomials = chebyshev_monomials(kTerms);
     for (long interval = 0; interval < intervals_; interval++) {
         const double low = kStart + static_cast<double>(interval) / kPerUnit;

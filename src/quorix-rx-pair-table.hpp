@@ -1,11 +1,13 @@
 // A smooth pair function of the distance d, tabulated so that a pair sum needs no exponential or
-// error function per pair: polynomials of degree 7 interpolating the function at the Chebyshev
-// points of intervals 1/32 A wide, within about 1e-14 (relative) of it for the pair terms of the
-// force field beyond 1 A. Zero from the end of the table on.
+// error function per pair: polynomials of degree 5 interpolating the function at the Chebyshev
+// points of intervals 1/64 A wide, within about 1e-12 of its largest value on the table for the
+// pair terms of the force field beyond 1 A. Zero from the end of the table on.
 #pragma once
 
 #include <functional>
 #include <vector>
+
+#include "quorix-lanes.hpp"
 
 class QuorixPairTable {
 public:
@@ -23,12 +25,29 @@ public:
         const double* c = &coefficients_[interval * kTerms];
         // Estrin's scheme: a shorter chain of dependent operations than Horner's.
         const double t2 = t * t, t4 = t2 * t2;
-        return ((c[0] + c[1] * t) + t2 * (c[2] + c[3] * t)) + t4 * ((c[4] + c[5] * t) + t2 * (c[6] + c[7] * t));
+        return ((c[0] + c[1] * t) + t2 * (c[2] + c[3] * t)) + t4 * (c[4] + c[5] * t);
+    }
+
+    // f at kQuorixLanes distances at once, all >= kStart.
+    QuorixLanes operator()(QuorixLanes d) const {
+        const QuorixLanes scaled = (d - kStart) * kPerUnit;
+        // Past the end (or not a number), the interval of zeros after the last.
+        const QuorixLanes last = quorix_lanes_broadcast(static_cast<double>(intervals_));
+        const QuorixIntLanes interval = __builtin_convertvector(scaled < last ? scaled : last, QuorixIntLanes);
+        const QuorixLanes t = 2.0 * (scaled - __builtin_convertvector(interval, QuorixLanes)) - 1.0;
+        static_assert(kQuorixLanes == 2, "one row of coefficients per lane");
+        const double* row0 = &coefficients_[static_cast<size_t>(interval[0]) * kTerms];
+        const double* row1 = &coefficients_[static_cast<size_t>(interval[1]) * kTerms];
+        QuorixLanes c[kTerms];
+        for (int k = 0; k < kTerms; k++) c[k] = QuorixLanes{row0[k], row1[k]};
+        const QuorixLanes t2 = t * t, t4 = t2 * t2;
+        const QuorixLanes value = ((c[0] + c[1] * t) + t2 * (c[2] + c[3] * t)) + t4 * (c[4] + c[5] * t);
+        return t < 1.0 ? value : QuorixLanes{};  // zero past the end even where t^5 overflows
     }
 
 private:
-    static constexpr int kPerUnit = 32;
-    static constexpr int kTerms = 8;
+    static constexpr int kPerUnit = 64;
+    static constexpr int kTerms = 6;
     long intervals_ = 0;
     std::vector<double> coefficients_;
 };
