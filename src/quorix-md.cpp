@@ -422,32 +422,39 @@ int quorix_md_calculate_vi_vv(QUORIX_MD* md) {
 
 namespace {
 
-// dE/dr / d of one pair term, from its table beyond 1 A; kQuorixLanes pairs at a time.
-struct ForceOverDistance {
-    const PairTerm& term;
-    std::int64_t step;
+// dE/dr / d of one pair, possibly closer than the table starts.
+double force_over_distance(const PairTerm& term, double d, std::int64_t step) {
+    if (d > term.reach) return 0.0;
+    if (d >= QuorixPairTable::kStart) return term.force_over_d(d);
+    if (d < kShortestDistance) {
+        std::printf("Warning: unphysically low distance %lf detected at step %ld.\n", d, static_cast<long>(step));
+        return 0.0;
+    }
+    return term.interacts ? term.slope(d) / d : 0.0;
+}
+
+// dE/dr / d of one pair term, from its table beyond 1 A; kQuorixLanes pairs at a time. Holds
+// copies of what the force loop reads, so that nothing is reloaded pair after pair.
+class ForceOverDistance {
+public:
+    ForceOverDistance(const PairTerm& term, std::int64_t step)
+        : term_(term), table_(term.force_over_d.view()), reach_(quorix_lanes_broadcast(term.reach)), step_(step) {}
 
     QuorixLanes operator()(QuorixLanes d_squared) const {
         QuorixLanes d = quorix_lanes_sqrt(d_squared);
-        bool all_tabulated = true;
-        for (int k = 0; k < kQuorixLanes; k++) all_tabulated &= d[k] >= QuorixPairTable::kStart;
-        if (!all_tabulated) {
-            for (int k = 0; k < kQuorixLanes; k++) d[k] = close(d[k]);
+        const auto untabulated = d < QuorixPairTable::kStart;
+        if (untabulated[0] | untabulated[1]) {
+            for (int k = 0; k < kQuorixLanes; k++) d[k] = force_over_distance(term_, d[k], step_);
             return d;
         }
-        return d <= term.reach ? term.force_over_d(d) : QuorixLanes{};
+        return d <= reach_ ? table_(d) : QuorixLanes{};
     }
 
-    // One pair, possibly closer than the table starts.
-    double close(double d) const {
-        if (d > term.reach) return 0.0;
-        if (d >= QuorixPairTable::kStart) return term.force_over_d(d);
-        if (d < kShortestDistance) {
-            std::printf("Warning: unphysically low distance %lf detected at step %ld.\n", d, static_cast<long>(step));
-            return 0.0;
-        }
-        return term.interacts ? term.slope(d) / d : 0.0;
-    }
+private:
+    const PairTerm& term_;
+    QuorixPairTable::View table_;
+    QuorixLanes reach_;
+    std::int64_t step_;
 };
 
 }  // namespace

@@ -58,10 +58,11 @@ public:
                 // pair has moved less than half the skin.
                 const double moved = shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2];
                 const size_t last = moved <= 0.25 * skin_ * skin_ ? run.near_last : run.last;
+                const double *rx = rx_.data(), *ry = ry_.data(), *rz = rz_.data();
                 QuorixLanes sum[3] = {};
                 for (size_t e = run.first; e < last; e += kQuorixLanes) {
-                    const QuorixLanes r[3] = {quorix_lanes_load(&rx_[e]) - shift[0], quorix_lanes_load(&ry_[e]) - shift[1],
-                                              quorix_lanes_load(&rz_[e]) - shift[2]};
+                    const QuorixLanes r[3] = {quorix_lanes_load(rx + e) - shift[0], quorix_lanes_load(ry + e) - shift[1],
+                                              quorix_lanes_load(rz + e) - shift[2]};
                     const QuorixLanes d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
                     const QuorixLanes factor = g(d_squared);
                     for (int k = 0; k < 3; k++) sum[k] += r[k] * factor;
