@@ -31,3 +31,13 @@ inline QuorixLanes quorix_lanes_sqrt(QuorixLanes lanes) {
     return QuorixLanes{std::sqrt(lanes[0]), std::sqrt(lanes[1])};
 #endif
 }
+
+// The smaller of a and b in every lane; b where a is not a number.
+inline QuorixLanes quorix_lanes_min(QuorixLanes a, QuorixLanes b) {
+#if defined(__SSE2__)
+    return __builtin_ia32_minpd(a, b);
+#else
+    for (int k = 0; k < kQuorixLanes; k++) a[k] = a[k] < b[k] ? a[k] : b[k];
+    return a;
+#endif
+}

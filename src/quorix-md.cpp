@@ -437,20 +437,26 @@ double force_over_distance(const PairTerm& term, double d, std::int64_t step) {
 // copies of what the force loop reads, so that nothing is reloaded pair after pair.
 class ForceOverDistance {
 public:
+    static constexpr double far_from = QuorixPairTable::kStart;
+
     ForceOverDistance(const PairTerm& term, std::int64_t step)
         : term_(term), table_(term.force_over_d.view()), reach_(quorix_lanes_broadcast(term.reach)), step_(step) {}
 
     QuorixLanes operator()(QuorixLanes d_squared) const {
-        QuorixLanes d = quorix_lanes_sqrt(d_squared);
+        const QuorixLanes d = quorix_lanes_sqrt(d_squared);
         const auto untabulated = d < QuorixPairTable::kStart;
-        if (untabulated[0] | untabulated[1]) {
-            for (int k = 0; k < kQuorixLanes; k++) d[k] = force_over_distance(term_, d[k], step_);
-            return d;
-        }
-        return d <= reach_ ? table_(d) : QuorixLanes{};
+        if (!(untabulated[0] | untabulated[1])) return tabulated(d);
+        QuorixLanes factor;
+        for (int k = 0; k < kQuorixLanes; k++) factor[k] = force_over_distance(term_, d[k], step_);
+        return factor;
     }
 
+    // The same where every distance is at least far_from.
+    QuorixLanes far(QuorixLanes d_squared) const { return tabulated(quorix_lanes_sqrt(d_squared)); }
+
 private:
+    QuorixLanes tabulated(QuorixLanes d) const { return d <= reach_ ? table_(d) : QuorixLanes{}; }
+
     const PairTerm& term_;
     QuorixPairTable::View table_;
     QuorixLanes reach_;

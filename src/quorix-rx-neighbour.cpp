@@ -132,7 +132,7 @@ void QuorixNeighbourList::file_mobile_run(std::vector<Candidate>& candidates, in
               [&](const Candidate& a, const Candidate& b) { return d_squared(a) < d_squared(b); });
     Run run{rx_.size(), 0, 0, group, true, candidates[0].j};
     for (const Candidate& c : candidates) append_entry(c.j, c.r);
-    pad(run);
+    close_run(run);
 }
 
 // Appends the fixed partners of one mobile atom as runs of one group each, every run in rising
@@ -156,7 +156,7 @@ void QuorixNeighbourList::file_fixed_runs(const std::vector<Candidate>& candidat
         Run run{rx_.size(), 0, 0, g, false, -1};
         for (size_t n = group_start[g]; n < group_start[g + 1]; n++)
             append_entry(candidates[order_[n]].j, candidates[order_[n]].r);
-        pad(run);
+        close_run(run);
     }
 }
 
@@ -167,21 +167,24 @@ void QuorixNeighbourList::append_entry(long j, const double* r) {
     partner_.push_back(j);
 }
 
-// Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum,
-// and marks where its partners beyond reach + half the skin begin (runs are in rising distance
-// by whole square Angstroms, so from the first such square on, rounded up to whole lanes).
-void QuorixNeighbourList::pad(Run run) {
+// Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum;
+// notes its closest partner and where its partners beyond reach + half the skin begin (runs are
+// in rising distance by whole square Angstroms, so from the first such square on, rounded up to
+// whole lanes).
+void QuorixNeighbourList::close_run(Run run) {
     const double far[3] = {kFar, kFar, kFar};
     while ((rx_.size() - run.first) % kQuorixLanes) append_entry(partner_.back(), far);
     run.last = rx_.size();
     const double near = reach_ + 0.5 * skin_;
     const double near_squares = std::floor(near * near) + 1;
-    run.near_last = run.first;
-    while (run.near_last < run.last) {
-        const size_t e = run.near_last;
-        if (rx_[e] * rx_[e] + ry_[e] * ry_[e] + rz_[e] * rz_[e] >= near_squares) break;
-        run.near_last++;
+    double closest_squared = kFar * kFar;
+    run.near_last = run.last;
+    for (size_t e = run.first; e < run.last; e++) {
+        const double d_squared = rx_[e] * rx_[e] + ry_[e] * ry_[e] + rz_[e] * rz_[e];
+        closest_squared = std::min(closest_squared, d_squared);
+        if (d_squared >= near_squares) run.near_last = std::min(run.near_last, e);
     }
+    run.closest = std::sqrt(closest_squared);
     while ((run.near_last - run.first) % kQuorixLanes) run.near_last++;
     runs_.push_back(run);
 }

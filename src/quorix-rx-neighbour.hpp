@@ -44,7 +44,8 @@ public:
     // f[i] += r * g(d_squared) for every pair of for_each_pair(), and f[j] -= the same when j is
     // mobile too, where g = factor_for(i, group of j) is looked up once per run of partners and
     // takes kQuorixLanes squared distances at a time. Partners out of reach come too: g must give
-    // them zero. f is not cleared first.
+    // them zero. Where every partner of a run is at least g.far_from away, g.far(d_squared) is
+    // called instead. f is not cleared first.
     template <class FactorFor>
     void add_pair_forces(double* const* x, double** f, FactorFor factor_for) const {
         for (size_t n = 0; n < mobile_.size(); n++) {
@@ -54,23 +55,18 @@ public:
                 const auto g = factor_for(i, run.group);
                 double shift[3];
                 shift_of(x, i, run, shift);
+                const double moved = std::sqrt(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2]);
                 // Partners listed beyond reach + half the skin are still out of reach while the
                 // pair has moved less than half the skin.
-                const double moved = shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2];
-                const size_t last = moved <= 0.25 * skin_ * skin_ ? run.near_last : run.last;
-                const double *rx = rx_.data(), *ry = ry_.data(), *rz = rz_.data();
-                QuorixLanes sum[3] = {};
-                for (size_t e = run.first; e < last; e += kQuorixLanes) {
-                    const QuorixLanes r[3] = {quorix_lanes_load(rx + e) - shift[0], quorix_lanes_load(ry + e) - shift[1],
-                                              quorix_lanes_load(rz + e) - shift[2]};
-                    const QuorixLanes d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
-                    const QuorixLanes factor = g(d_squared);
-                    for (int k = 0; k < 3; k++) sum[k] += r[k] * factor;
-                }
+                const Run part{run.first, moved <= 0.5 * skin_ ? run.near_last : run.last};
+                double sum[3];
+                if (run.closest - moved >= g.far_from)
+                    sum_run(part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
+                else
+                    sum_run(part, shift, g, sum);
                 for (int k = 0; k < 3; k++) {
-                    const double total = quorix_lanes_sum(sum[k]);
-                    f[i][k] += total;
-                    if (run.moves) f[run.j][k] -= total;
+                    f[i][k] += sum[k];
+                    if (run.moves) f[run.j][k] -= sum[k];
                 }
             }
         }
@@ -78,13 +74,29 @@ public:
 
 private:
     // Partners e in [first, last) of one group: fixed atoms, or the images of one mobile atom j.
-    // Those from near_last on were listed beyond reach + half the skin.
+    // Those from near_last on were listed beyond reach + half the skin; none was listed closer
+    // than `closest`.
     struct Run {
-        size_t first, last, near_last;
-        int group;
-        bool moves;
-        long j;
+        size_t first, last, near_last = 0;
+        int group = 0;
+        bool moves = false;
+        long j = -1;
+        double closest = 0;
     };
+
+    // sum = the sum of r * g(d_squared) over the partners of `run` at `shift`.
+    template <class Factor>
+    void sum_run(const Run& run, const double* shift, const Factor& g, double* sum) const {
+        const double *rx = rx_.data(), *ry = ry_.data(), *rz = rz_.data();
+        QuorixLanes lanes[3] = {};
+        for (size_t e = run.first; e < run.last; e += kQuorixLanes) {
+            const QuorixLanes r[3] = {quorix_lanes_load(rx + e) - shift[0], quorix_lanes_load(ry + e) - shift[1],
+                                      quorix_lanes_load(rz + e) - shift[2]};
+            const QuorixLanes factor = g(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
+            for (int k = 0; k < 3; k++) lanes[k] += r[k] * factor;
+        }
+        for (int k = 0; k < 3; k++) sum[k] = quorix_lanes_sum(lanes[k]);
+    }
 
     // How far atom i has moved since the build, less how far the partners of `run` have.
     void shift_of(double* const* x, long i, const Run& run, double* shift) const {
@@ -120,7 +132,7 @@ private:
     void file_fixed_runs(const std::vector<Candidate>& candidates, int groups);
     void file_mobile_run(std::vector<Candidate>& candidates, int group);
     void append_entry(long j, const double* r);
-    void pad(Run run);
+    void close_run(Run run);
     void bin_fixed_atoms(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
                          double* const* x);
 

@@ -35,10 +35,10 @@ public:
 
         // f at kQuorixLanes distances at once, all >= kStart.
         QuorixLanes operator()(QuorixLanes d) const {
-            const QuorixLanes scaled = (d - kStart) * kPerUnit;
-            // Past the end (or not a number), the interval of zeros after the last.
-            const QuorixLanes last = quorix_lanes_broadcast(static_cast<double>(intervals_));
-            const QuorixIntLanes interval = __builtin_convertvector(scaled < last ? scaled : last, QuorixIntLanes);
+            // Past the end (or not a number), the start of the interval of zeros after the last.
+            const QuorixLanes scaled =
+                quorix_lanes_min((d - kStart) * kPerUnit, quorix_lanes_broadcast(static_cast<double>(intervals_)));
+            const QuorixIntLanes interval = __builtin_convertvector(scaled, QuorixIntLanes);
             const QuorixLanes t = 2.0 * (scaled - __builtin_convertvector(interval, QuorixLanes)) - 1.0;
             static_assert(kQuorixLanes == 2, "one row of coefficients per lane");
             const double* row0 = &coefficients_[static_cast<size_t>(interval[0]) * kTerms];
@@ -46,8 +46,7 @@ public:
             QuorixLanes c[kTerms];
             for (int k = 0; k < kTerms; k++) c[k] = QuorixLanes{row0[k], row1[k]};
             const QuorixLanes t2 = t * t, t4 = t2 * t2;
-            const QuorixLanes value = ((c[0] + c[1] * t) + t2 * (c[2] + c[3] * t)) + t4 * (c[4] + c[5] * t);
-            return t < 1.0 ? value : QuorixLanes{};  // zero past the end even where t^5 overflows
+            return ((c[0] + c[1] * t) + t2 * (c[2] + c[3] * t)) + t4 * (c[4] + c[5] * t);
         }
 
     private:
