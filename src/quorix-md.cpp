@@ -339,7 +339,6 @@ void quorix_md_free(QUORIX_MD* md) {
     quorix_array_double_1D_free(md->m);
     quorix_cell_free(md->cell);
     quorix_property_free(md->ppt);
-    if (md->work && getenv("QX_BUILDS")) std::fprintf(stderr, "builds %ld\n", md->work->neighbours.builds());
     delete md->work;
     std::free(md);
 }

@@ -87,106 +87,19 @@ double half_diagonal(const QUORIX_CELL* cell) {
 
 }  // namespace
 
-// Fixed atoms through the bins around atom i; the bins reach `extent_` cell fractions each way.
-void QuorixNeighbourList::add_fixed_partners(long i, double* const* x,
-                                             std::vector<Candidate>& out) const {
-    const double range_squared = (reach_ + skin_) * (reach_ + skin_);
-    // Atom i in the cell: p = x - floor(u) . a with u its fractional coordinates.
-    double u[3], p[3];
-    for (int k = 0; k < 3; k++) u[k] = quorix_vector3_double_dot(reciprocal_[k], x[i]);
-    for (int c = 0; c < 3; c++) {
-        p[c] = x[i][c];
-        for (int k = 0; k < 3; k++) p[c] -= std::floor(u[k]) * lattice_[k][c];
-    }
-    AxisBins axes[3];
-    for (int k = 0; k < 3; k++) {
-        const double in_cell = u[k] - std::floor(u[k]);
-        axes[k] = axis_bins(static_cast<int>(std::floor((in_cell - extent_[k]) * bin_count_[k])),
-                            static_cast<int>(std::floor((in_cell + extent_[k]) * bin_count_[k])), bin_count_[k]);
-    }
-    for (size_t n0 = 0; n0 < axes[0].bin.size(); n0++)
-        for (size_t n1 = 0; n1 < axes[1].bin.size(); n1++) {
-            double shift01[3];
-            for (int c = 0; c < 3; c++)
-                shift01[c] = axes[0].cell[n0] * lattice_[0][c] + axes[1].cell[n1] * lattice_[1][c] - p[c];
-            const size_t row = (static_cast<size_t>(axes[0].bin[n0]) * bin_count_[1] + axes[1].bin[n1]) * bin_count_[2];
-            for (size_t n2 = 0; n2 < axes[2].bin.size(); n2++) {
-                double shift[3];
-                for (int c = 0; c < 3; c++) shift[c] = shift01[c] + axes[2].cell[n2] * lattice_[2][c];
-                const size_t bin = row + axes[2].bin[n2];
-                for (size_t n = bins_[bin]; n < bins_[bin + 1]; n++) {
-                    const Binned& atom = binned_[n];
-                    const double r[3] = {atom.q[0] + shift[0], atom.q[1] + shift[1], atom.q[2] + shift[2]};
-                    if (r[0] * r[0] + r[1] * r[1] + r[2] * r[2] <= range_squared)
-                        out.push_back(Candidate{atom.group, atom.j, {r[0], r[1], r[2]}});
-                }
-            }
-        }
+void QuorixNeighbourList::Partners::clear() {
+    runs.clear();
+    rx.clear();
+    ry.clear();
+    rz.clear();
+    partner.clear();
 }
 
-// Appends the images of one mobile partner j of a mobile atom as a run in rising distance.
-void QuorixNeighbourList::file_mobile_run(std::vector<Candidate>& candidates, int group) {
-    if (candidates.empty()) return;
-    auto d_squared = [](const Candidate& c) { return c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2]; };
-    std::sort(candidates.begin(), candidates.end(),
-              [&](const Candidate& a, const Candidate& b) { return d_squared(a) < d_squared(b); });
-    Run run{rx_.size(), 0, 0, group, true, candidates[0].j};
-    for (const Candidate& c : candidates) append_entry(c.j, c.r);
-    close_run(run);
-}
-
-// Appends the fixed partners of one mobile atom as runs of one group each, every run in rising
-// distance (by whole square Angstroms: a counting sort), so that the pair terms a force sum looks
-// up next are mostly those it looked up last.
-void QuorixNeighbourList::file_fixed_runs(const std::vector<Candidate>& candidates, int groups) {
-    const int shells = static_cast<int>((reach_ + skin_) * (reach_ + skin_)) + 1;
-    auto key = [shells](const Candidate& c) {
-        const double d_squared = c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2];
-        return c.group * shells + std::min(static_cast<int>(d_squared), shells - 1);
-    };
-    start_.assign(static_cast<size_t>(groups) * shells + 1, 0);
-    for (const Candidate& c : candidates) start_[key(c) + 1]++;
-    for (size_t k = 1; k < start_.size(); k++) start_[k] += start_[k - 1];
-    std::vector<size_t> group_start(groups + 1);
-    for (int g = 0; g <= groups; g++) group_start[g] = start_[g * shells];
-    order_.resize(candidates.size());
-    for (size_t n = 0; n < candidates.size(); n++) order_[start_[key(candidates[n])]++] = n;
-    for (int g = 0; g < groups; g++) {
-        if (group_start[g] == group_start[g + 1]) continue;
-        Run run{rx_.size(), 0, 0, g, false, -1};
-        for (size_t n = group_start[g]; n < group_start[g + 1]; n++)
-            append_entry(candidates[order_[n]].j, candidates[order_[n]].r);
-        close_run(run);
-    }
-}
-
-void QuorixNeighbourList::append_entry(long j, const double* r) {
-    rx_.push_back(r[0]);
-    ry_.push_back(r[1]);
-    rz_.push_back(r[2]);
-    partner_.push_back(j);
-}
-
-// Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum;
-// notes its closest partner and where its partners beyond reach + half the skin begin (runs are
-// in rising distance by whole square Angstroms, so from the first such square on, rounded up to
-// whole lanes).
-void QuorixNeighbourList::close_run(Run run) {
-    const double far[3] = {kFar, kFar, kFar};
-    while ((rx_.size() - run.first) % kQuorixLanes) append_entry(partner_.back(), far);
-    run.last = rx_.size();
-    const double near = reach_ + 0.5 * skin_;
-    const double near_squares = std::floor(near * near) + 1;
-    double closest_squared = kFar * kFar;
-    run.near_last = run.last;
-    for (size_t e = run.first; e < run.last; e++) {
-        const double d_squared = rx_[e] * rx_[e] + ry_[e] * ry_[e] + rz_[e] * rz_[e];
-        closest_squared = std::min(closest_squared, d_squared);
-        if (d_squared >= near_squares) run.near_last = std::min(run.near_last, e);
-    }
-    run.closest = std::sqrt(closest_squared);
-    while ((run.near_last - run.first) % kQuorixLanes) run.near_last++;
-    runs_.push_back(run);
+void QuorixNeighbourList::Partners::append(long j, const double* r) {
+    rx.push_back(r[0]);
+    ry.push_back(r[1]);
+    rz.push_back(r[2]);
+    partner.push_back(j);
 }
 
 int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
@@ -209,62 +122,64 @@ int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>&
         extent_[k] = range / rec.width[k];
         bin_count_[k] = std::clamp(static_cast<int>(rec.width[k] / kBinWidth), 1, 64);
     }
-    bin_fixed_atoms(cell, mobile, group, x);
-    const std::vector<Translation> translations = translations_within(cell, rec, range + half_diagonal(cell));
+    mobile_flag_ = mobile;
+    group_ = group;
+    groups_ = group.empty() ? 1 : *std::max_element(group.begin(), group.end()) + 1;
+    translations_.clear();
+    for (const Translation& t : translations_within(cell, rec, range + half_diagonal(cell)))
+        translations_.insert(translations_.end(), t.v, t.v + 3);
+    bin_fixed_atoms(x);
 
     mobile_.clear();
-    first_run_.assign(1, 0);
-    runs_.clear();
-    rx_.clear();
-    ry_.clear();
-    rz_.clear();
-    partner_.clear();
-    reference_.assign(3 * cell->total, 0.0);
-    for (long j = 0; j < cell->total; j++)
-        for (int k = 0; k < 3; k++) reference_[3 * j + k] = x[j][k];
+    for (long i = 0; i < cell->total; i++)
+        if (mobile[i]) mobile_.push_back(i);
+    fixed_.assign(mobile_.size(), Partners{});
+    moving_.assign(mobile_.size(), Partners{});
+    fixed_reference_.assign(3 * mobile_.size(), 0.0);
+    for (size_t n = 0; n < mobile_.size(); n++) list_fixed(n, x);
+    list_moving(x);
+    return 0;
+}
 
-    const int groups = group.empty() ? 1 : *std::max_element(group.begin(), group.end()) + 1;
-    std::vector<Candidate> candidates;
-    for (long i = 0; i < cell->total; i++) {
-        if (!mobile[i]) continue;
-        mobile_.push_back(i);
-        candidates.clear();
-        add_fixed_partners(i, x, candidates);
-        file_fixed_runs(candidates, groups);
-        // Mobile partners, a run each: the nearest image, then every translation keeping it in range.
-        for (long j = i + 1; j < cell->total; j++) {
-            if (!mobile[j]) continue;
-            double between[3];
-            for (int k = 0; k < 3; k++) between[k] = x[j][k] - x[i][k];
-            double fraction[3];
-            for (int k = 0; k < 3; k++) fraction[k] = std::floor(quorix_vector3_double_dot(rec.b[k], between) + 0.5);
-            for (int k = 0; k < 3; k++)
-                between[k] -= fraction[0] * cell->a[0][k] + fraction[1] * cell->a[1][k] + fraction[2] * cell->a[2][k];
-            candidates.clear();
-            for (const Translation& t : translations) {
-                const Candidate c{group[j], j, {between[0] + t.v[0], between[1] + t.v[1], between[2] + t.v[2]}};
-                if (c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2] <= range * range) candidates.push_back(c);
-            }
-            file_mobile_run(candidates, group[j]);
-        }
-        first_run_.push_back(runs_.size());
+int QuorixNeighbourList::refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile,
+                                 const std::vector<int>& group, double* const* x) {
+    if (mobile != mobile_flag_ || group != group_) return build(cell, mobile, group, x);
+    // Fixed partners: the atom alone must not have moved beyond the skin.
+    for (size_t n = 0; n < mobile_.size(); n++) {
+        const long i = mobile_[n];
+        double moved = 0;
+        for (int k = 0; k < 3; k++) moved += std::pow(x[i][k] - fixed_reference_[3 * n + k], 2);
+        if (moved > skin_ * skin_) list_fixed(n, x);
     }
-    builds_++;
+    // Mobile pairs: no two atoms together.
+    double largest = 0, second = 0;
+    for (const long i : mobile_) {
+        double moved = 0;
+        for (int k = 0; k < 3; k++) moved += std::pow(x[i][k] - moving_reference_[3 * i + k], 2);
+        moved = std::sqrt(moved);
+        if (moved > largest) {
+            second = largest;
+            largest = moved;
+        } else if (moved > second) {
+            second = moved;
+        }
+    }
+    if (largest + second > skin_) list_moving(x);
     return 0;
 }
 
 // Bins the fixed atoms by their fractional coordinates wrapped into the cell.
-void QuorixNeighbourList::bin_fixed_atoms(const QUORIX_CELL* cell, const std::vector<char>& mobile,
-                                          const std::vector<int>& group, double* const* x) {
+void QuorixNeighbourList::bin_fixed_atoms(double* const* x) {
+    const long total = static_cast<long>(mobile_flag_.size());
     const size_t bin_total = static_cast<size_t>(bin_count_[0]) * bin_count_[1] * bin_count_[2];
-    std::vector<size_t> bin_of(cell->total, bin_total);
-    std::vector<Binned> atoms(cell->total);
+    std::vector<size_t> bin_of(total, bin_total);
+    std::vector<Binned> atoms(total);
     bins_.assign(bin_total + 1, 0);
-    for (long j = 0; j < cell->total; j++) {
-        if (mobile[j]) continue;
+    for (long j = 0; j < total; j++) {
+        if (mobile_flag_[j]) continue;
         Binned& atom = atoms[j];
         atom.j = j;
-        atom.group = group[j];
+        atom.group = group_[j];
         int index[3];
         for (int c = 0; c < 3; c++) atom.q[c] = x[j][c];
         for (int k = 0; k < 3; k++) {
@@ -279,29 +194,135 @@ void QuorixNeighbourList::bin_fixed_atoms(const QUORIX_CELL* cell, const std::ve
     for (size_t b = 0; b < bin_total; b++) bins_[b + 1] += bins_[b];
     binned_.resize(bins_[bin_total]);
     std::vector<size_t> next(bins_.begin(), bins_.end() - 1);
-    for (long j = 0; j < cell->total; j++)
+    for (long j = 0; j < total; j++)
         if (bin_of[j] < bin_total) binned_[next[bin_of[j]]++] = atoms[j];
 }
 
-// A listed pair can have come within reach only when its two atoms have moved by more than the
-// skin together: fixed atoms do not move, so the two largest displacements decide.
-bool QuorixNeighbourList::needs_refresh(double* const* x) const {
-    double largest = 0, second = 0;
-    for (const long i : mobile_) {
-        double moved = 0;
-        for (int k = 0; k < 3; k++) moved += (x[i][k] - reference_[3 * i + k]) * (x[i][k] - reference_[3 * i + k]);
-        moved = std::sqrt(moved);
-        if (moved > largest) {
-            second = largest;
-            largest = moved;
-        } else if (moved > second) {
-            second = moved;
-        }
+// The fixed partners of mobile atom n, through the bins that reach `extent_` cell fractions
+// each way from it.
+void QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
+    const long i = mobile_[n];
+    const double range_squared = (reach_ + skin_) * (reach_ + skin_);
+    // Atom i in the cell: p = x - floor(u) . a with u its fractional coordinates.
+    double u[3], p[3];
+    for (int k = 0; k < 3; k++) u[k] = quorix_vector3_double_dot(reciprocal_[k], x[i]);
+    for (int c = 0; c < 3; c++) {
+        p[c] = x[i][c];
+        for (int k = 0; k < 3; k++) p[c] -= std::floor(u[k]) * lattice_[k][c];
     }
-    return largest + second > skin_;
+    AxisBins axes[3];
+    for (int k = 0; k < 3; k++) {
+        const double in_cell = u[k] - std::floor(u[k]);
+        axes[k] = axis_bins(static_cast<int>(std::floor((in_cell - extent_[k]) * bin_count_[k])),
+                            static_cast<int>(std::floor((in_cell + extent_[k]) * bin_count_[k])), bin_count_[k]);
+    }
+    candidates_.clear();
+    for (size_t n0 = 0; n0 < axes[0].bin.size(); n0++)
+        for (size_t n1 = 0; n1 < axes[1].bin.size(); n1++) {
+            double shift01[3];
+            for (int c = 0; c < 3; c++)
+                shift01[c] = axes[0].cell[n0] * lattice_[0][c] + axes[1].cell[n1] * lattice_[1][c] - p[c];
+            const size_t row = (static_cast<size_t>(axes[0].bin[n0]) * bin_count_[1] + axes[1].bin[n1]) * bin_count_[2];
+            for (size_t n2 = 0; n2 < axes[2].bin.size(); n2++) {
+                double shift[3];
+                for (int c = 0; c < 3; c++) shift[c] = shift01[c] + axes[2].cell[n2] * lattice_[2][c];
+                const size_t bin = row + axes[2].bin[n2];
+                for (size_t b = bins_[bin]; b < bins_[bin + 1]; b++) {
+                    const Binned& atom = binned_[b];
+                    const double r[3] = {atom.q[0] + shift[0], atom.q[1] + shift[1], atom.q[2] + shift[2]};
+                    if (r[0] * r[0] + r[1] * r[1] + r[2] * r[2] <= range_squared)
+                        candidates_.push_back(Candidate{atom.group, atom.j, {r[0], r[1], r[2]}});
+                }
+            }
+        }
+    fixed_[n].clear();
+    file_fixed_runs(candidates_, fixed_[n]);
+    for (int k = 0; k < 3; k++) fixed_reference_[3 * n + k] = x[i][k];
 }
 
-int QuorixNeighbourList::refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile,
-                                 const std::vector<int>& group, double* const* x) {
-    return needs_refresh(x) ? build(cell, mobile, group, x) : 0;
+// The mobile partners of every mobile atom, a run for each partner: its nearest image, then every
+// translation that keeps it in range.
+void QuorixNeighbourList::list_moving(double* const* x) {
+    const double range_squared = (reach_ + skin_) * (reach_ + skin_);
+    moving_reference_.assign(3 * mobile_flag_.size(), 0.0);
+    for (const long i : mobile_)
+        for (int k = 0; k < 3; k++) moving_reference_[3 * i + k] = x[i][k];
+    for (size_t n = 0; n < mobile_.size(); n++) {
+        const long i = mobile_[n];
+        moving_[n].clear();
+        for (size_t m = n + 1; m < mobile_.size(); m++) {
+            const long j = mobile_[m];
+            double between[3];
+            for (int k = 0; k < 3; k++) between[k] = x[j][k] - x[i][k];
+            double fraction[3];
+            for (int k = 0; k < 3; k++) fraction[k] = std::floor(quorix_vector3_double_dot(reciprocal_[k], between) + 0.5);
+            for (int k = 0; k < 3; k++)
+                between[k] -= fraction[0] * lattice_[0][k] + fraction[1] * lattice_[1][k] + fraction[2] * lattice_[2][k];
+            candidates_.clear();
+            for (size_t t = 0; t < translations_.size(); t += 3) {
+                const Candidate c{group_[j], j, {between[0] + translations_[t], between[1] + translations_[t + 1],
+                                                 between[2] + translations_[t + 2]}};
+                if (c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2] <= range_squared) candidates_.push_back(c);
+            }
+            file_mobile_run(candidates_, moving_[n]);
+        }
+    }
+}
+
+// Files the fixed partners of one mobile atom as runs of one group each, every run in rising
+// distance (by whole square Angstroms: a counting sort), so that the pair terms a force sum looks
+// up next are mostly those it looked up last.
+void QuorixNeighbourList::file_fixed_runs(const std::vector<Candidate>& candidates, Partners& out) {
+    const int shells = static_cast<int>((reach_ + skin_) * (reach_ + skin_)) + 1;
+    auto key = [shells](const Candidate& c) {
+        const double d_squared = c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2];
+        return c.group * shells + std::min(static_cast<int>(d_squared), shells - 1);
+    };
+    start_.assign(static_cast<size_t>(groups_) * shells + 1, 0);
+    for (const Candidate& c : candidates) start_[key(c) + 1]++;
+    for (size_t k = 1; k < start_.size(); k++) start_[k] += start_[k - 1];
+    std::vector<size_t> group_start(groups_ + 1);
+    for (int g = 0; g <= groups_; g++) group_start[g] = start_[g * shells];
+    order_.resize(candidates.size());
+    for (size_t n = 0; n < candidates.size(); n++) order_[start_[key(candidates[n])]++] = n;
+    for (int g = 0; g < groups_; g++) {
+        if (group_start[g] == group_start[g + 1]) continue;
+        Run run{out.rx.size(), 0, 0, g, false, -1};
+        for (size_t n = group_start[g]; n < group_start[g + 1]; n++)
+            out.append(candidates[order_[n]].j, candidates[order_[n]].r);
+        close_run(run, out);
+    }
+}
+
+// Files the images of one mobile partner of a mobile atom as a run in rising distance.
+void QuorixNeighbourList::file_mobile_run(std::vector<Candidate>& candidates, Partners& out) const {
+    if (candidates.empty()) return;
+    auto d_squared = [](const Candidate& c) { return c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2]; };
+    std::sort(candidates.begin(), candidates.end(),
+              [&](const Candidate& a, const Candidate& b) { return d_squared(a) < d_squared(b); });
+    Run run{out.rx.size(), 0, 0, candidates[0].group, true, candidates[0].j};
+    for (const Candidate& c : candidates) out.append(c.j, c.r);
+    close_run(run, out);
+}
+
+// Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum;
+// notes its closest partner and where its partners beyond reach + half the skin begin (runs are
+// in rising distance by whole square Angstroms, so from the first such square on, rounded up to
+// whole lanes).
+void QuorixNeighbourList::close_run(Run run, Partners& out) const {
+    const double far[3] = {kFar, kFar, kFar};
+    while ((out.rx.size() - run.first) % kQuorixLanes) out.append(out.partner.back(), far);
+    run.last = out.rx.size();
+    const double near = reach_ + 0.5 * skin_;
+    const double near_squares = std::floor(near * near) + 1;
+    double closest_squared = kFar * kFar;
+    run.near_last = run.last;
+    for (size_t e = run.first; e < run.last; e++) {
+        const double d_squared = out.rx[e] * out.rx[e] + out.ry[e] * out.ry[e] + out.rz[e] * out.rz[e];
+        closest_squared = std::min(closest_squared, d_squared);
+        if (d_squared >= near_squares) run.near_last = std::min(run.near_last, e);
+    }
+    run.closest = std::sqrt(closest_squared);
+    while ((run.near_last - run.first) % kQuorixLanes) run.near_last++;
+    out.runs.push_back(run);
 }

@@ -1,7 +1,9 @@
-// Neighbour list of the mobile atoms of a cell whose other atoms stay fixed: the images of every
-// atom within reach + skin of each mobile atom, listed once and refreshed only when a pair may
-// have come from beyond reach + skin to within reach. Positions are one 3-vector per atom of the cell, continuous
-// in time (not wrapped back into the cell), so an atom crossing a cell face forces no refresh.
+// Neighbour list of the mobile atoms of a cell whose other atoms stay fixed. For each mobile atom
+// it lists the images of every fixed atom within reach + skin, refreshed for that atom alone once
+// it has moved more than the skin, and the images of every mobile atom of higher index within
+// reach + skin, refreshed for all once two mobile atoms together have moved more than the skin.
+// Positions are one 3-vector per atom of the cell, continuous in time (not wrapped back into the
+// cell), so an atom crossing a cell face forces no refresh.
 #pragma once
 
 #include <cmath>
@@ -17,28 +19,26 @@ public:
     // Lists the partners of every atom flagged in `mobile` at positions x: every image of a fixed
     // atom, and every image of a mobile atom of higher index, so that each pair of mobile atoms
     // comes once. An atom's own images are left out: their pull cancels pairwise. The partners of
-    // each mobile atom come in runs of one `group` (one value >= 0 per atom, e.g. its species), fixed
-    // atoms first. 1 when the lattice is unusable.
+    // each mobile atom come in runs of one `group` (one value >= 0 per atom, e.g. its species).
+    // 1 when the lattice is unusable.
     int build(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
               double* const* x);
-    // True when two mobile atoms together have moved more than the skin since the last build.
-    bool needs_refresh(double* const* x) const;
-    // build() when needs_refresh(); 0 otherwise.
+    // Lists again what the atoms have moved out of: build() the first time, 0 or its failure.
     int refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
                 double* const* x);
-    long builds() const { return builds_; }
 
     // visit(i, j, r, d_squared, j_mobile) for every mobile atom i and every listed image of atom j
     // within reach of it at positions x, r = image of x[j] - x[i].
     template <class Visit>
     void for_each_pair(double* const* x, Visit visit) const {
-        for (size_t n = 0; n < mobile_.size(); n++) {
-            const long i = mobile_[n];
-            for (size_t u = first_run_[n]; u < first_run_[n + 1]; u++)
-                walk(x, i, runs_[u], [&](size_t e, const double* r, double d_squared) {
-                    visit(i, partner_[e], r, d_squared, runs_[u].moves);
-                });
-        }
+        const double reach_squared = reach_ * reach_;
+        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift) {
+            for (size_t e = run.first; e < run.last; e++) {
+                const double r[3] = {partners.rx[e] - shift[0], partners.ry[e] - shift[1], partners.rz[e] - shift[2]};
+                const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
+                if (d_squared <= reach_squared) visit(i, partners.partner[e], r, d_squared, run.moves);
+            }
+        });
     }
 
     // f[i] += r * g(d_squared) for every pair of for_each_pair(), and f[j] -= the same when j is
@@ -48,28 +48,22 @@ public:
     // called instead. f is not cleared first.
     template <class FactorFor>
     void add_pair_forces(double* const* x, double** f, FactorFor factor_for) const {
-        for (size_t n = 0; n < mobile_.size(); n++) {
-            const long i = mobile_[n];
-            for (size_t u = first_run_[n]; u < first_run_[n + 1]; u++) {
-                const Run& run = runs_[u];
-                const auto g = factor_for(i, run.group);
-                double shift[3];
-                shift_of(x, i, run, shift);
-                const double moved = std::sqrt(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2]);
-                // Partners listed beyond reach + half the skin are still out of reach while the
-                // pair has moved less than half the skin.
-                const Run part{run.first, moved <= 0.5 * skin_ ? run.near_last : run.last};
-                double sum[3];
-                if (run.closest - moved >= g.far_from)
-                    sum_run(part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
-                else
-                    sum_run(part, shift, g, sum);
-                for (int k = 0; k < 3; k++) {
-                    f[i][k] += sum[k];
-                    if (run.moves) f[run.j][k] -= sum[k];
-                }
+        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift) {
+            const auto g = factor_for(i, run.group);
+            const double moved = std::sqrt(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2]);
+            // Partners listed beyond reach + half the skin are still out of reach while the pair
+            // has moved less than half the skin.
+            const Run part{run.first, moved <= 0.5 * skin_ ? run.near_last : run.last};
+            double sum[3];
+            if (run.closest - moved >= g.far_from)
+                sum_run(partners, part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
+            else
+                sum_run(partners, part, shift, g, sum);
+            for (int k = 0; k < 3; k++) {
+                f[i][k] += sum[k];
+                if (run.moves) f[run.j][k] -= sum[k];
             }
-        }
+        });
     }
 
 private:
@@ -84,10 +78,36 @@ private:
         double closest = 0;
     };
 
+    // Listed partners of one mobile atom, r = image of j - the atom at the positions listed.
+    struct Partners {
+        std::vector<Run> runs;
+        std::vector<double> rx, ry, rz;
+        std::vector<long> partner;
+        void clear();
+        void append(long j, const double* r);
+    };
+
+    // visit(i, partners, run, shift) for every run of every mobile atom i, where shift is how far
+    // i has moved since the run was listed, less how far its partner has.
+    template <class Visit>
+    void for_each_run(double* const* x, Visit visit) const {
+        for (size_t n = 0; n < mobile_.size(); n++) {
+            const long i = mobile_[n];
+            double shift[3];
+            for (int k = 0; k < 3; k++) shift[k] = x[i][k] - fixed_reference_[3 * n + k];
+            for (const Run& run : fixed_[n].runs) visit(i, fixed_[n], run, shift);
+            for (const Run& run : moving_[n].runs) {
+                for (int k = 0; k < 3; k++)
+                    shift[k] = x[i][k] - moving_reference_[3 * i + k] - (x[run.j][k] - moving_reference_[3 * run.j + k]);
+                visit(i, moving_[n], run, shift);
+            }
+        }
+    }
+
     // sum = the sum of r * g(d_squared) over the partners of `run` at `shift`.
     template <class Factor>
-    void sum_run(const Run& run, const double* shift, const Factor& g, double* sum) const {
-        const double *rx = rx_.data(), *ry = ry_.data(), *rz = rz_.data();
+    static void sum_run(const Partners& partners, const Run& run, const double* shift, const Factor& g, double* sum) {
+        const double *rx = partners.rx.data(), *ry = partners.ry.data(), *rz = partners.rz.data();
         QuorixLanes lanes[3] = {};
         for (size_t e = run.first; e < run.last; e += kQuorixLanes) {
             const QuorixLanes r[3] = {quorix_lanes_load(rx + e) - shift[0], quorix_lanes_load(ry + e) - shift[1],
@@ -98,54 +118,30 @@ private:
         for (int k = 0; k < 3; k++) sum[k] = quorix_lanes_sum(lanes[k]);
     }
 
-    // How far atom i has moved since the build, less how far the partners of `run` have.
-    void shift_of(double* const* x, long i, const Run& run, double* shift) const {
-        for (int k = 0; k < 3; k++) {
-            shift[k] = x[i][k] - reference_[3 * i + k];
-            if (run.moves) shift[k] -= x[run.j][k] - reference_[3 * run.j + k];
-        }
-    }
-
-    // visit(e, r, d_squared) for the partners of `run` within reach of mobile atom i at positions x.
-    template <class Visit>
-    void walk(double* const* x, long i, const Run& run, Visit visit) const {
-        const double reach_squared = reach_ * reach_;
-        double shift[3];
-        shift_of(x, i, run, shift);
-        const double* rx = rx_.data();
-        const double* ry = ry_.data();
-        const double* rz = rz_.data();
-        for (size_t e = run.first; e < run.last; e++) {
-            const double r[3] = {rx[e] - shift[0], ry[e] - shift[1], rz[e] - shift[2]};
-            const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
-            if (d_squared <= reach_squared) visit(e, r, d_squared);
-        }
-    }
-
     // One image of a partner before it is filed into its run.
     struct Candidate {
         int group;
         long j;
         double r[3];
     };
-    void add_fixed_partners(long i, double* const* x, std::vector<Candidate>& out) const;
-    void file_fixed_runs(const std::vector<Candidate>& candidates, int groups);
-    void file_mobile_run(std::vector<Candidate>& candidates, int group);
-    void append_entry(long j, const double* r);
-    void close_run(Run run);
-    void bin_fixed_atoms(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
-                         double* const* x);
+    void bin_fixed_atoms(double* const* x);
+    void list_fixed(size_t n, double* const* x);
+    void list_moving(double* const* x);
+    void file_fixed_runs(const std::vector<Candidate>& candidates, Partners& out);
+    void file_mobile_run(std::vector<Candidate>& candidates, Partners& out) const;
+    void close_run(Run run, Partners& out) const;
 
     double reach_;
     double skin_;
-    long builds_ = 0;
-    std::vector<long> mobile_;        // indices of the mobile atoms
-    std::vector<size_t> first_run_;   // runs of mobile_[n]: first_run_[n] .. first_run_[n + 1] - 1
-    std::vector<Run> runs_;
-    std::vector<double> rx_, ry_, rz_;  // r = image of j - i at the listed positions, by partner
-    std::vector<long> partner_;         // j, by partner
-    std::vector<double> reference_;     // positions of all atoms at the last build
-    std::vector<size_t> start_, order_;  // scratch of the counting sort
+    std::vector<char> mobile_flag_;  // of every atom, as built
+    std::vector<int> group_;         // of every atom, as built
+    int groups_ = 1;
+    std::vector<long> mobile_;                 // indices of the mobile atoms
+    std::vector<Partners> fixed_, moving_;     // by mobile atom n
+    std::vector<double> fixed_reference_;      // position of mobile atom n when its fixed partners were listed
+    std::vector<double> moving_reference_;     // of every atom when the mobile pairs were listed
+    std::vector<size_t> start_, order_;        // scratch of the counting sort
+    std::vector<Candidate> candidates_;        // scratch
 
     // The fixed atoms binned by their position in the cell: bins_[b] .. bins_[b + 1] - 1 index
     // binned_; cell positions q (Cartesian, inside the cell) of each.
@@ -159,5 +155,6 @@ private:
     std::vector<Binned> binned_;
     double lattice_[3][3] = {};
     double reciprocal_[3][3] = {};
-    double extent_[3] = {};  // reach + skin in cell fractions along each axis
+    double extent_[3] = {};            // reach + skin in cell fractions along each axis
+    std::vector<double> translations_;  // lattice translations that can bring a mobile pair within range, 3 each
 };
