@@ -287,7 +287,7 @@ void QuorixNeighbourList::file_fixed_runs(const std::vector<Candidate>& candidat
     for (size_t n = 0; n < candidates.size(); n++) order_[start_[key(candidates[n])]++] = n;
     for (int g = 0; g < groups_; g++) {
         if (group_start[g] == group_start[g + 1]) continue;
-        Run run{out.rx.size(), 0, 0, g, false, -1};
+        Run run{out.rx.size(), 0, {}, g, false, -1};
         for (size_t n = group_start[g]; n < group_start[g + 1]; n++)
             out.append(candidates[order_[n]].j, candidates[order_[n]].r);
         close_run(run, out);
@@ -300,29 +300,31 @@ void QuorixNeighbourList::file_mobile_run(std::vector<Candidate>& candidates, Pa
     auto d_squared = [](const Candidate& c) { return c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2]; };
     std::sort(candidates.begin(), candidates.end(),
               [&](const Candidate& a, const Candidate& b) { return d_squared(a) < d_squared(b); });
-    Run run{out.rx.size(), 0, 0, candidates[0].group, true, candidates[0].j};
+    Run run{out.rx.size(), 0, {}, candidates[0].group, true, candidates[0].j};
     for (const Candidate& c : candidates) out.append(c.j, c.r);
     close_run(run, out);
 }
 
 // Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum;
-// notes its closest partner and where its partners beyond reach + half the skin begin (runs are
-// in rising distance by whole square Angstroms, so from the first such square on, rounded up to
-// whole lanes).
+// notes its closest partner and where its partners beyond reach + k quarters of the skin begin
+// (runs are in rising distance by whole square Angstroms, so from the first such square on,
+// rounded up to whole lanes).
 void QuorixNeighbourList::close_run(Run run, Partners& out) const {
     const double far[3] = {kFar, kFar, kFar};
     while ((out.rx.size() - run.first) % kQuorixLanes) out.append(out.partner.back(), far);
     run.last = out.rx.size();
-    const double near = reach_ + 0.5 * skin_;
-    const double near_squares = std::floor(near * near) + 1;
     double closest_squared = kFar * kFar;
-    run.near_last = run.last;
-    for (size_t e = run.first; e < run.last; e++) {
-        const double d_squared = out.rx[e] * out.rx[e] + out.ry[e] * out.ry[e] + out.rz[e] * out.rz[e];
-        closest_squared = std::min(closest_squared, d_squared);
-        if (d_squared >= near_squares) run.near_last = std::min(run.near_last, e);
-    }
+    for (size_t e = run.first; e < run.last; e++)
+        closest_squared = std::min(closest_squared, out.rx[e] * out.rx[e] + out.ry[e] * out.ry[e] + out.rz[e] * out.rz[e]);
     run.closest = std::sqrt(closest_squared);
-    while ((run.near_last - run.first) % kQuorixLanes) run.near_last++;
+    for (int k = 0; k + 1 < kNearCuts; k++) {
+        const double near = reach_ + (k + 1) * skin_ / kNearCuts;
+        const double near_squares = std::floor(near * near) + 1;
+        size_t& cut = run.near_last[k];
+        cut = run.first;
+        while (cut < run.last && out.rx[cut] * out.rx[cut] + out.ry[cut] * out.ry[cut] + out.rz[cut] * out.rz[cut] < near_squares)
+            cut++;
+        while ((cut - run.first) % kQuorixLanes) cut++;
+    }
     out.runs.push_back(run);
 }

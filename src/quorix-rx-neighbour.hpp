@@ -51,9 +51,10 @@ public:
         for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift) {
             const auto g = factor_for(i, run.group);
             const double moved = std::sqrt(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2]);
-            // Partners listed beyond reach + half the skin are still out of reach while the pair
-            // has moved less than half the skin.
-            const Run part{run.first, moved <= 0.5 * skin_ ? run.near_last : run.last};
+            // Partners listed beyond reach + k quarters of the skin are still out of reach while
+            // the pair has moved less than k quarters of the skin.
+            const int quarters = static_cast<int>(std::ceil(4.0 * moved / skin_));
+            const Run part{run.first, quarters < kNearCuts ? run.near_last[std::max(quarters, 1) - 1] : run.last};
             double sum[3];
             if (run.closest - moved >= g.far_from)
                 sum_run(partners, part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
@@ -68,10 +69,11 @@ public:
 
 private:
     // Partners e in [first, last) of one group: fixed atoms, or the images of one mobile atom j.
-    // Those from near_last on were listed beyond reach + half the skin; none was listed closer
-    // than `closest`.
+    // Those from near_last[k] on were listed beyond reach + (k + 1) quarters of the skin; none was
+    // listed closer than `closest`.
+    static constexpr int kNearCuts = 4;
     struct Run {
-        size_t first, last, near_last = 0;
+        size_t first, last, near_last[kNearCuts - 1] = {};
         int group = 0;
         bool moves = false;
         long j = -1;
