@@ -71,6 +71,11 @@ AxisBins axis_bins(int low, int high, int count) {
 constexpr double kBinWidth = 2.0;       // A: bins about this wide across the cell
 constexpr double kNarrowestCell = 0.5;  // A: flatter cells cannot hold a sensible structure
 constexpr double kFar = 1e3;            // A: a padding partner this far away is out of any reach
+constexpr double kFarthestAtom = 1e8;   // A: positions beyond are taken for a run gone wrong
+
+double squared_distance(const double* a, const double* b) {
+    return (a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) + (a[2] - b[2]) * (a[2] - b[2]);
+}
 
 // Half the longest diagonal of the cell: the longest difference of two positions taken to its
 // nearest image by rounding their fractional coordinates.
@@ -105,6 +110,12 @@ void QuorixNeighbourList::Partners::append(long j, const double* r) {
 int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
                                double* const* x) {
     if (!quorix_cell_lattice_usable(cell)) return 1;
+    const size_t total = static_cast<size_t>(cell->total);
+    if (mobile.size() != total || group.size() != total ||
+        (total > 0 && *std::min_element(group.begin(), group.end()) < 0)) {
+        std::fprintf(stderr, "Error: the neighbour list needs a flag and a group >= 0 for every atom.\n");
+        return 1;
+    }
     const Reciprocal rec = reciprocal_of(cell);
     for (int k = 0; k < 3; k++) {
         if (!(rec.width[k] >= kNarrowestCell) || !std::isfinite(rec.width[k])) {
@@ -136,7 +147,8 @@ int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>&
     fixed_.assign(mobile_.size(), Partners{});
     moving_.assign(mobile_.size(), Partners{});
     fixed_reference_.assign(3 * mobile_.size(), 0.0);
-    for (size_t n = 0; n < mobile_.size(); n++) list_fixed(n, x);
+    for (size_t n = 0; n < mobile_.size(); n++)
+        if (list_fixed(n, x)) return 1;
     list_moving(x);
     return 0;
 }
@@ -145,18 +157,13 @@ int QuorixNeighbourList::refresh(const QUORIX_CELL* cell, const std::vector<char
                                  const std::vector<int>& group, double* const* x) {
     if (mobile != mobile_flag_ || group != group_) return build(cell, mobile, group, x);
     // Fixed partners: the atom alone must not have moved beyond the skin.
-    for (size_t n = 0; n < mobile_.size(); n++) {
-        const long i = mobile_[n];
-        double moved = 0;
-        for (int k = 0; k < 3; k++) moved += std::pow(x[i][k] - fixed_reference_[3 * n + k], 2);
-        if (moved > skin_ * skin_) list_fixed(n, x);
-    }
+    for (size_t n = 0; n < mobile_.size(); n++)
+        if (!(squared_distance(x[mobile_[n]], &fixed_reference_[3 * n]) <= skin_ * skin_) && list_fixed(n, x))
+            return 1;
     // Mobile pairs: no two atoms together.
     double largest = 0, second = 0;
     for (const long i : mobile_) {
-        double moved = 0;
-        for (int k = 0; k < 3; k++) moved += std::pow(x[i][k] - moving_reference_[3 * i + k], 2);
-        moved = std::sqrt(moved);
+        const double moved = std::sqrt(squared_distance(x[i], &moving_reference_[3 * i]));
         if (moved > largest) {
             second = largest;
             largest = moved;
@@ -199,9 +206,15 @@ void QuorixNeighbourList::bin_fixed_atoms(double* const* x) {
 }
 
 // The fixed partners of mobile atom n, through the bins that reach `extent_` cell fractions
-// each way from it.
-void QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
+// each way from it; 1 when its position is not a number or absurdly far.
+int QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
     const long i = mobile_[n];
+    for (int k = 0; k < 3; k++) {
+        if (!(std::fabs(x[i][k]) < kFarthestAtom)) {
+            std::fprintf(stderr, "Error: atom %ld is at %g A, far beyond any cell.\n", i, x[i][k]);
+            return 1;
+        }
+    }
     const double range_squared = (reach_ + skin_) * (reach_ + skin_);
     // Atom i in the cell: p = x - floor(u) . a with u its fractional coordinates.
     double u[3], p[3];
@@ -238,6 +251,7 @@ void QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
     fixed_[n].clear();
     file_fixed_runs(candidates_, fixed_[n]);
     for (int k = 0; k < 3; k++) fixed_reference_[3 * n + k] = x[i][k];
+    return 0;
 }
 
 // The mobile partners of every mobile atom, a run for each partner: its nearest image, then every

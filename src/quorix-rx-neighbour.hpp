@@ -127,7 +127,7 @@ private:
         double r[3];
     };
     void bin_fixed_atoms(double* const* x);
-    void list_fixed(size_t n, double* const* x);
+    int list_fixed(size_t n, double* const* x);
     void list_moving(double* const* x);
     void file_fixed_runs(const std::vector<Candidate>& candidates, Partners& out);
     void file_mobile_run(std::vector<Candidate>& candidates, Partners& out) const;
