@@ -129,7 +129,8 @@ int main() {
     std::printf("%-42s %6s %12s %12s %9s %12s\n", "forces of the mobile ions", "atoms", "listed (s)", "plain (s)",
                 "speed-up", "difference");
     for (const char* name : {kLi2O, kOlivine, kGarnet}) compare_forces(name, dir);
-    std::printf("\n%-42s %10s %10s %20s\n", "default --md (2 ps + 10 ps at 1 fs)", "wall", "processor", "speed (processor)");
+    std::printf("\n%-42s %10s %10s %20s\n", "default --md (2 ps + 10 ps at 1 fs)", "wall", "processor",
+                "speed (processor)");
     for (const char* name : {kLi2O, kGarnet}) default_run(name, dir);
     std::filesystem::remove_all(dir);
     return 0;

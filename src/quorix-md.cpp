@@ -469,7 +469,8 @@ private:
 int quorix_md_calculate_force(QUORIX_MD* md) {
     if (!usable(md)) return 1;
     QuorixMdWork& work = *md->work;
-    if (work.neighbours.refresh(md->cell, work.mobile, work.species, md->x)) return fail("QuorixNeighbourList::build()");
+    if (work.neighbours.refresh(md->cell, work.mobile, work.species, md->x))
+        return fail("QuorixNeighbourList::refresh()");
     for (long i = 0; i < md->cell->total; i++) md->f[i][0] = md->f[i][1] = md->f[i][2] = 0;
     const int species_total = md->ppt->total;
     work.neighbours.add_pair_forces(md->x, md->f, [&](long i, int species_j) {

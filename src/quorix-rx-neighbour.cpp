@@ -269,9 +269,10 @@ void QuorixNeighbourList::list_moving(double* const* x) {
             double between[3];
             for (int k = 0; k < 3; k++) between[k] = x[j][k] - x[i][k];
             double fraction[3];
-            for (int k = 0; k < 3; k++) fraction[k] = std::floor(quorix_vector3_double_dot(reciprocal_[k], between) + 0.5);
             for (int k = 0; k < 3; k++)
-                between[k] -= fraction[0] * lattice_[0][k] + fraction[1] * lattice_[1][k] + fraction[2] * lattice_[2][k];
+                fraction[k] = std::floor(quorix_vector3_double_dot(reciprocal_[k], between) + 0.5);
+            for (int k = 0; k < 3; k++)
+                for (int c = 0; c < 3; c++) between[k] -= fraction[c] * lattice_[c][k];
             candidates_.clear();
             for (size_t t = 0; t < translations_.size(); t += 3) {
                 const Candidate c{group_[j], j, {between[0] + translations_[t], between[1] + translations_[t + 1],
@@ -327,17 +328,16 @@ void QuorixNeighbourList::close_run(Run run, Partners& out) const {
     const double far[3] = {kFar, kFar, kFar};
     while ((out.rx.size() - run.first) % kQuorixLanes) out.append(out.partner.back(), far);
     run.last = out.rx.size();
+    auto d_squared = [&out](size_t e) { return out.rx[e] * out.rx[e] + out.ry[e] * out.ry[e] + out.rz[e] * out.rz[e]; };
     double closest_squared = kFar * kFar;
-    for (size_t e = run.first; e < run.last; e++)
-        closest_squared = std::min(closest_squared, out.rx[e] * out.rx[e] + out.ry[e] * out.ry[e] + out.rz[e] * out.rz[e]);
+    for (size_t e = run.first; e < run.last; e++) closest_squared = std::min(closest_squared, d_squared(e));
     run.closest = std::sqrt(closest_squared);
     for (int k = 0; k + 1 < kNearCuts; k++) {
         const double near = reach_ + (k + 1) * skin_ / kNearCuts;
         const double near_squares = std::floor(near * near) + 1;
         size_t& cut = run.near_last[k];
         cut = run.first;
-        while (cut < run.last && out.rx[cut] * out.rx[cut] + out.ry[cut] * out.ry[cut] + out.rz[cut] * out.rz[cut] < near_squares)
-            cut++;
+        while (cut < run.last && d_squared(cut) < near_squares) cut++;
         while ((cut - run.first) % kQuorixLanes) cut++;
     }
     out.runs.push_back(run);

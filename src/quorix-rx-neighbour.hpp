@@ -99,8 +99,9 @@ private:
             for (int k = 0; k < 3; k++) shift[k] = x[i][k] - fixed_reference_[3 * n + k];
             for (const Run& run : fixed_[n].runs) visit(i, fixed_[n], run, shift);
             for (const Run& run : moving_[n].runs) {
+                const long j = run.j;
                 for (int k = 0; k < 3; k++)
-                    shift[k] = x[i][k] - moving_reference_[3 * i + k] - (x[run.j][k] - moving_reference_[3 * run.j + k]);
+                    shift[k] = x[i][k] - moving_reference_[3 * i + k] - (x[j][k] - moving_reference_[3 * j + k]);
                 visit(i, moving_[n], run, shift);
             }
         }
