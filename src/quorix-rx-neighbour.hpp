@@ -49,8 +49,9 @@ public:
     template <class FactorFor>
     void add_pair_forces(double* const* x, double** f, FactorFor factor_for) const {
         for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift) {
-            const auto g = factor_for(i, run.group);
             const double moved = std::sqrt(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2]);
+            if (run.closest - moved > reach_) return;
+            const auto g = factor_for(i, run.group);
             // Partners listed beyond reach + k quarters of the skin are still out of reach while
             // the pair has moved less than k quarters of the skin.
             const int quarters = static_cast<int>(std::ceil(4.0 * moved / skin_));
