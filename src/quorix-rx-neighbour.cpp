@@ -72,6 +72,7 @@ constexpr double kBinWidth = 2.0;       // A: bins about this wide across the ce
 constexpr double kNarrowestCell = 0.5;  // A: flatter cells cannot hold a sensible structure
 constexpr double kFar = 1e3;            // A: a padding partner this far away is out of any reach
 constexpr double kFarthestAtom = 1e8;   // A: positions beyond are taken for a run gone wrong
+constexpr size_t kOwnRun = 8;           // images of a mobile partner that make a run of their own
 
 double squared_distance(const double* a, const double* b) {
     return (a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) + (a[2] - b[2]) * (a[2] - b[2]);
@@ -254,8 +255,9 @@ int QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
     return 0;
 }
 
-// The mobile partners of every mobile atom, a run for each partner: its nearest image, then every
-// translation that keeps it in range.
+// The mobile partners of every mobile atom: the nearest image of each, then every translation
+// that keeps it in range. A partner with many images in range has a run of its own; the others
+// share runs, which spares the force sum a run for every one or two pairs in large cells.
 void QuorixNeighbourList::list_moving(double* const* x) {
     const double range_squared = (reach_ + skin_) * (reach_ + skin_);
     moving_reference_.assign(3 * mobile_flag_.size(), 0.0);
@@ -264,6 +266,7 @@ void QuorixNeighbourList::list_moving(double* const* x) {
     for (size_t n = 0; n < mobile_.size(); n++) {
         const long i = mobile_[n];
         moving_[n].clear();
+        scattered_.clear();
         for (size_t m = n + 1; m < mobile_.size(); m++) {
             const long j = mobile_[m];
             double between[3];
@@ -279,8 +282,12 @@ void QuorixNeighbourList::list_moving(double* const* x) {
                                                  between[2] + translations_[t + 2]}};
                 if (c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2] <= range_squared) candidates_.push_back(c);
             }
-            file_mobile_run(candidates_, moving_[n]);
+            if (candidates_.size() >= kOwnRun)
+                file_mobile_run(candidates_, moving_[n]);
+            else
+                scattered_.insert(scattered_.end(), candidates_.begin(), candidates_.end());
         }
+        file_scattered_runs(scattered_, moving_[n]);
     }
 }
 
@@ -318,6 +325,22 @@ void QuorixNeighbourList::file_mobile_run(std::vector<Candidate>& candidates, Pa
     Run run{out.rx.size(), 0, {}, candidates[0].group, true, candidates[0].j};
     for (const Candidate& c : candidates) out.append(c.j, c.r);
     close_run(run, out);
+}
+
+// Files the images of several mobile partners as one run per group, each in rising distance.
+void QuorixNeighbourList::file_scattered_runs(std::vector<Candidate>& candidates, Partners& out) const {
+    auto d_squared = [](const Candidate& c) { return c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2]; };
+    std::sort(candidates.begin(), candidates.end(), [&](const Candidate& a, const Candidate& b) {
+        return a.group != b.group ? a.group < b.group : d_squared(a) < d_squared(b);
+    });
+    for (size_t n = 0; n < candidates.size(); n++) {
+        if (n > 0 && candidates[n].group == candidates[n - 1].group) continue;
+        Run run{out.rx.size(), 0, {}, candidates[n].group, true, -1};
+        run.scattered = true;
+        for (size_t m = n; m < candidates.size() && candidates[m].group == candidates[n].group; m++)
+            out.append(candidates[m].j, candidates[m].r);
+        close_run(run, out);
+    }
 }
 
 // Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum;

@@ -32,9 +32,11 @@ public:
     template <class Visit>
     void for_each_pair(double* const* x, Visit visit) const {
         const double reach_squared = reach_ * reach_;
-        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift) {
+        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift, double) {
             for (size_t e = run.first; e < run.last; e++) {
-                const double r[3] = {partners.rx[e] - shift[0], partners.ry[e] - shift[1], partners.rz[e] - shift[2]};
+                double r[3] = {partners.rx[e] - shift[0], partners.ry[e] - shift[1], partners.rz[e] - shift[2]};
+                if (run.scattered)
+                    for (int k = 0; k < 3; k++) r[k] += moving_displacement(x, partners.partner[e], k);
                 const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
                 if (d_squared <= reach_squared) visit(i, partners.partner[e], r, d_squared, run.moves);
             }
@@ -48,8 +50,7 @@ public:
     // called instead. f is not cleared first.
     template <class FactorFor>
     void add_pair_forces(double* const* x, double** f, FactorFor factor_for) const {
-        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift) {
-            const double moved = std::sqrt(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2]);
+        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift, double moved) {
             if (run.closest - moved > reach_) return;
             const auto g = factor_for(i, run.group);
             // Partners listed beyond reach + k quarters of the skin are still out of reach while
@@ -57,21 +58,23 @@ public:
             const int quarters = static_cast<int>(std::ceil(4.0 * moved / skin_));
             const Run part{run.first, quarters < kNearCuts ? run.near_last[std::max(quarters, 1) - 1] : run.last};
             double sum[3];
-            if (run.closest - moved >= g.far_from)
+            if (run.scattered)
+                sum_scattered_run(partners, part, shift, x, f, g, sum);
+            else if (run.closest - moved >= g.far_from)
                 sum_run(partners, part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
             else
                 sum_run(partners, part, shift, g, sum);
             for (int k = 0; k < 3; k++) {
                 f[i][k] += sum[k];
-                if (run.moves) f[run.j][k] -= sum[k];
+                if (run.moves && !run.scattered) f[run.j][k] -= sum[k];
             }
         });
     }
 
 private:
-    // Partners e in [first, last) of one group: fixed atoms, or the images of one mobile atom j.
-    // Those from near_last[k] on were listed beyond reach + (k + 1) quarters of the skin; none was
-    // listed closer than `closest`.
+    // Partners e in [first, last) of one group: fixed atoms, the images of one mobile atom j, or
+    // (scattered) the few images of several mobile atoms. Those from near_last[k] on were listed
+    // beyond reach + (k + 1) quarters of the skin; none was listed closer than `closest`.
     static constexpr int kNearCuts = 4;
     struct Run {
         size_t first, last, near_last[kNearCuts - 1] = {};
@@ -79,6 +82,7 @@ private:
         bool moves = false;
         long j = -1;
         double closest = 0;
+        bool scattered = false;
     };
 
     // Listed partners of one mobile atom, r = image of j - the atom at the positions listed.
@@ -90,20 +94,35 @@ private:
         void append(long j, const double* r);
     };
 
-    // visit(i, partners, run, shift) for every run of every mobile atom i, where shift is how far
-    // i has moved since the run was listed, less how far its partner has.
+    // How far mobile atom j has moved along k since the mobile pairs were listed.
+    double moving_displacement(double* const* x, long j, int k) const { return x[j][k] - moving_reference_[3 * j + k]; }
+
+    // visit(i, partners, run, shift, moved) for every run of every mobile atom i, where shift is
+    // how far i has moved since the run was listed, less how far its partner has (scattered runs:
+    // i alone), and `moved` bounds how far the pair has moved apart.
     template <class Visit>
     void for_each_run(double* const* x, Visit visit) const {
+        auto length = [](const double* v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); };
+        double farthest = 0;  // of the mobile atoms since the mobile pairs were listed
+        for (const long i : mobile_) {
+            const double d[3] = {moving_displacement(x, i, 0), moving_displacement(x, i, 1), moving_displacement(x, i, 2)};
+            farthest = std::max(farthest, length(d));
+        }
         for (size_t n = 0; n < mobile_.size(); n++) {
             const long i = mobile_[n];
             double shift[3];
             for (int k = 0; k < 3; k++) shift[k] = x[i][k] - fixed_reference_[3 * n + k];
-            for (const Run& run : fixed_[n].runs) visit(i, fixed_[n], run, shift);
+            const double moved = length(shift);
+            for (const Run& run : fixed_[n].runs) visit(i, fixed_[n], run, shift, moved);
+            double own[3];
+            for (int k = 0; k < 3; k++) own[k] = moving_displacement(x, i, k);
             for (const Run& run : moving_[n].runs) {
-                const long j = run.j;
-                for (int k = 0; k < 3; k++)
-                    shift[k] = x[i][k] - moving_reference_[3 * i + k] - (x[j][k] - moving_reference_[3 * j + k]);
-                visit(i, moving_[n], run, shift);
+                if (run.scattered) {
+                    visit(i, moving_[n], run, own, length(own) + farthest);
+                    continue;
+                }
+                for (int k = 0; k < 3; k++) shift[k] = own[k] - moving_displacement(x, run.j, k);
+                visit(i, moving_[n], run, shift, length(shift));
             }
         }
     }
@@ -122,6 +141,30 @@ private:
         for (int k = 0; k < 3; k++) sum[k] = quorix_lanes_sum(lanes[k]);
     }
 
+    // The same for a scattered run, shift being that of atom i alone; f[j] -= each pair's term.
+    template <class Factor>
+    void sum_scattered_run(const Partners& partners, const Run& run, const double* shift, double* const* x,
+                           double** f, const Factor& g, double* sum) const {
+        static_assert(kQuorixLanes == 2, "one partner per lane");
+        const double *rx = partners.rx.data(), *ry = partners.ry.data(), *rz = partners.rz.data();
+        QuorixLanes lanes[3] = {};
+        for (size_t e = run.first; e < run.last; e += kQuorixLanes) {
+            const long j0 = partners.partner[e], j1 = partners.partner[e + 1];
+            QuorixLanes r[3] = {quorix_lanes_load(rx + e) - shift[0], quorix_lanes_load(ry + e) - shift[1],
+                                quorix_lanes_load(rz + e) - shift[2]};
+            for (int k = 0; k < 3; k++)
+                r[k] += QuorixLanes{moving_displacement(x, j0, k), moving_displacement(x, j1, k)};
+            const QuorixLanes factor = g(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
+            for (int k = 0; k < 3; k++) {
+                const QuorixLanes term = r[k] * factor;
+                lanes[k] += term;
+                f[j0][k] -= term[0];
+                f[j1][k] -= term[1];
+            }
+        }
+        for (int k = 0; k < 3; k++) sum[k] = quorix_lanes_sum(lanes[k]);
+    }
+
     // One image of a partner before it is filed into its run.
     struct Candidate {
         int group;
@@ -133,6 +176,7 @@ private:
     void list_moving(double* const* x);
     void file_fixed_runs(const std::vector<Candidate>& candidates, Partners& out);
     void file_mobile_run(std::vector<Candidate>& candidates, Partners& out) const;
+    void file_scattered_runs(std::vector<Candidate>& candidates, Partners& out) const;
     void close_run(Run run, Partners& out) const;
 
     double reach_;
@@ -145,7 +189,7 @@ private:
     std::vector<double> fixed_reference_;      // position of mobile atom n when its fixed partners were listed
     std::vector<double> moving_reference_;     // of every atom when the mobile pairs were listed
     std::vector<size_t> start_, order_;        // scratch of the counting sort
-    std::vector<Candidate> candidates_;        // scratch
+    std::vector<Candidate> candidates_, scattered_;  // scratch
 
     // The fixed atoms binned by their position in the cell: bins_[b] .. bins_[b + 1] - 1 index
     // binned_; cell positions q (Cartesian, inside the cell) of each.
