@@ -95,7 +95,9 @@ private:
     };
 
     // How far mobile atom j has moved along k since the mobile pairs were listed.
-    double moving_displacement(double* const* x, long j, int k) const { return x[j][k] - moving_reference_[3 * j + k]; }
+    double moving_displacement(double* const* x, long j, int k) const {
+        return x[j][k] - moving_reference_[3 * j + k];
+    }
 
     // visit(i, partners, run, shift, moved) for every run of every mobile atom i, where shift is
     // how far i has moved since the run was listed, less how far its partner has (scattered runs:
@@ -105,7 +107,8 @@ private:
         auto length = [](const double* v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); };
         double farthest = 0;  // of the mobile atoms since the mobile pairs were listed
         for (const long i : mobile_) {
-            const double d[3] = {moving_displacement(x, i, 0), moving_displacement(x, i, 1), moving_displacement(x, i, 2)};
+            double d[3];
+            for (int k = 0; k < 3; k++) d[k] = moving_displacement(x, i, k);
             farthest = std::max(farthest, length(d));
         }
         for (size_t n = 0; n < mobile_.size(); n++) {
