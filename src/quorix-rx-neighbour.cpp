@@ -250,7 +250,7 @@ int QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
             }
         }
     fixed_[n].clear();
-    file_fixed_runs(candidates_, fixed_[n]);
+    file_group_runs(candidates_, false, fixed_[n]);
     for (int k = 0; k < 3; k++) fixed_reference_[3 * n + k] = x[i][k];
     return 0;
 }
@@ -287,14 +287,14 @@ void QuorixNeighbourList::list_moving(double* const* x) {
             else
                 scattered_.insert(scattered_.end(), candidates_.begin(), candidates_.end());
         }
-        file_scattered_runs(scattered_, moving_[n]);
+        file_group_runs(scattered_, true, moving_[n]);
     }
 }
 
-// Files the fixed partners of one mobile atom as runs of one group each, every run in rising
-// distance (by whole square Angstroms: a counting sort), so that the pair terms a force sum looks
-// up next are mostly those it looked up last.
-void QuorixNeighbourList::file_fixed_runs(const std::vector<Candidate>& candidates, Partners& out) {
+// Files partners of one mobile atom as runs of one group each (fixed atoms, or the few images of
+// several mobile atoms), every run in rising distance (by whole square Angstroms: a counting
+// sort), so that the pair terms a force sum looks up next are mostly those it looked up last.
+void QuorixNeighbourList::file_group_runs(const std::vector<Candidate>& candidates, bool moving, Partners& out) {
     const int shells = static_cast<int>((reach_ + skin_) * (reach_ + skin_)) + 1;
     auto key = [shells](const Candidate& c) {
         const double d_squared = c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2];
@@ -309,7 +309,8 @@ void QuorixNeighbourList::file_fixed_runs(const std::vector<Candidate>& candidat
     for (size_t n = 0; n < candidates.size(); n++) order_[start_[key(candidates[n])]++] = n;
     for (int g = 0; g < groups_; g++) {
         if (group_start[g] == group_start[g + 1]) continue;
-        Run run{out.rx.size(), 0, {}, g, false, -1};
+        Run run{out.rx.size(), 0, {}, g, moving, -1};
+        run.scattered = moving;
         for (size_t n = group_start[g]; n < group_start[g + 1]; n++)
             out.append(candidates[order_[n]].j, candidates[order_[n]].r);
         close_run(run, out);
@@ -325,22 +326,6 @@ void QuorixNeighbourList::file_mobile_run(std::vector<Candidate>& candidates, Pa
     Run run{out.rx.size(), 0, {}, candidates[0].group, true, candidates[0].j};
     for (const Candidate& c : candidates) out.append(c.j, c.r);
     close_run(run, out);
-}
-
-// Files the images of several mobile partners as one run per group, each in rising distance.
-void QuorixNeighbourList::file_scattered_runs(std::vector<Candidate>& candidates, Partners& out) const {
-    auto d_squared = [](const Candidate& c) { return c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2]; };
-    std::sort(candidates.begin(), candidates.end(), [&](const Candidate& a, const Candidate& b) {
-        return a.group != b.group ? a.group < b.group : d_squared(a) < d_squared(b);
-    });
-    for (size_t n = 0; n < candidates.size(); n++) {
-        if (n > 0 && candidates[n].group == candidates[n - 1].group) continue;
-        Run run{out.rx.size(), 0, {}, candidates[n].group, true, -1};
-        run.scattered = true;
-        for (size_t m = n; m < candidates.size() && candidates[m].group == candidates[n].group; m++)
-            out.append(candidates[m].j, candidates[m].r);
-        close_run(run, out);
-    }
 }
 
 // Closes a run, padded with partners out of reach to a multiple of kQuorixLanes for the force sum;

@@ -177,9 +177,8 @@ private:
     void bin_fixed_atoms(double* const* x);
     int list_fixed(size_t n, double* const* x);
     void list_moving(double* const* x);
-    void file_fixed_runs(const std::vector<Candidate>& candidates, Partners& out);
+    void file_group_runs(const std::vector<Candidate>& candidates, bool moving, Partners& out);
     void file_mobile_run(std::vector<Candidate>& candidates, Partners& out) const;
-    void file_scattered_runs(std::vector<Candidate>& candidates, Partners& out) const;
     void close_run(Run run, Partners& out) const;
 
     double reach_;
