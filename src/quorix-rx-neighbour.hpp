@@ -55,7 +55,7 @@ public:
             const auto g = factor_for(i, run.group);
             // Partners listed beyond reach + k quarters of the skin are still out of reach while
             // the pair has moved less than k quarters of the skin.
-            const int quarters = static_cast<int>(std::ceil(4.0 * moved / skin_));
+            const int quarters = static_cast<int>(std::ceil(kNearCuts * moved / skin_));
             const Run part{run.first, quarters < kNearCuts ? run.near_last[std::max(quarters, 1) - 1] : run.last};
             double sum[3];
             if (run.scattered)
