@@ -93,7 +93,7 @@ double half_diagonal(const QUORIX_CELL* cell) {
 
 }  // namespace
 
-void QuorixNeighbourList::Partners::clear() {
+void QuorixNeighbourList::Partners::empty_all() {
     runs.clear();
     rx.clear();
     ry.clear();
@@ -249,7 +249,7 @@ int QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
                 }
             }
         }
-    fixed_[n].clear();
+    fixed_[n].empty_all();
     file_group_runs(candidates_, false, fixed_[n]);
     for (int k = 0; k < 3; k++) fixed_reference_[3 * n + k] = x[i][k];
     return 0;
@@ -265,7 +265,7 @@ void QuorixNeighbourList::list_moving(double* const* x) {
         for (int k = 0; k < 3; k++) moving_reference_[3 * i + k] = x[i][k];
     for (size_t n = 0; n < mobile_.size(); n++) {
         const long i = mobile_[n];
-        moving_[n].clear();
+        moving_[n].empty_all();
         scattered_.clear();
         for (size_t m = n + 1; m < mobile_.size(); m++) {
             const long j = mobile_[m];

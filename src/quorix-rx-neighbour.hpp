@@ -90,7 +90,7 @@ private:
         std::vector<Run> runs;
         std::vector<double> rx, ry, rz;
         std::vector<long> partner;
-        void clear();
+        void empty_all();
         void append(long j, const double* r);
     };
 
