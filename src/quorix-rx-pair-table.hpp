@@ -59,5 +59,5 @@ private:
     static constexpr int kPerUnit = 64;
     static constexpr int kTerms = 6;
     long intervals_ = 0;
-    std::vector<double> coefficients_;
+    std::vector<double> coefficients_ = std::vector<double>(kTerms, 0.0);  // unbuilt: zero everywhere
 };

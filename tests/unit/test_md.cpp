@@ -77,6 +77,21 @@ TEST(MolecularDynamics, ForcesEqualTheSumOverAllPairsAndImages) {
     }
 }
 
+// A species of oxidation state 0 interacts with nothing: Ar added to Li2O leaves the Li forces
+// as they are (its pair terms have no table to read).
+TEST(MolecularDynamics, NeutralSpeciesExertsNoForce) {
+    const MdRun plain(600, 5, false, "Li2O_COD9009059_occupancy.cif");
+    const MdRun with_argon(600, 5, false, "Li2O_neutral_Ar.cif");
+    for (long i = 0; i < plain.md->cell->total; i++) {
+        if (plain.cell->atom[i].ignored) continue;
+        const QUORIX_CELL* cell = with_argon.md->cell;
+        long j = 0;
+        while (j < cell->total && quorix_vector3_double_distance(cell->atom[j].x, plain.md->cell->atom[i].x) > 1e-9) j++;
+        ASSERT_LT(j, cell->total);
+        for (int k = 0; k < 3; k++) EXPECT_NEAR(with_argon.md->f[j][k], plain.md->f[i][k], 1e-12) << i << " " << k;
+    }
+}
+
 // --md: the same noise enters both half steps, so the kinetic temperature settles at twice the
 // target; the standard model holds the target. Plain velocity Verlet conserves the total energy
 // to 1e-4 eV per mobile ion in both.
