@@ -1,6 +1,7 @@
 // Argument handling for the command handlers: usage texts, optional arguments, flags, output names.
 #include "quorix-cmd-args.hpp"
 
+#include <cmath>
 #include <cstdio>
 
 #include "quorix-cmd.hpp"
@@ -73,8 +74,9 @@ const char* argument(const QUORIX_CMD_OPT* opt, int index) {
 
 bool scan_int(const char* text, int& value) { return std::sscanf(text, "%d", &value) == 1; }
 
+// "nan" and "inf" convert too, but no setting of this program means anything with them.
 bool parse_double(const QUORIX_CMD_OPT* opt, int index, double& value, const char* word) {
-    return parse_with(opt, index, "%lf", &value, word);
+    return parse_with(opt, index, "%lf", &value, word) && (std::isfinite(value) || report_wrong(word));
 }
 
 bool parse_int(const QUORIX_CMD_OPT* opt, int index, int& value, const char* word) {
