@@ -101,6 +101,16 @@ double quorix_matrix33_double_determinant(const double m[3][3]) {
            m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
 }
 
+void quorix_lattice_reciprocal(const double a[3][3], double b[3][3], double width[3]) {
+    const double volume = quorix_matrix33_double_determinant(a);
+    for (int k = 0; k < 3; k++) {
+        double normal[3];
+        quorix_vector3_double_cross(normal, a[(k + 1) % 3], a[(k + 2) % 3]);
+        for (int c = 0; c < 3; c++) b[k][c] = normal[c] / volume;
+        width[k] = std::fabs(volume) / quorix_vector3_double_length(normal);
+    }
+}
+
 void quorix_matrix33_double_swap_row(double m[3][3], int i, int j) {
     for (int k = 0; k < 3; k++) std::swap(m[i][k], m[j][k]);
 }

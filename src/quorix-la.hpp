@@ -43,6 +43,10 @@ int quorix_matrix33_double_lusolver(double lu[3][3], int* perm, const double m[3
 int quorix_matrix33_double_linearsolver(double* x, const double m[3][3], const double* b);
 int quorix_matrix33_double_svdsolver(double* x, const double m[3][3], const double* b);
 
+// Reciprocal vectors b[k] of the lattice rows a (a[k] . b[l] = delta_kl) and the widths of the
+// cell across each pair of faces (1 / |b[k]|).
+void quorix_lattice_reciprocal(const double a[3][3], double b[3][3], double width[3]);
+
 void quorix_matrix33_double_rotation_simple(double m[3][3], int axis, double angle);
 void quorix_matrix33_double_rotation_euler(double m[3][3], const double* angle);
 void quorix_matrix33_double_rotation_random(double m[3][3]);

@@ -118,12 +118,8 @@ bool build_pair_tables(QUORIX_MD* md) {
 }
 
 void set_reciprocal(QUORIX_MD* md) {
-    const double volume = quorix_matrix33_double_determinant(md->cell->a);
-    for (int k = 0; k < 3; k++) {
-        double normal_vector[3];
-        quorix_vector3_double_cross(normal_vector, md->cell->a[(k + 1) % 3], md->cell->a[(k + 2) % 3]);
-        for (int c = 0; c < 3; c++) md->work->reciprocal[k][c] = normal_vector[c] / volume;
-    }
+    double width[3];
+    quorix_lattice_reciprocal(md->cell->a, md->work->reciprocal, width);
 }
 
 // The atom of a mobile ion at x, wrapped into the cell. Fixed atoms are never rewritten, so their

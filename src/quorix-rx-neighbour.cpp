@@ -19,13 +19,7 @@ struct Reciprocal {
 
 Reciprocal reciprocal_of(const QUORIX_CELL* cell) {
     Reciprocal rec{};
-    const double volume = quorix_matrix33_double_determinant(cell->a);
-    for (int k = 0; k < 3; k++) {
-        double normal[3];
-        quorix_vector3_double_cross(normal, cell->a[(k + 1) % 3], cell->a[(k + 2) % 3]);
-        for (int c = 0; c < 3; c++) rec.b[k][c] = normal[c] / volume;
-        rec.width[k] = std::fabs(volume) / quorix_vector3_double_length(normal);
-    }
+    quorix_lattice_reciprocal(cell->a, rec.b, rec.width);
     return rec;
 }
 
