@@ -68,12 +68,10 @@ struct Coulomb {
 class FarTest {
 public:
     FarTest(const double a[3][3], double cutoff) {
-        const double volume = quorix_matrix33_double_determinant(a);
-        for (int k = 0; k < 3; k++) {
-            quorix_vector3_double_cross(reciprocal_[k], a[(k + 1) % 3], a[(k + 2) % 3]);
-            for (double& c : reciprocal_[k]) c /= volume;
+        double width[3];
+        quorix_lattice_reciprocal(a, reciprocal_, width);
+        for (int k = 0; k < 3; k++)
             reach_[k] = cutoff * quorix_vector3_double_length(reciprocal_[k]) * (1.0 + 1e-9) + 1e-12;
-        }
     }
 
     std::array<double, 3> fractional(const double* x) const {
@@ -532,6 +530,39 @@ void free_tables(QUORIX_KMC* kmc) {
     }
 }
 
+// The site and hop records, the neighbour tables and the fast-path state of a new simulation on
+// kmc->graph; false after printing why (the tables may then be partly built).
+bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutoff) {
+    const QUORIX_GRAPH* graph = kmc->graph;
+    try {
+        QuorixKmcState& state = *kmc->state;
+        state.site_phi.assign(graph->total_v, 0);
+        state.saddle_phi.assign(graph->total_e, 0);
+        state.where.assign(graph->total_v, -1);
+        state.since.assign(graph->total_v, 0.0);
+        state.tree.resize(graph->total_e);
+        state.occupied.assign(graph->total_v, 0);
+        state.flags.assign(graph->total_e, 0);
+        for (long v = 0; v < graph->total_v; v++) {
+            kmc->kv[v].v = &graph->v[v];
+            kmc->kv[v].en = graph->v[v].en;
+            state.site_en.push_back(graph->v[v].en);
+            kmc->kv[v].origin = -1;
+        }
+        const QUORIX_PROPERTY_UNITARY& ion = property->uni[property->conducting];
+        const Coulomb coulomb{ion.q * ion.q, 2.0 * property->sf * ion.rc, cutoff};
+        const FarTest test(graph->a, coulomb.cutoff);
+        if (build_site_neighbours(kmc, coulomb, test) || build_saddle_neighbours(kmc, coulomb, test) || build_edges(kmc))
+            return false;
+        build_hop_lists(state, graph->total_v);
+        return true;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "Error: unable to allocate the tables of %ld sites and %ld hops.\n", graph->total_v,
+                     graph->total_e);
+        return false;
+    }
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- records
@@ -547,6 +578,7 @@ QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property,
                      graph->total_e);
         return nullptr;
     }
+    if (cutoff < 0.0) cutoff = kDefaultCutoff;
     KmcPtr kmc(static_cast<QUORIX_KMC*>(std::calloc(1, sizeof(QUORIX_KMC))));
     if (!kmc) return nullptr;
     kmc->kv = static_cast<QUORIX_KMC_VERTEX*>(std::calloc(graph->total_v, sizeof(QUORIX_KMC_VERTEX)));
@@ -554,30 +586,11 @@ QUORIX_KMC* quorix_kmc_new(QUORIX_GRAPH* graph, const QUORIX_PROPERTY* property,
     kmc->state = new (std::nothrow) QuorixKmcState;
     if (!kmc->kv || !kmc->ke || !kmc->state) return nullptr;
     kmc->graph = graph;
-    QuorixKmcState& state = *kmc->state;
-    state.site_phi.assign(graph->total_v, 0);
-    state.saddle_phi.assign(graph->total_e, 0);
-    state.where.assign(graph->total_v, -1);
-    state.since.assign(graph->total_v, 0.0);
-    state.tree.resize(graph->total_e);
-    state.occupied.assign(graph->total_v, 0);
-    state.flags.assign(graph->total_e, 0);
-    for (long v = 0; v < graph->total_v; v++) {
-        kmc->kv[v].v = &graph->v[v];
-        kmc->kv[v].en = graph->v[v].en;
-        state.site_en.push_back(graph->v[v].en);
-        kmc->kv[v].origin = -1;
-    }
-    const QUORIX_PROPERTY_UNITARY& ion = property->uni[property->conducting];
-    const Coulomb coulomb{ion.q * ion.q, 2.0 * property->sf * ion.rc, cutoff < 0.0 ? kDefaultCutoff : cutoff};
-    const FarTest test(graph->a, coulomb.cutoff);
-    if (build_site_neighbours(kmc.get(), coulomb, test) || build_saddle_neighbours(kmc.get(), coulomb, test) ||
-        build_edges(kmc.get())) {
+    if (!fill_records(kmc.get(), property, cutoff)) {
         free_tables(kmc.get());
         kmc->graph = nullptr;  // the caller keeps the graph on failure
         return nullptr;
     }
-    build_hop_lists(state, graph->total_v);
     return kmc.release();
 }
 
