@@ -275,8 +275,15 @@ bool parse_neb_settings(const QUORIX_CMD_OPT* opt, int first, NebSettings& neb) 
            parse_double(opt, first + 6, neb.run.k, "k");
 }
 
-void report_too_few_images(int images) {
-    std::fprintf(stderr, "Error: a band needs at least 3 images, %d given.\n", images);
+// Fewer than 3 images make no band; each image holds a whole cell and its own pair list, so the
+// count is bounded too. Checked before any file is read.
+bool images_usable(int images) {
+    constexpr int kMostImages = 1000;
+    if (images < 3)
+        std::fprintf(stderr, "Error: a band needs at least 3 images, %d given.\n", images);
+    else if (images > kMostImages)
+        std::fprintf(stderr, "Error: a band of %d images is more than the %d allowed.\n", images, kMostImages);
+    return images >= 3 && images <= kMostImages;
 }
 
 // Frees a series of cells as read by quorix_cells_import_cif_from_file.
@@ -348,7 +355,7 @@ void quorix_cmd_opt_do_rx_neb(QUORIX_CMD_OPT* opt) {
     if (!parse_neb_settings(opt, 4, neb)) return;
     neb.run.relax = flag(opt, 7, true);
     const std::string name = output_name(opt, 11, "");
-    if (neb.images < 3) return report_too_few_images(neb.images);
+    if (!images_usable(neb.images)) return;
     const Structure first = read_structure(opt, 2);
     if (!first) return;
     const Structure last = read_structure(opt, 3);
@@ -368,6 +375,7 @@ void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT* opt) {
     if (!parse_neb_settings(opt, 3, neb)) return;
     neb.run.relax = flag_true_only(opt, 6);
     const std::string name = output_name(opt, 10, "");
+    if (!images_usable(neb.images)) return;
     std::unique_ptr<QUORIX_CELL*[], ImagesFree> cells(
         quorix_cells_import_cif_from_file(opt->argv[2], neb.images, opt->dir_symcards, opt->dir_unitary),
         ImagesFree{neb.images});
@@ -375,7 +383,6 @@ void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT* opt) {
         std::fprintf(stderr, "Error: quorix_cells_import_cif_from_file() returns NULL.\n");
         return;
     }
-    if (neb.images < 3) return report_too_few_images(neb.images);
     for (int i = 1; i < neb.images; i++)
         if (!quorix_neb_images_compatible(cells[0], cells[i])) return;
     QuorixFixedComponents fixed;

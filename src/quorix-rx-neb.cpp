@@ -91,10 +91,14 @@ void set_positions(QUORIX_CELL* cell, const std::vector<double>& x) {
     quorix_cell_update_coordinate_fractional(cell);
 }
 
+// Infinite when a force is not a number, so that a band that blew up never counts as converged.
 double largest_atom_force(const std::vector<double>& f) {
     double largest = 0;
-    for (size_t n = 0; n + 2 < f.size(); n += 3)
-        largest = std::max(largest, std::sqrt(f[n] * f[n] + f[n + 1] * f[n + 1] + f[n + 2] * f[n + 2]));
+    for (size_t n = 0; n + 2 < f.size(); n += 3) {
+        const double length = std::sqrt(f[n] * f[n] + f[n + 1] * f[n + 1] + f[n + 2] * f[n + 2]);
+        if (std::isnan(length)) return INFINITY;
+        largest = std::max(largest, length);
+    }
     return largest;
 }
 
