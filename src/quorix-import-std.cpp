@@ -183,7 +183,8 @@ bool read_lattice(cif::Block& block, QUORIX_CELL& cell, const char* cif) {
         return false;
     }
     const std::string* z = block.find_value("_cell_formula_units_Z");
-    if (z && std::isfinite(cif::as_number(*z))) cell.Z = static_cast<int>(cif::as_number(*z));
+    const double formula_units = z ? cif::as_number(*z) : NAN;
+    if (formula_units >= 1 && formula_units <= 1e6) cell.Z = static_cast<int>(formula_units);
     quorix_cell_update_cartesion(&cell);
     return true;
 }
