@@ -2,6 +2,7 @@
 // peak memory of the whole command (cube and CIF read, path grid, half-paths, Hessian at the
 // sites, site graph, percolation, files), in a child process so that the peak is its own; then
 // the percolation step alone on supercell graphs of growing size, to show it near-linear.
+#include <cmath>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -3,12 +3,14 @@
 #pragma once
 
 #include <array>
-#include <cmath>
 #include <utility>
 
 namespace quorix_lattice {
 
 using Translation = std::array<long, 3>;
+
+// a / b rounded towards minus infinity (b non-zero).
+inline long floor_div(long a, long b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
 // Rows in echelon form: row k, when present, has its first non-zero entry at k.
 struct EchelonLattice {
@@ -46,7 +48,7 @@ struct EchelonLattice {
         for (int k = 0; k < 3; k++)
             for (int j = k + 1; j < 3; j++) {
                 if (!present[k] || !present[j]) continue;
-                const long f = static_cast<long>(std::floor(static_cast<double>(row[k][j]) / row[j][j]));
+                const long f = floor_div(row[k][j], row[j][j]);
                 for (int d = 0; d < 3; d++) row[k][d] -= f * row[j][d];
             }
     }

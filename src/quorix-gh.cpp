@@ -371,8 +371,6 @@ namespace {
 
 long copy_number(const long t[3], const int* s) { return (t[0] * s[1] + t[1]) * s[2] + t[2]; }
 
-long floor_div(long a, long b) { return static_cast<long>(std::floor(static_cast<double>(a) / b)); }
-
 void copy_vertex(QUORIX_GRAPH_VERTEX* to, const QUORIX_GRAPH_VERTEX& from, const QUORIX_GRAPH* graph, const long t[3],
                  long index) {
     quorix_copy_bounded(to->name, from.name, sizeof to->name);
@@ -403,8 +401,8 @@ void copy_edge(QUORIX_GRAPH* super, QUORIX_GRAPH_EDGE* to, const QUORIX_GRAPH_ED
         to->dir[k] = from.dir[k];
         t_i[k] = quorix_mod_long(t[k] - from.bound_i[k], s[k]);
         t_f[k] = quorix_mod_long(t[k] + from.bound_f[k], s[k]);
-        to->bound_i[k] = static_cast<int>(-floor_div(t[k] - from.bound_i[k], s[k]));
-        to->bound_f[k] = static_cast<int>(floor_div(t[k] + from.bound_f[k], s[k]));
+        to->bound_i[k] = static_cast<int>(-quorix_lattice::floor_div(t[k] - from.bound_i[k], s[k]));
+        to->bound_f[k] = static_cast<int>(quorix_lattice::floor_div(t[k] + from.bound_f[k], s[k]));
         to->bound[k] = to->bound_i[k] + to->bound_f[k];
     }
     to->en = from.en;
