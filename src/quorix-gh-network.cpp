@@ -115,19 +115,6 @@ std::vector<long> half_path_minima(const QUORIX_FPHALF_LIST* halves, const long*
     return points;
 }
 
-CellPtr read_structure(const char* cif, const char* dir_symcards, const char* dir_unitary) {
-    QUORIX_CELL* cell = nullptr;
-    QUORIX_SYMMETRY* symmetry = nullptr;
-    const int failed = quorix_cell_import_cif_from_file(&cell, &symmetry, cif, dir_symcards, dir_unitary);
-    quorix_symmetry_free(symmetry);
-    CellPtr owned(cell);
-    if (failed || !owned) {
-        std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
-        return nullptr;
-    }
-    return owned;
-}
-
 CubePtr read_landscape(const char* path, bool periodic) {
     QUORIX_CUBE* cube = nullptr;
     const int failed = quorix_cube_import_from_file(&cube, nullptr, path, periodic ? 1 : 0, nullptr);
@@ -191,7 +178,7 @@ bool quorix_site_network_connect(QuorixSiteNetwork& network, QUORIX_CELL* cell, 
 bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif, const char* cube_path,
                                     const char* type, int os, bool periodic, const char* dir_symcards,
                                     const char* dir_unitary, const char* dir_binary) {
-    CellPtr cell = read_structure(cif, dir_symcards, dir_unitary);
+    CellPtr cell(quorix_cell_import_cif_structure(cif, dir_symcards, dir_unitary));
     if (!cell) return false;
     const PropertyPtr property(
         quorix_property_import_from_cell(cell.get(), type, os, kFixedScreeningFactor, dir_unitary, dir_binary));

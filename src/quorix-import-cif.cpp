@@ -186,6 +186,17 @@ int quorix_cell_import_cif_from_file(QUORIX_CELL** cell, QUORIX_SYMMETRY** symme
     return 0;
 }
 
+QUORIX_CELL* quorix_cell_import_cif_structure(const char* cif, const char* dir_symcards, const char* dir_unitary) {
+    QUORIX_CELL* cell = nullptr;
+    QUORIX_SYMMETRY* symmetry = nullptr;
+    const int failed = quorix_cell_import_cif_from_file(&cell, &symmetry, cif, dir_symcards, dir_unitary);
+    quorix_symmetry_free(symmetry);
+    if (!failed && cell) return cell;
+    quorix_cell_free(cell);
+    std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
+    return nullptr;
+}
+
 QUORIX_CELL** quorix_cells_import_cif_from_file(const char* filename, int total, const char* dir_symcard,
                                                 const char* dir_unitary) {
     if (total < 1) {
@@ -200,11 +211,8 @@ QUORIX_CELL** quorix_cells_import_cif_from_file(const char* filename, int total,
     for (int i = 0; i < total; i++) {
         char name[1024];
         std::snprintf(name, sizeof(name), "%s.%d.cif", filename ? filename : "", i);
-        QUORIX_SYMMETRY* symmetry = nullptr;
-        const int failed = quorix_cell_import_cif_from_file(&cells[i], &symmetry, name, dir_symcard, dir_unitary);
-        quorix_symmetry_free(symmetry);
-        if (failed) {
-            std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
+        cells[i] = quorix_cell_import_cif_structure(name, dir_symcard, dir_unitary);
+        if (!cells[i]) {
             for (int k = 0; k < i; k++) quorix_cell_free(cells[k]);
             std::free(cells);
             return nullptr;

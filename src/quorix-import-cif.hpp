@@ -10,5 +10,7 @@ int quorix_cell_import_cif_from_file(QUORIX_CELL** cell, QUORIX_SYMMETRY** symme
                                      const char* dir_symcards, const char* dir_unitary);
 int quorix_cell_import_cif_from_text(QUORIX_CELL** cell, QUORIX_SYMMETRY** symmetry, QUORIX_TEXT* text,
                                      const char* dir_symcards, const char* dir_unitary);
+// The structure of a CIF file without its symmetry; null after one Error line.
+QUORIX_CELL* quorix_cell_import_cif_structure(const char* cif, const char* dir_symcards, const char* dir_unitary);
 QUORIX_CELL** quorix_cells_import_cif_from_file(const char* filename, int total, const char* dir_symcard,
                                                 const char* dir_unitary);

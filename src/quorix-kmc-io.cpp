@@ -129,15 +129,8 @@ struct KmcFiles {
 QUORIX_KMC* kmc_from_files(const char* cif_name, const char* cube_name, const char* type, int os, const int* supercell,
                            double sf, double cutoff, const char* dir_symcards, const char* dir_unitary,
                            const char* dir_binary, CellPtr& cell, int* counts) {
-    QUORIX_CELL* read_cell = nullptr;
-    QUORIX_SYMMETRY* symmetry = nullptr;
-    const int read = quorix_cell_import_cif_from_file(&read_cell, &symmetry, cif_name, dir_symcards, dir_unitary);
-    cell.reset(read_cell);
-    quorix_symmetry_free(symmetry);
-    if (read || !cell) {
-        std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
-        return nullptr;
-    }
+    cell.reset(quorix_cell_import_cif_structure(cif_name, dir_symcards, dir_unitary));
+    if (!cell) return nullptr;
     if (count_conducting(cell.get(), type, os) == 0) {
         std::fprintf(stderr, "Error: %s holds no %s%d%c ion to move.\n", cif_name, type, std::abs(os), os < 0 ? '-' : '+');
         return nullptr;

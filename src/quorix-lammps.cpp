@@ -201,17 +201,8 @@ std::string input_text(const QUORIX_PROPERTY* ppt, const QuorixLammpsSettings& s
 // The structure with every site fully occupied and its parameter set, the conducting species set
 // and every pair term defined.
 int prepare(const QuorixLammpsSettings& settings, CellPtr& cell, PropertyPtr& ppt) {
-    QUORIX_CELL* read = nullptr;
-    QUORIX_SYMMETRY* symmetry = nullptr;
-    const int status =
-        quorix_cell_import_cif_from_file(&read, &symmetry, settings.cif, settings.dir_symcards, settings.dir_unitary);
-    CellPtr input(read);
-    quorix_symmetry_free(symmetry);
-    if (status) {
-        std::fprintf(stderr, "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
-        return 1;
-    }
-    if (!quorix_cell_lattice_usable(input.get())) return 1;
+    CellPtr input(quorix_cell_import_cif_structure(settings.cif, settings.dir_symcards, settings.dir_unitary));
+    if (!input || !quorix_cell_lattice_usable(input.get())) return 1;
     QUORIX_CELL* occupied = quorix_gin_occupied_cell(input.get(), cell);
     if (!occupied) return 1;
     if (!cell) cell = std::move(input);

@@ -683,12 +683,8 @@ bool outputs_writable(const std::vector<std::string>& names) {
 // The cell of the CIF with only the conducting ions free, and its parameter set.
 int prepare(const char* cif, const char* type, int os, double sf, const char* dir_symcards, const char* dir_unitary,
             const char* dir_binary, CellPtr& cell, PropertyPtr& ppt) {
-    QUORIX_CELL* read = nullptr;
-    QUORIX_SYMMETRY* symmetry = nullptr;
-    const int status = quorix_cell_import_cif_from_file(&read, &symmetry, cif, dir_symcards, dir_unitary);
-    cell.reset(read);
-    quorix_symmetry_free(symmetry);
-    if (status) return fail("quorix_cell_import_cif_from_file()");
+    cell.reset(quorix_cell_import_cif_structure(cif, dir_symcards, dir_unitary));
+    if (!cell) return 1;
     if (conducting_sites_partial(cell.get(), type, os)) {
         std::fprintf(stderr, "Error: the %s%d%c sites are partially occupied; molecular dynamics needs them full.\n",
                      type, std::abs(os), sign_of(os));
