@@ -44,7 +44,7 @@ bool pair_usable(const QUORIX_PROPERTY_BINARY& p, int cation) {
         double value;
     } tests[] = {{"cutoff", p.cutoff}, {"b", p.b}, {"d0", p.d0}, {"rmin", p.rmin}};
     for (const auto& test : tests) {
-        if (test.value > 0) continue;
+        if (test.value > 0 && std::isfinite(test.value)) continue;  // an infinite cutoff has no image box
         std::fprintf(stderr, "Error: incorrect %s at [%d](%s%d%c)-(%s%d%c) %s=%f\n", test.name, cation, p.type1,
                      std::abs(p.os1), sign_of(p.os1), p.type2, std::abs(p.os2), sign_of(p.os2), test.name, test.value);
         return false;
