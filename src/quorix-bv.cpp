@@ -18,7 +18,6 @@ namespace {
 
 // Screening factor of the parameter sets built here; bond valences do not depend on it.
 constexpr double kScreeningFactor = 0.75;
-constexpr int kUnknownState = 99;
 
 char sign_below_one(int os) { return os < 1 ? '-' : '+'; }
 char sign_of_negative(int os) { return os < 0 ? '-' : '+'; }
@@ -120,7 +119,7 @@ bool quorix_bv_states_usable(const QUORIX_CELL* cell) {
                          i, atom.type);
             zero_reported = true;
         }
-        if (atom.os == kUnknownState) {
+        if (atom.os == kQuorixUnknownState) {
             std::fprintf(stderr, "Error: oxidation state is unknown where atom[%ld]: %s (%s).\n", i, atom.type,
                          atom.name);
             return false;

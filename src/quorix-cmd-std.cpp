@@ -171,7 +171,7 @@ void quorix_cmd_opt_do_cal_sym_std(QUORIX_CMD_OPT* opt) {
     for (long i = 0; i < cell.total; i++) {
         const QUORIX_ATOM& atom = cell.atom[i];
         const long p = group.position_of_atom[i];
-        const std::string species = atom.os == 99 ? atom.type : species_text(atom.type, atom.os);
+        const std::string species = atom.os == kQuorixUnknownState ? atom.type : species_text(atom.type, atom.os);
         std::printf("SYM: [%3ld] %-11s %-5s %9.6f %9.6f %9.6f  %c  %s\n", i, atom.name, species.c_str(), atom.x_f[0],
                     atom.x_f[1], atom.x_f[2], group.wyckoff[p], group.site_symmetry[p].c_str());
     }

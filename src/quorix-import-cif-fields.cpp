@@ -75,7 +75,7 @@ bool type_loop_columns(char*** typ, int typ_c, int* symbol, int* number) {
 bool type_loop_number(double* value, char*** typ, int typ_r, int symbol, int number, const char* site_symbol) {
     for (int r = 1; r < typ_r; r++) {
         if (!typ[r][symbol] || std::strcmp(typ[r][symbol], site_symbol) != 0) continue;
-        if (!read_real(typ[r][number], value)) *value = 99.0;
+        if (!read_real(typ[r][number], value)) *value = kQuorixUnknownState;
         return true;
     }
     return false;
@@ -90,7 +90,7 @@ int quorix_cell_import_cif_read_atom_name(QUORIX_ATOM* atom, char*** content, in
     if (label < 0) return 1;
     for (int i = 0; i + 1 < row; i++) {
         quorix_copy_bounded(atom[i].name, field_or_empty(content[i + 1][label]), sizeof(atom[i].name));
-        atom[i].value = 99.0;
+        atom[i].value = kQuorixUnknownState;
     }
     return 0;
 }

@@ -11,9 +11,7 @@
 
 namespace {
 
-constexpr double kUnknownState = 99.0;
-
-bool is_unknown_state(double value) { return std::fabs(value - kUnknownState) < 0.0001; }
+bool is_unknown_state(double value) { return std::fabs(value - kQuorixUnknownState) < 0.0001; }
 bool is_integral_state(double value) { return std::fabs(value - std::round(value)) < 0.1; }
 
 struct DefaultState {
@@ -68,7 +66,7 @@ int quorix_atom_fork_os(QUORIX_ATOM** atom, long* total) {
         QUORIX_ATOM& a = atoms[i];
         const double value = a.value;
         if (is_unknown_state(value)) {
-            a.os = 99;
+            a.os = kQuorixUnknownState;
         } else if (is_integral_state(value)) {
             a.os = static_cast<int>(std::lround(value));
         } else {
@@ -100,7 +98,7 @@ int quorix_atom_update_default_os(QUORIX_ATOM* atom, long total, const char* dir
     const std::vector<DefaultState> states = read_default_states(file);
     std::fclose(file);
     for (long i = 0; i < total; i++) {
-        if (atom[i].os != 99) continue;
+        if (atom[i].os != kQuorixUnknownState) continue;
         for (const DefaultState& state : states) {
             if (state.type == atom[i].type) {
                 atom[i].os = state.os;

@@ -31,7 +31,7 @@ std::string describe(const Species& species) {
     std::string text;
     for (const auto& [type, os, occ] : species) {
         char part[64];
-        if (os == 99)
+        if (os == kQuorixUnknownState)
             std::snprintf(part, sizeof part, "%s:%.3f", type.c_str(), occ / 1000.0);
         else
             std::snprintf(part, sizeof part, "%s%d%c:%.3f", type.c_str(), std::abs(os), os < 0 ? '-' : '+',

@@ -26,7 +26,6 @@ namespace cif = gemmi::cif;
 
 namespace {
 
-constexpr double kUnknownState = 99.0;  // the reader's mark for "not given"
 
 struct Operation {
     int r[3][3];
@@ -257,7 +256,7 @@ std::map<std::string, double> type_loop_states(cif::Block& block) {
     return states;
 }
 
-// The asymmetric unit as atoms, oxidation state in `value` (99 when not given, and for 0, which
+// The asymmetric unit as atoms, oxidation state in `value` (kQuorixUnknownState when not given, and for 0, which
 // no ion carries), split by the reader's rule where it is not integral.
 bool make_asymmetric_unit(const std::vector<SiteRow>& sites, const std::map<std::string, double>& loop_states,
                           AtomPtr& atoms, long& total, std::vector<std::string>& notes, const char* cif) {
@@ -281,7 +280,7 @@ bool make_asymmetric_unit(const std::vector<SiteRow>& sites, const std::map<std:
         const auto listed = loop_states.find(site.symbol);
         const std::optional<double> state =
             listed != loop_states.end() ? std::optional<double>(listed->second) : charge_of(site.symbol, element.size());
-        atom.value = state && std::fabs(*state) > 1e-6 ? *state : kUnknownState;
+        atom.value = state && std::fabs(*state) > 1e-6 ? *state : kQuorixUnknownState;
         kept.push_back(atom);
     }
     if (kept.empty()) {
@@ -370,7 +369,7 @@ bool import_block(QUORIX_STD_STRUCTURE& structure, cif::Block& block, const char
     quorix_cell_update_coordinate_cartesion(cell.get());
     quorix_atom_sort(cell->atom, cell->total);
     quorix_cell_update_name(cell.get());
-    structure.os_from_file = std::all_of(full.begin(), full.end(), [](const QUORIX_ATOM& a) { return a.os != 99; });
+    structure.os_from_file = std::all_of(full.begin(), full.end(), [](const QUORIX_ATOM& a) { return a.os != kQuorixUnknownState; });
     structure.block = block.name;
     structure.cell = std::move(cell);
     return true;

@@ -11,6 +11,9 @@ struct QUORIX_TEXT {
     long allocated;
 };
 
+// The oxidation state readers give an atom whose state the file does not state.
+inline constexpr int kQuorixUnknownState = 99;
+
 // One site of a structure.
 struct QUORIX_ATOM {
     char name[12];
