@@ -17,3 +17,10 @@ using QuorixFixedComponents = std::vector<std::array<bool, 3>>;
 // Every atom of the cell whose name is a listed label takes that label's constraint. `fixed`
 // gets one entry per atom of the cell. A file without the loop leaves everything free.
 int quorix_cell_import_cif_read_constraint(QUORIX_CELL* cell, const char* cif, QuorixFixedComponents& fixed);
+
+// Whether component k of atom i of `cell` stays put: its atom is `ignored`, or `fixed` (when it
+// has one entry per atom) lists the component.
+inline bool quorix_component_fixed(const QUORIX_CELL* cell, const QuorixFixedComponents* fixed, long i, int k) {
+    const bool listed = fixed && static_cast<long>(fixed->size()) == cell->total;
+    return cell->atom[i].ignored || (listed && (*fixed)[i][k]);
+}

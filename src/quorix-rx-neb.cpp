@@ -205,10 +205,9 @@ int energy_and_force_ev(Evaluation& out, QuorixRxPairs& pairs, const QUORIX_CELL
 
 // Components that do not move: every component of an `ignored` atom, and those of `settings`.
 std::vector<char> fixed_components(const QUORIX_CELL* cell, const QuorixNebSettings& settings) {
-    const bool listed = settings.fixed && static_cast<long>(settings.fixed->size()) == cell->total;
     std::vector<char> fixed(3 * cell->total, 0);
     for (long i = 0; i < cell->total; i++)
-        for (int k = 0; k < 3; k++) fixed[3 * i + k] = cell->atom[i].ignored || (listed && (*settings.fixed)[i][k]);
+        for (int k = 0; k < 3; k++) fixed[3 * i + k] = quorix_component_fixed(cell, settings.fixed, i, k);
     return fixed;
 }
 

@@ -228,9 +228,8 @@ QUORIX_CELL* quorix_cell_relax_sd(const QUORIX_CELL* cell, const QUORIX_PROPERTY
         state->step_p = settings->step_p;
         state->f_conv = settings->f_conv;
         state->p_conv = settings->p_conv;
-        if (settings->fixed && static_cast<long>(settings->fixed->size()) == cell->total)
-            for (long i = 0; i < cell->total; i++)
-                for (int k = 0; k < 3; k++) state->fixed[i][k] = state->fixed[i][k] || (*settings->fixed)[i][k];
+        for (long i = 0; i < cell->total; i++)
+            for (int k = 0; k < 3; k++) state->fixed[i][k] = quorix_component_fixed(cell, settings->fixed, i, k);
     }
     if (quorix_rx_sd_run(state.get()) != 0) {
         std::fprintf(stderr, "Error: quorix_rx_sd_run() returns non-zero.\n");
