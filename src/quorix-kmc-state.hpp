@@ -47,6 +47,7 @@ struct QuorixKmcEnergies {
 // What the rate of one hop reads besides the sums of its ends and saddle, in one record.
 struct QuorixKmcHop {
     std::uint32_t from, to;  // initial and final site
+    std::uint32_t saddle;    // shared with the reverse hop
     std::int64_t end_de;     // energy between its two ends (0 beyond the cutoff)
     double saddle_en;        // ke[].en
     double frequency;        // ke[].f
@@ -61,11 +62,12 @@ struct QuorixKmcState {
     QuorixKmcEnergies near_sites;            // sites around each site (kv[].v_n and v_de)
     QuorixKmcEnergies near_saddles;          // saddles around each site other than its own hops'
     QuorixKmcLists<std::uint32_t> incident;  // hops leaving or entering each site
+    QuorixKmcLists<std::uint32_t> crossing;  // hops over each saddle (a hop and its reverse)
     // Per site: the hops other than its own whose barrier its occupation enters (those at the
     // sites around it, and those whose saddle it is near), so marking after a hop is a flat loop.
     QuorixKmcLists<std::uint32_t> dependent;
     std::vector<std::int64_t> site_phi;  // Coulomb energy of each site with the occupied sites around it
-    std::vector<std::int64_t> saddle_phi;
+    std::vector<std::int64_t> saddle_phi;  // per saddle, with the occupied sites other than its hops' ends
     std::vector<double> site_en;          // kv[].en
     std::vector<unsigned char> occupied;  // per site
     std::vector<QuorixKmcHop> hop;

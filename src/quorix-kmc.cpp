@@ -181,6 +181,35 @@ int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest
     return 0;
 }
 
+// Numbers the saddles: a hop shares the saddle of its reverse when both sit at the same point,
+// so the Coulomb sum at it is kept once. Returns each hop's saddle; fills state.crossing.
+std::vector<std::uint32_t> share_saddles(QuorixKmcState& state, const QUORIX_GRAPH* graph) {
+    std::vector<std::uint32_t> saddle_of(graph->total_e);
+    std::vector<std::uint32_t> partner;  // per saddle, the reverse hop that joins it, or none
+    constexpr std::uint32_t kNone = UINT32_MAX;
+    for (long m = 0; m < graph->total_e; m++) {
+        const QUORIX_GRAPH_EDGE& edge = graph->e[m];
+        const QUORIX_GRAPH_EDGE* reverse = edge.e_r;
+        const long r = reverse ? reverse - graph->e : m;
+        if (r < m && reverse->v_i == edge.v_f && reverse->v_f == edge.v_i &&
+            std::memcmp(reverse->x, edge.x, sizeof edge.x) == 0 && partner[saddle_of[r]] == kNone) {
+            saddle_of[m] = saddle_of[r];
+            partner[saddle_of[m]] = static_cast<std::uint32_t>(m);
+        } else {
+            saddle_of[m] = static_cast<std::uint32_t>(partner.size());
+            partner.push_back(kNone);
+        }
+    }
+    std::vector<std::uint32_t> first(partner.size());
+    for (long m = graph->total_e - 1; m >= 0; m--) first[saddle_of[m]] = static_cast<std::uint32_t>(m);
+    for (std::size_t s = 0; s < partner.size(); s++) {
+        state.crossing.items.push_back(first[s]);
+        if (partner[s] != kNone) state.crossing.items.push_back(partner[s]);
+        state.crossing.close();
+    }
+    return saddle_of;
+}
+
 // Allocates each site's e_n and each hop's v_n and v_de; false after printing the failure.
 bool allocate_saddle_lists(QUORIX_KMC* kmc, const std::vector<long>& per_site, const std::vector<long>& per_hop) {
     for (long v = 0; v < kmc->graph->total_v; v++)
@@ -195,7 +224,8 @@ bool allocate_saddle_lists(QUORIX_KMC* kmc, const std::vector<long>& per_site, c
 
 // Saddles within the cutoff of each site, and the sites around each saddle other than its ends;
 // both in increasing order.
-int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
+int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test,
+                            const std::vector<std::uint32_t>& saddle_of) {
     QUORIX_GRAPH* graph = kmc->graph;
     std::vector<NearPair> pairs;  // de is NaN where the site is an end of the hop
     std::vector<long> per_site(graph->total_v, 0), per_hop(graph->total_e, 0);
@@ -214,7 +244,8 @@ int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTe
             }
     }
     if (!allocate_saddle_lists(kmc, per_site, per_hop)) return 1;
-    QuorixKmcEnergies& near_saddles = kmc->state->near_saddles;
+    QuorixKmcState& state = *kmc->state;
+    QuorixKmcEnergies& near_saddles = state.near_saddles;
     long site = 0;
     for (const NearPair& pair : pairs) {
         for (; site < pair.a; site++) near_saddles.close();
@@ -224,13 +255,15 @@ int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTe
         QUORIX_KMC_EDGE& ke = kmc->ke[pair.b];
         ke.v_n[ke.total_v] = pair.a;
         ke.v_de[ke.total_v++] = pair.de;
-        near_saddles.add(pair.b, quantize(pair.de));
+        // A hop and its reverse share the saddle, and so its sum: it is listed once, by the first.
+        const std::uint32_t saddle = saddle_of[pair.b];
+        if (*state.crossing.first(saddle) == pair.b) near_saddles.add(saddle, quantize(pair.de));
     }
     for (; site < graph->total_v; site++) near_saddles.close();
     return 0;
 }
 
-int build_edges(QUORIX_KMC* kmc) {
+int build_edges(QUORIX_KMC* kmc, const std::vector<std::uint32_t>& saddle_of) {
     QUORIX_GRAPH* graph = kmc->graph;
     QuorixKmcState& state = *kmc->state;
     for (long m = 0; m < graph->total_e; m++) {
@@ -246,7 +279,8 @@ int build_edges(QUORIX_KMC* kmc) {
             return 1;
         }
         QuorixKmcHop hop{static_cast<std::uint32_t>(vertex_index(kmc, edge.v_i)),
-                         static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), 0, ke.en, ke.f, NAN};
+                         static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), saddle_of[m], 0, ke.en, ke.f,
+                         NAN};
         for (std::size_t k = state.near_sites.begin[hop.to]; k < state.near_sites.begin[hop.to + 1]; k++)
             if (state.near_sites.index[k] == hop.from) hop.end_de = state.near_sites.de[k];
         state.hop.push_back(hop);
@@ -273,8 +307,10 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
             const std::uint32_t s = state.near_sites.index[k];
             hops.insert(hops.end(), incident[s].begin(), incident[s].end());
         }
-        hops.insert(hops.end(), state.near_saddles.index.begin() + state.near_saddles.begin[v],
-                    state.near_saddles.index.begin() + state.near_saddles.begin[v + 1]);
+        for (std::size_t k = state.near_saddles.begin[v]; k < state.near_saddles.begin[v + 1]; k++) {
+            const std::uint32_t saddle = state.near_saddles.index[k];
+            hops.insert(hops.end(), state.crossing.first(saddle), state.crossing.last(saddle));
+        }
         std::sort(hops.begin(), hops.end());
         hops.erase(std::unique(hops.begin(), hops.end()), hops.end());
         for (const std::uint32_t m : hops)
@@ -322,12 +358,12 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
 }
 
 // Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
-double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop, std::uint32_t m) {
+double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
     // The final site is empty, so it adds nothing to the initial site's sum; the initial site's
     // ion is taken out of the final site's sum.
     const double e_i = state.site_en[hop.from] + energy_of(state.site_phi[hop.from]);
     const double e_f = state.site_en[hop.to] + energy_of(state.site_phi[hop.to] - hop.end_de);
-    const double e_s = hop.saddle_en + energy_of(state.saddle_phi[m]);
+    const double e_s = hop.saddle_en + energy_of(state.saddle_phi[hop.saddle]);
     return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
 }
 
@@ -341,16 +377,16 @@ void recompute_marked_edges(QUORIX_KMC* kmc) {
         flags &= ~kKmcMarked;
         double r = 0.0;
         if (flags & kKmcActive) {
-            const double barrier = barrier_of(state, hop, m);
+            const double barrier = barrier_of(state, hop);
             if (barrier == hop.barrier) continue;
             hop.barrier = barrier;
             r = hop.frequency * std::exp(-barrier / kT);
         } else {
             hop.barrier = NAN;
         }
-        double& rate = kmc->ke[m].r;
-        if (r == rate) continue;
-        rate = r;
+        // The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
+        if (r == state.tree.rate(m)) continue;
+        kmc->ke[m].r = r;
         flags = static_cast<unsigned char>(r != 0.0 ? flags | kKmcRated : flags & ~kKmcRated);
         state.tree.set(m, r);
     }
@@ -537,7 +573,6 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
     try {
         QuorixKmcState& state = *kmc->state;
         state.site_phi.assign(graph->total_v, 0);
-        state.saddle_phi.assign(graph->total_e, 0);
         state.where.assign(graph->total_v, -1);
         state.since.assign(graph->total_v, 0.0);
         state.tree.resize(graph->total_e);
@@ -552,7 +587,10 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
         const QUORIX_PROPERTY_UNITARY& ion = property->uni[property->conducting];
         const Coulomb coulomb{ion.q * ion.q, 2.0 * property->sf * ion.rc, cutoff};
         const FarTest test(graph->a, coulomb.cutoff);
-        if (build_site_neighbours(kmc, coulomb, test) || build_saddle_neighbours(kmc, coulomb, test) || build_edges(kmc))
+        const std::vector<std::uint32_t> saddle_of = share_saddles(state, graph);
+        state.saddle_phi.assign(state.crossing.begin.size() - 1, 0);
+        if (build_site_neighbours(kmc, coulomb, test) || build_saddle_neighbours(kmc, coulomb, test, saddle_of) ||
+            build_edges(kmc, saddle_of))
             return false;
         build_hop_lists(state, graph->total_v);
         return true;
