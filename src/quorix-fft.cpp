@@ -448,9 +448,8 @@ QUORIX_FFT* quorix_fft_new_from_cube(const QUORIX_CUBE* cube) {
     for (int d = 0; d < 3; d++) jobs.push_back({1, {d, d}, &fft->f[d]});
     for (int i = 0; i < 3; i++)
         for (int j = 0; j < 3; j++) jobs.push_back({2, {i, j}, &fft->k[i][j]});
-    const unsigned workers = static_cast<unsigned>(std::max(
-        1L, std::min({static_cast<long>(quorix_thread_count()), static_cast<long>(jobs.size()) - 1,
-                      grid_points(fft->en) / kPointsPerWorker})));
+    const unsigned workers =
+        quorix_part_count(grid_points(fft->en), kPointsPerWorker, static_cast<long>(jobs.size()) - 1);
     Differentiator differentiator(fft->en, workers);
     const auto failed = [] {
         std::fprintf(stderr, "Error: quorix_fftcube_differentiate() returns NULL.\n");

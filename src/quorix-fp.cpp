@@ -291,8 +291,7 @@ QUORIX_FPCUBE* quorix_fpcube_new_from_cube(const QUORIX_CUBE* cube) {
     // Each dot reads only the energies around it, so slabs along the first axis are classified
     // in parallel; their warnings are printed afterwards in grid order.
     constexpr long kDotsPerThread = 32768;
-    const unsigned parts = static_cast<unsigned>(
-        std::max(1L, std::min({static_cast<long>(quorix_thread_count()), n[0], n[0] * n[1] * n[2] / kDotsPerThread})));
+    const unsigned parts = quorix_part_count(n[0] * n[1] * n[2], kDotsPerThread, n[0]);
     std::vector<std::string> logs(parts);
     quorix_run_parts(parts, [&](unsigned part) {
         double en[27];

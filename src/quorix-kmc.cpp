@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cmath>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "quorix-import-pair.hpp"
 #include "quorix-kmc-state.hpp"
 #include "quorix-la.hpp"
+#include "quorix-threads.hpp"
 
 namespace {
 
@@ -127,6 +129,27 @@ private:
     PositionGrid grid_;
 };
 
+// Calls collect(v, out) for every site v, the sites shared among threads in consecutive ranges,
+// and returns what was collected in site order, as one loop over the sites would.
+template <class T, class Collect>
+std::vector<T> collect_by_site(long total_v, Collect collect) {
+    constexpr long kSitesPerPart = 64;  // about 10 ms of work
+    const unsigned parts = quorix_part_count(total_v, kSitesPerPart, total_v);
+    std::vector<std::vector<T>> found(parts);
+    std::atomic<bool> out_of_memory{false};
+    quorix_run_parts(parts, [&](unsigned p) {
+        try {
+            for (long v = total_v * p / parts; v < total_v * (p + 1) / parts; v++) collect(v, found[p]);
+        } catch (const std::bad_alloc&) {
+            out_of_memory = true;  // an exception must not leave its thread
+        }
+    });
+    if (out_of_memory) throw std::bad_alloc();
+    std::vector<T> all = std::move(found[0]);
+    for (unsigned p = 1; p < parts; p++) all.insert(all.end(), found[p].begin(), found[p].end());
+    return all;
+}
+
 struct NearPair {
     long a, b;  // site and site, or site and hop
     double de;
@@ -151,18 +174,20 @@ bool allocate_neighbours(long*& v_n, double*& v_de, long count, const char* reco
 int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest& test) {
     QUORIX_GRAPH* graph = kmc->graph;
     std::vector<NearPair> pairs;
-    std::vector<long> count(graph->total_v, 0);
     if (coulomb.cutoff > 0.0) {
         const NearbyPoints sites(test, graph, false);
-        for (long i = 0; i < graph->total_v; i++)
+        pairs = collect_by_site<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
             for (const long j : sites.near(sites.fractional(i))) {
                 if (j <= i) continue;
                 const double r = quorix_dot_distance(graph->v[i].x, graph->v[j].x, graph->a);
-                if (!(r < coulomb.cutoff)) continue;
-                pairs.push_back({i, j, coulomb.energy(r)});
-                count[i]++;
-                count[j]++;
+                if (r < coulomb.cutoff) out.push_back({i, j, coulomb.energy(r)});
             }
+        });
+    }
+    std::vector<long> count(graph->total_v, 0);
+    for (const NearPair& pair : pairs) {
+        count[pair.a]++;
+        count[pair.b]++;
     }
     for (long v = 0; v < graph->total_v; v++)
         if (!allocate_neighbours(kmc->kv[v].v_n, kmc->kv[v].v_de, count[v], "kv", v)) return 1;
@@ -228,20 +253,23 @@ int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTe
                             const std::vector<std::uint32_t>& saddle_of) {
     QUORIX_GRAPH* graph = kmc->graph;
     std::vector<NearPair> pairs;  // de is NaN where the site is an end of the hop
-    std::vector<long> per_site(graph->total_v, 0), per_hop(graph->total_e, 0);
     if (coulomb.cutoff > 0.0) {
         const NearbyPoints sites(test, graph, false);
         const NearbyPoints saddles(test, graph, true);
-        for (long i = 0; i < graph->total_v; i++)
+        pairs = collect_by_site<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
             for (const long m : saddles.near(sites.fractional(i))) {
                 const QUORIX_GRAPH_EDGE& edge = graph->e[m];
                 const double r = quorix_dot_distance(graph->v[i].x, edge.x, graph->a);
                 if (!(r < coulomb.cutoff)) continue;
                 const bool end = edge.v_i == &graph->v[i] || edge.v_f == &graph->v[i];
-                pairs.push_back({i, m, end ? NAN : coulomb.energy(r)});
-                per_site[i]++;
-                if (!end) per_hop[m]++;
+                out.push_back({i, m, end ? NAN : coulomb.energy(r)});
             }
+        });
+    }
+    std::vector<long> per_site(graph->total_v, 0), per_hop(graph->total_e, 0);
+    for (const NearPair& pair : pairs) {
+        per_site[pair.a]++;
+        if (!std::isnan(pair.de)) per_hop[pair.b]++;
     }
     if (!allocate_saddle_lists(kmc, per_site, per_hop)) return 1;
     QuorixKmcState& state = *kmc->state;
@@ -300,9 +328,9 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
         state.incident.items.insert(state.incident.items.end(), incident[v].begin(), incident[v].end());
         state.incident.close();
     }
-    std::vector<std::uint32_t> hops;
-    for (long v = 0; v < total_v; v++) {
-        hops.clear();
+    std::vector<std::size_t> listed(total_v);
+    state.dependent.items = collect_by_site<std::uint32_t>(total_v, [&](long v, std::vector<std::uint32_t>& out) {
+        std::vector<std::uint32_t> hops;
         for (std::size_t k = state.near_sites.begin[v]; k < state.near_sites.begin[v + 1]; k++) {
             const std::uint32_t s = state.near_sites.index[k];
             hops.insert(hops.end(), incident[s].begin(), incident[s].end());
@@ -313,10 +341,12 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
         }
         std::sort(hops.begin(), hops.end());
         hops.erase(std::unique(hops.begin(), hops.end()), hops.end());
+        const std::size_t before = out.size();
         for (const std::uint32_t m : hops)
-            if (state.hop[m].from != v && state.hop[m].to != v) state.dependent.items.push_back(m);
-        state.dependent.close();
-    }
+            if (state.hop[m].from != v && state.hop[m].to != v) out.push_back(m);
+        listed[v] = out.size() - before;
+    });
+    for (long v = 0; v < total_v; v++) state.dependent.begin.push_back(state.dependent.begin.back() + listed[v]);
 }
 
 // ---------------------------------------------------------------- occupation and rates

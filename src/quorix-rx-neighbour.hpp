@@ -18,7 +18,7 @@ class QuorixNeighbourList {
 public:
     // Forces are summed on several threads once the fixed partners listed outnumber
     // partners_per_thread for each (thread start-up costs about as much as 5000 pairs).
-    QuorixNeighbourList(double reach, double skin, size_t partners_per_thread = 40000)
+    QuorixNeighbourList(double reach, double skin, long partners_per_thread = 40000)
         : reach_(reach), skin_(skin), partners_per_thread_(partners_per_thread) {}
 
     // Lists the partners of every atom flagged in `mobile` at positions x: every image of a fixed
@@ -142,9 +142,9 @@ private:
                 }
             }
         };
-        const size_t most = partners / std::max<size_t>(partners_per_thread_, 1);
-        if (most < 2) return part(0, 1);
-        const auto parts = static_cast<unsigned>(std::min<size_t>({most, quorix_thread_count(), mobile_.size()}));
+        const unsigned parts = quorix_part_count(static_cast<long>(partners), partners_per_thread_,
+                                                 static_cast<long>(mobile_.size()));
+        if (parts == 1) return part(0, 1);
         quorix_run_parts(parts, [&](unsigned p) { part(p, parts); });
     }
 
@@ -237,7 +237,7 @@ private:
 
     double reach_;
     double skin_;
-    size_t partners_per_thread_;
+    long partners_per_thread_;
     std::vector<char> mobile_flag_;  // of every atom, as built
     std::vector<int> group_;         // of every atom, as built
     int groups_ = 1;

@@ -17,6 +17,12 @@ unsigned quorix_thread_count() {
     return std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
 }
 
+unsigned quorix_part_count(long work, long per_part, long most) {
+    const long wanted = work / std::max(per_part, 1L);
+    if (wanted < 2 || most < 2) return 1;  // spares the count of threads
+    return static_cast<unsigned>(std::min({wanted, most, static_cast<long>(quorix_thread_count())}));
+}
+
 void quorix_run_parts(unsigned parts, const std::function<void(unsigned)>& part) {
     std::vector<std::thread> started;
     std::vector<unsigned> here = {0};

@@ -7,6 +7,10 @@
 // QUORIX_THREADS when it holds a positive number, else the number of cores (at least 1).
 unsigned quorix_thread_count();
 
+// How many parts to share a job among: one per `per_part` units of its `work`, at most one per
+// thread and at most `most`, and at least one.
+unsigned quorix_part_count(long work, long per_part, long most);
+
 // Runs part(0) ... part(parts - 1), each on its own thread where the system allows one; the
 // calling thread takes part 0 and every part whose thread could not be started. Returns when all
 // parts are done.
