@@ -2,9 +2,10 @@
 // (10 x 10 x atoms/100 sites of 2.8 A, Na+ and Cl- alternating) with every ion moved by up to
 // 0.05 A, so that spglib finds P1, is written the way P1 exports are (one operation, no
 // occupancy column). Times the steps of --gen-cif-std and the whole command, in processor
-// time (the machine is shared) and wall time.
+// time (the machine is shared) and wall time. The large case labels every ion by its element
+// alone, as some exports do, so that the import compares many images of one label.
 //
-//   bench_std_import [atoms]        (default 5000)
+//   bench_std_import [atoms [large]]        (defaults 5000 and 20000)
 #include <sys/resource.h>
 
 #include <cmath>
@@ -33,7 +34,7 @@ double children_seconds() {
     return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + 1e-6 * (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
 }
 
-std::string make_cif(long atoms, bool with_states) {
+std::string make_cif(long atoms, bool with_states, bool element_labels) {
     const long layers = atoms / 100;
     char line[256];
     std::string cif = "data_bench\n";
@@ -56,7 +57,10 @@ std::string make_cif(long atoms, bool with_states) {
             for (int k = 0; k < size[2]; k++) {
                 const bool sodium = (i + j + k) % 2 == 0;
                 const char* type = with_states ? (sodium ? "Na1+" : "Cl1-") : (sodium ? "Na" : "Cl");
-                std::snprintf(line, sizeof line, "%s%d_%d_%d %s %.6f %.6f %.6f\n", sodium ? "Na" : "Cl", i, j, k, type,
+                const std::string label =
+                    std::string(sodium ? "Na" : "Cl") +
+                    (element_labels ? "" : std::to_string(i) + "_" + std::to_string(j) + "_" + std::to_string(k));
+                std::snprintf(line, sizeof line, "%s %s %.6f %.6f %.6f\n", label.c_str(), type,
                               (i + 0.5) / size[0] + jitter(), (j + 0.5) / size[1] + jitter(),
                               (k + 0.5) / size[2] + jitter());
                 cif += line;
@@ -105,15 +109,26 @@ void time_command(const std::string& path) {
                  bench::seconds_since(start));
 }
 
+struct Case {
+    const char* file;
+    const char* title;
+    bool with_states;
+    bool element_labels;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const long atoms = argc > 1 ? std::atol(argv[1]) : 5000;
+    const long large = argc > 2 ? std::atol(argv[2]) : 20000;
     const auto directory = std::filesystem::temp_directory_path();
-    for (const bool with_states : {true, false}) {
-        const std::string path = (directory / (with_states ? "bench_std_states.cif" : "bench_std_plain.cif")).string();
-        std::ofstream(path) << make_cif(atoms, with_states);
-        std::fprintf(stderr, "%s oxidation states in the file:\n", with_states ? "with" : "without");
+    const Case cases[] = {{"bench_std_states.cif", "with oxidation states in the file", true, false},
+                          {"bench_std_plain.cif", "without oxidation states in the file", false, false},
+                          {"bench_std_large.cif", "large, labels by element, states in the file", true, true}};
+    for (const Case& c : cases) {
+        const std::string path = (directory / c.file).string();
+        std::ofstream(path) << make_cif(c.element_labels ? large : atoms, c.with_states, c.element_labels);
+        std::fprintf(stderr, "%s:\n", c.title);
         time_steps(path);
         time_command(path);
         std::filesystem::remove(path);

@@ -262,12 +262,7 @@ int quorix_atom_remove_duplicate(QUORIX_ATOM** atom, long* total) {
     std::vector<long> survivors;
     for (long j = 0; j < *total; j++) {
         if (in[j].ignored) continue;
-        bool duplicate = false;
-        grid.visit_near(in[j].x_f, [&](long i) {
-            duplicate = quorix_atom_equal(in[i], in[j]);
-            return !duplicate;
-        });
-        if (duplicate) continue;
+        if (grid.any_near(in[j].x_f, [&](long i) { return quorix_atom_equal(in[i], in[j]); })) continue;
         survivors.push_back(j);
         grid.insert(j, in[j].x_f);
     }

@@ -3,15 +3,19 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <vector>
+
+#include "quorix-la.hpp"
 
 // Every stored atom whose fractional coordinates lie within reach[k] of a position along each
 // direction k, modulo 1, is visited for that position (others may be visited too). Bins are
 // at least twice the reach wide, so the partner sits in the same bin or, when the position is
 // near a face of its bin, in the periodically adjacent one. Positions with non-finite
-// coordinates are neither stored nor looked up.
+// coordinates are neither stored nor looked up. The capacity, the atoms expected, sets the bin
+// count; indices beyond it may be stored too.
 class PositionGrid {
 public:
     PositionGrid(long capacity, const double reach[3]) : next_(static_cast<size_t>(std::max(capacity, 1L)), -1) {
@@ -24,8 +28,15 @@ public:
         head_.assign(static_cast<size_t>(bins_[0]) * bins_[1] * bins_[2], -1);
     }
 
+    // Reaching as far as a Cartesian `distance` in the lattice of the rows of `a`: every stored
+    // atom whose fractional offset, each component wrapped into [-1/2, 1/2], is a vector shorter
+    // than `distance` is visited.
+    PositionGrid(long capacity, const double a[3][3], double distance)
+        : PositionGrid(capacity, reach_of(a, distance).data()) {}
+
     void insert(long index, const double* x_f) {
         if (!finite(x_f)) return;
+        if (static_cast<size_t>(index) >= next_.size()) next_.resize(static_cast<size_t>(index) + 1, -1);
         const size_t bin = flat(bin_of(0, x_f[0]), bin_of(1, x_f[1]), bin_of(2, x_f[2]));
         next_[index] = head_[bin];
         head_[bin] = index;
@@ -46,9 +57,41 @@ public:
                         if (!visit(index)) return;
     }
 
+    // Whether match(index) holds for one of the stored atoms visited for x_f.
+    template <class Match>
+    bool any_near(const double* x_f, Match&& match) const {
+        bool found = false;
+        visit_near(x_f, [&](long index) { return !(found = match(index)); });
+        return found;
+    }
+
+    // The lowest index visited for x_f for which accept(index) holds, or -1.
+    template <class Accept>
+    long lowest_near(const double* x_f, Accept&& accept) const {
+        long found = -1;
+        visit_near(x_f, [&](long index) {
+            if ((found < 0 || index < found) && accept(index)) found = index;
+            return true;
+        });
+        return found;
+    }
+
 private:
     static constexpr int kMaxBins = 100;
 
+    // A vector shorter than d changes fractional coordinate k by at most d / width_k, width_k the
+    // spacing of the lattice planes across direction k; a trace more so that rounding loses no
+    // partner. Unbounded, one bin, where the lattice or the distance gives no finite reach.
+    static std::array<double, 3> reach_of(const double a[3][3], double distance) {
+        double b[3][3], width[3];
+        quorix_lattice_reciprocal(a, b, width);
+        std::array<double, 3> reach;
+        for (int k = 0; k < 3; k++) {
+            reach[k] = distance / width[k] * (1.0 + 1e-9) + 1e-12;
+            if (!(reach[k] < HUGE_VAL)) reach[k] = HUGE_VAL;
+        }
+        return reach;
+    }
     static bool finite(const double* x_f) {
         return std::isfinite(x_f[0]) && std::isfinite(x_f[1]) && std::isfinite(x_f[2]);
     }

@@ -15,6 +15,7 @@
 #include <tuple>
 
 #include "quorix-import-atom.hpp"
+#include "quorix-import-grid.hpp"
 #include "quorix-import-std.hpp"
 #include "quorix-import-symmetry.hpp"
 #include "quorix-la.hpp"
@@ -213,75 +214,24 @@ std::vector<Rotation> lattice_rotations(const QUORIX_CELL& cell, double symprec)
     return rotations;
 }
 
-// Points of a cell bucketed on a grid whose cells are at least `reach` thick, so that every
-// point within `reach` of a place lies in the 27 buckets around it.
-class PointGrid {
-public:
-    PointGrid(const QUORIX_CELL& cell, double reach) {
-        const double volume = std::fabs(quorix_matrix33_double_determinant(cell.a));
-        for (int k = 0; k < 3; k++) {
-            double across[3];
-            quorix_vector3_double_cross(across, cell.a[(k + 1) % 3], cell.a[(k + 2) % 3]);
-            size_[k] = std::clamp(static_cast<int>(volume / quorix_vector3_double_length(across) / reach), 1, 64);
-        }
-        bucket_.resize(static_cast<size_t>(size_[0]) * size_[1] * size_[2]);
-    }
-
-    void add(size_t id, const Vector& x) {
-        int at[3];
-        place(x, at);
-        bucket_[flat(at)].push_back(id);
-    }
-
-    // Calls match(id) for the points in the buckets around `x` until it returns true.
-    template <class Match>
-    bool any_near(const Vector& x, Match&& match) const {
-        int base[3];
-        place(x, base);
-        for (int i = -1; i <= 1; i++)
-            for (int j = -1; j <= 1; j++)
-                for (int l = -1; l <= 1; l++) {
-                    const int at[3] = {base[0] + i, base[1] + j, base[2] + l};
-                    for (size_t id : bucket_[flat(at)])
-                        if (match(id)) return true;
-                }
-        return false;
-    }
-
-private:
-    void place(const Vector& x, int* at) const {
-        for (int k = 0; k < 3; k++) at[k] = static_cast<int>(std::floor((x[k] - std::floor(x[k])) * size_[k]));
-    }
-    size_t flat(const int* at) const {
-        int wrapped[3];
-        for (int k = 0; k < 3; k++) wrapped[k] = ((at[k] % size_[k]) + size_[k]) % size_[k];
-        return (static_cast<size_t>(wrapped[0]) * size_[1] + wrapped[1]) * size_[2] + wrapped[2];
-    }
-
-    int size_[3];
-    std::vector<std::vector<size_t>> bucket_;
-};
-
-// Gathers the atoms into positions (closer than `symprec`) and types each position by its species.
+// Gathers the atoms into positions and types each position by its species. An atom joins the
+// first position closer than `symprec`, else starts one.
 void gather_positions(QUORIX_STD_GROUP& group, const QUORIX_CELL& cell, double symprec) {
     std::vector<Species> held;
-    PointGrid grid(cell, symprec);
+    PositionGrid grid(cell.total, cell.a, symprec);
     for (long i = 0; i < cell.total; i++) {
         const QUORIX_ATOM& atom = cell.atom[i];
-        const Vector x{atom.x_f[0], atom.x_f[1], atom.x_f[2]};
-        size_t p = group.position.size();
-        grid.any_near(x, [&](size_t q) {
-            if (quorix_std_periodic_distance(&cell, group.position[q].data(), atom.x_f) >= symprec) return false;
-            p = q;
-            return true;
+        long p = grid.lowest_near(atom.x_f, [&](long q) {
+            return quorix_std_periodic_distance(&cell, group.position[q].data(), atom.x_f) < symprec;
         });
-        if (p == group.position.size()) {
-            grid.add(p, x);
-            group.position.push_back(x);
+        if (p < 0) {
+            p = static_cast<long>(group.position.size());
+            grid.insert(p, atom.x_f);
+            group.position.push_back({atom.x_f[0], atom.x_f[1], atom.x_f[2]});
             held.emplace_back();
         }
         held[p].emplace(atom.type, atom.os, std::lround(atom.occ * 1000));
-        group.position_of_atom.push_back(static_cast<long>(p));
+        group.position_of_atom.push_back(p);
     }
     std::map<Species, int> index;
     for (const Species& species : held) {
@@ -311,8 +261,8 @@ bool may_have_symmetry(const QUORIX_CELL& cell, const QUORIX_STD_GROUP& group, d
     for (size_t p = 0; p < group.position.size(); p++) of_species[group.species_of_position[p]].push_back(p);
     const std::vector<size_t>& rarest = *std::min_element(
         of_species.begin(), of_species.end(), [](const auto& a, const auto& b) { return a.size() < b.size(); });
-    PointGrid grid(cell, 2 * symprec);
-    for (size_t p = 0; p < group.position.size(); p++) grid.add(p, group.position[p]);
+    PositionGrid grid(static_cast<long>(group.position.size()), cell.a, 2 * symprec);
+    for (size_t p = 0; p < group.position.size(); p++) grid.insert(static_cast<long>(p), group.position[p].data());
     const Vector& first = group.position[rarest[0]];
     for (const Rotation& r : rotations)
         for (size_t target : rarest) {
@@ -325,7 +275,7 @@ bool may_have_symmetry(const QUORIX_CELL& cell, const QUORIX_STD_GROUP& group, d
                 Vector image = t;
                 for (int i = 0; i < 3; i++)
                     for (int j = 0; j < 3; j++) image[i] += r[i][j] * group.position[p][j];
-                maps = grid.any_near(image, [&](size_t q) {
+                maps = grid.any_near(image.data(), [&](long q) {
                     return group.species_of_position[q] == group.species_of_position[p] &&
                            quorix_std_periodic_distance(&cell, group.position[q].data(), image.data()) < 2 * symprec;
                 });

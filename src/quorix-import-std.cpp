@@ -20,6 +20,7 @@
 
 #include "quorix-import-atom.hpp"
 #include "quorix-import-cif.hpp"
+#include "quorix-import-grid.hpp"
 #include "quorix-import-property.hpp"
 
 namespace cif = gemmi::cif;
@@ -307,11 +308,12 @@ bool same_site(const QUORIX_ATOM& a, const QUORIX_ATOM& b) {
 }
 
 // Every image of every atom; images of one label (and element, state and occupancy) closer than
-// `tolerance` are one atom, which also merges rows that repeat an image of another row.
+// `tolerance` are one atom, which also merges rows that repeat an image of another row. Each
+// image is compared only with the kept atoms binned near it.
 std::vector<QUORIX_ATOM> expand(const QUORIX_CELL& cell, const QUORIX_ATOM* atoms, long total,
                                 const std::vector<Operation>& operations, double tolerance) {
     std::vector<QUORIX_ATOM> full;
-    std::map<std::string, std::vector<size_t>> by_label;
+    PositionGrid kept(total * static_cast<long>(operations.size()), cell.a, tolerance);
     for (long i = 0; i < total; i++)
         for (const Operation& op : operations) {
             QUORIX_ATOM image = atoms[i];
@@ -320,15 +322,11 @@ std::vector<QUORIX_ATOM> expand(const QUORIX_CELL& cell, const QUORIX_ATOM* atom
                 for (int c = 0; c < 3; c++) x += op.r[r][c] * atoms[i].x_f[c];
                 image.x_f[r] = x - std::floor(x);
             }
-            std::vector<size_t>& same_label = by_label[image.name];
-            bool known = false;
-            for (size_t k : same_label)
-                if (same_site(full[k], image) && quorix_std_periodic_distance(&cell, full[k].x_f, image.x_f) < tolerance) {
-                    known = true;
-                    break;
-                }
+            const bool known = kept.any_near(image.x_f, [&](long k) {
+                return same_site(full[k], image) && quorix_std_periodic_distance(&cell, full[k].x_f, image.x_f) < tolerance;
+            });
             if (known) continue;
-            same_label.push_back(full.size());
+            kept.insert(static_cast<long>(full.size()), image.x_f);
             full.push_back(image);
         }
     return full;

@@ -248,12 +248,7 @@ public:
     // The lowest index j among the atoms near x for which accept(j) holds, or -1.
     template <class Accept>
     long first(const double* x, Accept&& accept) const {
-        long found = -1;
-        grid_.visit_near(fractional(x).data(), [&](long j) {
-            if ((found < 0 || j < found) && accept(j)) found = j;
-            return true;
-        });
-        return found;
+        return grid_.lowest_near(fractional(x).data(), accept);
     }
 
 private:
