@@ -15,10 +15,10 @@
 // at least twice the reach wide, so the partner sits in the same bin or, when the position is
 // near a face of its bin, in the periodically adjacent one. Positions with non-finite
 // coordinates are neither stored nor looked up. The capacity, the atoms expected, sets the bin
-// count; indices beyond it may be stored too.
+// count only: memory grows with the indices stored.
 class PositionGrid {
 public:
-    PositionGrid(long capacity, const double reach[3]) : next_(static_cast<size_t>(std::max(capacity, 1L)), -1) {
+    PositionGrid(long capacity, const double reach[3]) {
         const double per_direction = std::cbrt(static_cast<double>(capacity));
         for (int k = 0; k < 3; k++) {
             const double widest = reach[k] > 0.0 ? 0.5 / reach[k] : kMaxBins;
