@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "quorix-cube-blocks.hpp"
@@ -43,16 +44,28 @@ public:
         }
     }
 
-    // Gives `energy` to every image of voxel x that holds no positive value yet.
-    void fill(const long x[3], double energy) const {
+    // Calls reach(row, column) with the image of voxel x under every operation in turn; `row`
+    // counts the rows of the cube, first axis slowest.
+    template <class Reach>
+    void for_each_image(const long x[3], Reach&& reach) const {
         for (const Operation& op : operations_) {
             long y[3];
             for (int i = 0; i < 3; i++)
                 y[i] = wrap(op.r[i][0] * x[0] + op.r[i][1] * x[1] + op.r[i][2] * x[2] + op.t[i], i);
-            double& value = rows_[y[0] * cube_->n[1] + y[1]][y[2]];
-            if (value <= kUnfilled) value = energy;
+            reach(y[0] * cube_->n[1] + y[1], y[2]);
         }
     }
+
+    // Gives `energy` to every image of voxel x that holds no positive value yet.
+    void fill(const long x[3], double energy) const {
+        for_each_image(x, [&](long row, long column) {
+            double& value = rows_[row][column];
+            if (value <= kUnfilled) value = energy;
+        });
+    }
+
+    // The value of the voxel at visiting position `index`.
+    double& at(long index) const { return rows_[index / cube_->n[2]][index % cube_->n[2]]; }
 
 private:
     struct Operation {
@@ -89,57 +102,136 @@ void voxel_of(const QUORIX_CUBE* cube, long index, long x[3]) {
     x[0] = index / (cube->n[2] * cube->n[1]);
 }
 
-void clear_values(QUORIX_CUBE* cube) {
-    for (long i = 0; i < cube->n[0]; i++)
-        for (long j = 0; j < cube->n[1]; j++) std::fill(cube->en[i][j], cube->en[i][j] + cube->n[2], 0.0);
-}
+// The orbits as the visit meets them, found without energies: for each voxel, by visiting
+// position, the first voxel of the orbit that reached it first (kNone for none yet). A first
+// voxel is one the visit finds unreached; it is its own first voxel.
+struct Orbits {
+    static constexpr uint32_t kNone = UINT32_MAX;
+    std::vector<uint32_t> first;
+    long count = 0;         // first voxels
+    bool disjoint = true;   // every voxel reached from one orbit only, every first voxel by itself
 
-// The voxels the visit computes when no energy lies within 1e-7 of 0: the first voxel of every
-// orbit, in visiting order. Found by the visit itself with a mark for the energy; the cube is
-// cleared afterwards.
-std::vector<long> orbit_firsts(QUORIX_CUBE* cube, const GridImages& images) {
-    constexpr double kMark = 1.0;
-    std::vector<long> firsts;
+    bool is_first(long index) const { return first[index] == static_cast<uint32_t>(index); }
+};
+
+Orbits find_orbits(const QUORIX_CUBE* cube, const GridImages& images) {
+    const long columns = cube->n[2];
+    Orbits orbits;
+    orbits.first.assign(cube->n[0] * cube->n[1] * columns, Orbits::kNone);
     long x[3], index = 0;
     for (x[0] = 0; x[0] < cube->n[0]; x[0]++)
         for (x[1] = 0; x[1] < cube->n[1]; x[1]++)
-            for (x[2] = 0; x[2] < cube->n[2]; x[2]++, index++) {
-                if (!(std::fabs(cube->en[x[0]][x[1]][x[2]]) <= kUnfilled)) continue;
-                firsts.push_back(index);
-                images.fill(x, kMark);
+            for (x[2] = 0; x[2] < columns; x[2]++, index++) {
+                if (orbits.first[index] != Orbits::kNone) continue;
+                const auto leader = static_cast<uint32_t>(index);
+                orbits.first[index] = leader;
+                orbits.count++;
+                bool reached_itself = false;
+                images.for_each_image(x, [&](long row, long column) {
+                    const long image = row * columns + column;
+                    uint32_t& first = orbits.first[image];
+                    if (first == Orbits::kNone) first = leader;
+                    else if (first != leader) orbits.disjoint = false;
+                    reached_itself |= image == index;
+                });
+                orbits.disjoint &= reached_itself;
             }
-    clear_values(cube);
-    return firsts;
+    return orbits;
 }
 
-// Energies of the voxels at the given visiting positions, shared out in contiguous runs among
-// `threads` threads (each run keeps the block lists of its slabs warm).
-std::vector<double> energies_of(const QUORIX_CUBE* cube, const ProbeField& field, const std::vector<long>& voxels,
-                                unsigned threads, QuorixLandscapeWork& work) {
-    std::vector<double> energies(voxels.size());
+// Visiting positions where the runs of `parts` threads begin, each run holding an equal share of
+// the first voxels; the last entry is the end of the grid.
+std::vector<long> run_bounds(const Orbits& orbits, unsigned parts) {
+    const long voxels = static_cast<long>(orbits.first.size());
+    std::vector<long> bounds(parts + 1, voxels);
+    bounds[0] = 0;
+    unsigned part = 1;
+    for (long index = 0, rank = 0; index < voxels && part < parts; index++) {
+        if (!orbits.is_first(index)) continue;
+        while (part < parts && rank == orbits.count * part / parts) bounds[part++] = index;
+        rank++;
+    }
+    return bounds;
+}
+
+// Energies of the first voxels, each written at its own voxel, shared out in contiguous runs
+// among `threads` threads (each run keeps the block lists of its slabs warm).
+void compute_firsts(QUORIX_CUBE* cube, const GridImages& images, const ProbeField& field, const Orbits& orbits,
+                    unsigned threads, QuorixLandscapeWork& work) {
+    const std::vector<long> bounds = run_bounds(orbits, threads);
     std::vector<QuorixLandscapeWork> works(threads);
     const auto run = [&](unsigned part) {
         VoxelWorker worker(cube, field);
-        const size_t begin = voxels.size() * part / threads, end = voxels.size() * (part + 1) / threads;
-        for (size_t v = begin; v < end; v++) {
+        for (long index = bounds[part]; index < bounds[part + 1]; index++) {
+            if (!orbits.is_first(index)) continue;
             long x[3];
-            voxel_of(cube, voxels[v], x);
-            energies[v] = worker.energy(x);
+            voxel_of(cube, index, x);
+            images.at(index) = worker.energy(x);
         }
         works[part] = worker.work;
     };
     quorix_run_parts(threads, run);
     for (const QuorixLandscapeWork& part : works) add_work(work, part);
+}
+
+// Whether the visit would give every voxel its first voxel's energy: the orbits are disjoint and
+// no energy of a first voxel lies within 1e-7 of 0, which would leave its orbit to be computed.
+bool placeable(const GridImages& images, const Orbits& orbits) {
+    if (!orbits.disjoint) return false;
+    for (long index = 0; index < static_cast<long>(orbits.first.size()); index++)
+        if (orbits.is_first(index) && std::fabs(images.at(index)) <= kUnfilled) return false;
+    return true;
+}
+
+// Gives every voxel the energy of its first voxel, which lies before it.
+void place(const GridImages& images, const Orbits& orbits) {
+    for (long index = 0; index < static_cast<long>(orbits.first.size()); index++)
+        if (!orbits.is_first(index)) images.at(index) = images.at(orbits.first[index]);
+}
+
+// Energies computed before the visit: the first voxels and their energies in visiting order.
+struct Precomputed {
+    const Orbits& orbits;
+    std::vector<double> energies;
+};
+
+// The energies of the first voxels taken out of the cube, which is left at 0.
+std::vector<double> take_first_energies(const GridImages& images, const Orbits& orbits) {
+    std::vector<double> energies;
+    energies.reserve(orbits.count);
+    for (long index = 0; index < static_cast<long>(orbits.first.size()); index++) {
+        if (orbits.is_first(index)) energies.push_back(images.at(index));
+        images.at(index) = 0.0;
+    }
     return energies;
+}
+
+// Visits the voxels in order; one still empty takes its precomputed energy, else is computed, and
+// the value goes to all its images under the operations that do not hold a positive value yet
+// (the identity fills the voxel itself).
+void visit(QUORIX_CUBE* cube, const GridImages& images, const ProbeField& field, const Precomputed* precomputed,
+           QuorixLandscapeWork& work) {
+    VoxelWorker worker(cube, field);
+    size_t rank = 0;  // first voxels passed
+    long x[3], index = 0;
+    for (x[0] = 0; x[0] < cube->n[0]; x[0]++)
+        for (x[1] = 0; x[1] < cube->n[1]; x[1]++)
+            for (x[2] = 0; x[2] < cube->n[2]; x[2]++, index++) {
+                const bool first = precomputed && precomputed->orbits.is_first(index);
+                rank += first;
+                if (!(std::fabs(cube->en[x[0]][x[1]][x[2]]) <= kUnfilled)) continue;
+                images.fill(x, first ? precomputed->energies[rank - 1] : worker.energy(x));
+            }
+    add_work(work, worker.work);
 }
 
 }  // namespace
 
-// Visits the voxels in order; one still empty is computed and its value given to all its images
-// under the operations that do not hold a positive value yet (the identity fills the voxel itself).
-// With several threads the first voxels of the orbits, which the visit computes in any case, are
-// computed beforehand in parallel; the visit then takes their energies and computes only the
-// voxels left empty by an energy within 1e-7 of 0, so the cube is the same as without threads.
+// One thread visits the voxels in order. Several threads first find the orbits as the visit meets
+// them and compute the first voxel of each, which the visit computes in any case, in parallel;
+// when the orbits are disjoint and no such energy lies within 1e-7 of 0 every voxel then takes
+// its first voxel's energy, else the visit runs with the precomputed energies and computes only
+// the voxels they leave empty. Either way the cube is the same as without threads.
 void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const ProbeField& field,
                     QuorixLandscapeWork& work) {
     constexpr long kVoxelsPerThread = 4096;  // fewer distinct voxels per thread are not worth a thread
@@ -147,24 +239,18 @@ void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const Pr
     const long voxels = cube->n[0] * cube->n[1] * cube->n[2];
     const unsigned threads = static_cast<unsigned>(
         std::min<long>(quorix_thread_count(), voxels / std::max(1, symmetry->total) / kVoxelsPerThread));
-    std::vector<long> firsts;
-    std::vector<double> energies;
-    if (threads > 1) {
-        firsts = orbit_firsts(cube, images);
-        energies = energies_of(cube, field, firsts, threads, work);
+    if (threads <= 1 || voxels >= static_cast<long>(Orbits::kNone)) {
+        visit(cube, images, field, nullptr, work);
+        return;
     }
-    VoxelWorker worker(cube, field);
-    size_t next = 0;
-    long x[3], index = 0;
-    for (x[0] = 0; x[0] < cube->n[0]; x[0]++)
-        for (x[1] = 0; x[1] < cube->n[1]; x[1]++)
-            for (x[2] = 0; x[2] < cube->n[2]; x[2]++, index++) {
-                if (!(std::fabs(cube->en[x[0]][x[1]][x[2]]) <= kUnfilled)) continue;
-                while (next < firsts.size() && firsts[next] < index) next++;
-                const bool precomputed = next < firsts.size() && firsts[next] == index;
-                images.fill(x, precomputed ? energies[next] : worker.energy(x));
-            }
-    add_work(work, worker.work);
+    const Orbits orbits = find_orbits(cube, images);
+    compute_firsts(cube, images, field, orbits, threads, work);
+    if (placeable(images, orbits)) {
+        place(images, orbits);
+        return;
+    }
+    const Precomputed precomputed{orbits, take_first_energies(images, orbits)};
+    visit(cube, images, field, &precomputed, work);
 }
 
 }  // namespace quorix_landscape

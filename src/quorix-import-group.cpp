@@ -1,6 +1,7 @@
-// Closure test of a list of symmetry operations.
+// Symmetry operations compared up to a lattice translation: dropping repeats, and the closure test.
 #include "quorix-import-group.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
@@ -11,6 +12,7 @@ namespace {
 constexpr double kTolerance = 1e-3;
 
 using RotationKey = std::array<long, 9>;
+using CardsByRotation = std::map<RotationKey, std::vector<int>>;  // card indices by rounded rotation
 
 RotationKey key_of(const double r[3][3]) {
     RotationKey key;
@@ -30,7 +32,7 @@ bool same_operation(const double r[3][3], const double t[3], const QUORIX_CARD& 
 
 // Whether the product a*b (first b, then a) is among the cards with its rotation.
 bool product_listed(const QUORIX_CARD& a, const QUORIX_CARD& b, const QUORIX_SYMMETRY& symmetry,
-                    const std::map<RotationKey, std::vector<int>>& by_rotation) {
+                    const CardsByRotation& by_rotation) {
     double r[3][3], t[3];
     for (int i = 0; i < 3; i++) {
         t[i] = a.t_f[i];
@@ -49,9 +51,26 @@ bool product_listed(const QUORIX_CARD& a, const QUORIX_CARD& b, const QUORIX_SYM
 
 }  // namespace
 
+void quorix_symmetry_drop_repeats(QUORIX_SYMMETRY* symmetry) {
+    if (!symmetry || !symmetry->card) return;
+    CardsByRotation kept_by_rotation;
+    int kept = 0;
+    for (int k = 0; k < symmetry->total; k++) {
+        const QUORIX_CARD& card = symmetry->card[k];
+        std::vector<int>& same_rotation = kept_by_rotation[key_of(card.r_f)];
+        if (std::any_of(same_rotation.begin(), same_rotation.end(),
+                        [&](int j) { return same_operation(card.r_f, card.t_f, symmetry->card[j]); }))
+            continue;
+        same_rotation.push_back(kept);
+        if (kept != k) symmetry->card[kept] = card;
+        kept++;
+    }
+    symmetry->total = kept;
+}
+
 bool quorix_symmetry_is_group(const QUORIX_SYMMETRY* symmetry) {
     if (!symmetry || !symmetry->card) return true;
-    std::map<RotationKey, std::vector<int>> by_rotation;
+    CardsByRotation by_rotation;
     for (int k = 0; k < symmetry->total; k++) by_rotation[key_of(symmetry->card[k].r_f)].push_back(k);
     for (int a = 0; a < symmetry->total; a++)
         for (int b = 0; b < symmetry->total; b++)

@@ -14,6 +14,7 @@
 #include "quorix-import-atom.hpp"
 #include "quorix-import-cif-text.hpp"
 #include "quorix-import-grid.hpp"
+#include "quorix-import-group.hpp"
 #include "quorix-la.hpp"
 
 namespace {
@@ -204,6 +205,8 @@ QUORIX_SYMMETRY* symmetry_from_operation_loop(const QuorixLoopTable& loop) {
             return nullptr;
         }
     }
+    // A loop that lists an operation twice would expand, check and fill with it twice over.
+    quorix_symmetry_drop_repeats(symmetry.get());
     return symmetry.release();
 }
 
