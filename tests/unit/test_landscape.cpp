@@ -180,7 +180,13 @@ TEST(Landscape, ThreadsGiveTheCubeOfOneThread) {
     };
     LoadedStructure olivine = load_structure("LiFePO4_COD4001848_oxidation.cif", "Li", 1);
     LoadedStructure stretched = stretched_antifluorite();
-    for (auto [s, resolution] : {std::pair{&olivine, 0.15}, std::pair{&stretched, 1.0}}) {
+    // Operations that are no group on this grid: orbits overlap and the visit decides each value.
+    LoadedStructure overlapping = load_structure("LiFePO4_COD4001848_oxidation.cif", "Li", 1);
+    overlapping.symmetry.reset(quorix_symmetry_new(2));
+    quorix_card_set_by_text(&overlapping.symmetry->card[0], "x,y,z");
+    quorix_card_set_by_text(&overlapping.symmetry->card[1], "-y,x,z");
+    for (auto [s, resolution] :
+         {std::pair{&olivine, 0.15}, std::pair{&stretched, 1.0}, std::pair{&overlapping, 0.15}}) {
         QuorixLandscapeWork one_work, four_work;
         const CubePtr one = with_threads(*s, resolution, "1", one_work);
         const CubePtr four = with_threads(*s, resolution, "4", four_work);
@@ -190,6 +196,18 @@ TEST(Landscape, ThreadsGiveTheCubeOfOneThread) {
         EXPECT_EQ(one_work.voxels, four_work.voxels);
         EXPECT_EQ(one_work.terms, four_work.terms);
     }
+}
+
+// A loop that lists operations twice, one of them shifted by a lattice vector, is read as the
+// clean file: each operation once, and the same cube.
+TEST(Landscape, RepeatedOperationsGiveTheCleanFilesCube) {
+    LoadedStructure clean = load_structure("Li2O_COD9009059_occupancy.cif", "Li", 1);
+    LoadedStructure repeated = load_structure("Li2O_COD9009059_repeated_operation.cif", "Li", 1);
+    ASSERT_TRUE(clean.symmetry && repeated.symmetry);
+    EXPECT_EQ(repeated.symmetry->total, clean.symmetry->total);
+    const CubePtr clean_cube = landscape_of(clean, 0.3, true), repeated_cube = landscape_of(repeated, 0.3, true);
+    ASSERT_TRUE(clean_cube && repeated_cube);
+    EXPECT_EQ(max_difference(clean_cube.get(), repeated_cube.get()), 0.0);
 }
 
 // The O2- probe pairs with Li+ through the Li-O (cation first) record: bound at the O sites.
