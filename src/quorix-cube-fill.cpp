@@ -33,6 +33,7 @@ public:
             }
             operations_.push_back(op);
         }
+        images_.resize(operations_.size());
         rows_.reserve(cube->n[0] * cube->n[1]);
         for (long i = 0; i < cube->n[0]; i++)
             for (long j = 0; j < cube->n[1]; j++) rows_.push_back(cube->en[i][j]);
@@ -45,23 +46,30 @@ public:
     }
 
     // Calls reach(row, column) with the image of voxel x under every operation in turn; `row`
-    // counts the rows of the cube, first axis slowest.
-    template <class Reach>
-    void for_each_image(const long x[3], Reach&& reach) const {
-        for (const Operation& op : operations_) {
+    // counts the rows of the cube, first axis slowest. The images lie all over the grid: all are
+    // found first and the memory that address(row, column) gives for each fetched ahead, so that
+    // the reads overlap instead of waiting on one another.
+    template <class Address, class Reach>
+    void for_each_image(const long x[3], Address&& address, Reach&& reach) {
+        for (size_t k = 0; k < operations_.size(); k++) {
+            const Operation& op = operations_[k];
             long y[3];
             for (int i = 0; i < 3; i++)
                 y[i] = wrap(op.r[i][0] * x[0] + op.r[i][1] * x[1] + op.r[i][2] * x[2] + op.t[i], i);
-            reach(y[0] * cube_->n[1] + y[1], y[2]);
+            images_[k] = {y[0] * cube_->n[1] + y[1], y[2]};
+            __builtin_prefetch(address(images_[k].row, images_[k].column), 1);
         }
+        for (const Image& image : images_) reach(image.row, image.column);
     }
 
     // Gives `energy` to every image of voxel x that holds no positive value yet.
-    void fill(const long x[3], double energy) const {
-        for_each_image(x, [&](long row, long column) {
-            double& value = rows_[row][column];
-            if (value <= kUnfilled) value = energy;
-        });
+    void fill(const long x[3], double energy) {
+        for_each_image(
+            x, [&](long row, long column) { return &rows_[row][column]; },
+            [&](long row, long column) {
+                double& value = rows_[row][column];
+                if (value <= kUnfilled) value = energy;
+            });
     }
 
     // The value of the voxel at visiting position `index`.
@@ -71,6 +79,9 @@ private:
     struct Operation {
         long r[3][3];
         long t[3];
+    };
+    struct Image {
+        long row, column;
     };
 
     // Rotation entries are -1, 0 or 1 and translations at most one grid length, so images fall
@@ -85,6 +96,7 @@ private:
 
     QUORIX_CUBE* cube_;
     std::vector<Operation> operations_;
+    std::vector<Image> images_;  // of the voxel being filled
     std::vector<double*> rows_;
     std::vector<long> wrapped_[3];
 };
@@ -114,7 +126,7 @@ struct Orbits {
     bool is_first(long index) const { return first[index] == static_cast<uint32_t>(index); }
 };
 
-Orbits find_orbits(const QUORIX_CUBE* cube, const GridImages& images) {
+Orbits find_orbits(const QUORIX_CUBE* cube, GridImages& images) {
     const long columns = cube->n[2];
     Orbits orbits;
     orbits.first.assign(cube->n[0] * cube->n[1] * columns, Orbits::kNone);
@@ -127,7 +139,8 @@ Orbits find_orbits(const QUORIX_CUBE* cube, const GridImages& images) {
                 orbits.first[index] = leader;
                 orbits.count++;
                 bool reached_itself = false;
-                images.for_each_image(x, [&](long row, long column) {
+                const auto slot = [&](long row, long column) { return &orbits.first[row * columns + column]; };
+                images.for_each_image(x, slot, [&](long row, long column) {
                     const long image = row * columns + column;
                     uint32_t& first = orbits.first[image];
                     if (first == Orbits::kNone) first = leader;
@@ -183,10 +196,14 @@ bool placeable(const GridImages& images, const Orbits& orbits) {
     return true;
 }
 
-// Gives every voxel the energy of its first voxel, which lies before it.
-void place(const GridImages& images, const Orbits& orbits) {
-    for (long index = 0; index < static_cast<long>(orbits.first.size()); index++)
-        if (!orbits.is_first(index)) images.at(index) = images.at(orbits.first[index]);
+// Gives every voxel the energy of its first voxel, the grid shared out among `threads` threads
+// (first voxels are only read).
+void place(const GridImages& images, const Orbits& orbits, unsigned threads) {
+    const long voxels = static_cast<long>(orbits.first.size());
+    quorix_run_parts(threads, [&](unsigned part) {
+        for (long index = voxels * part / threads; index < voxels * (part + 1) / threads; index++)
+            if (!orbits.is_first(index)) images.at(index) = images.at(orbits.first[index]);
+    });
 }
 
 // Energies computed before the visit: the first voxels and their energies in visiting order.
@@ -209,7 +226,7 @@ std::vector<double> take_first_energies(const GridImages& images, const Orbits& 
 // Visits the voxels in order; one still empty takes its precomputed energy, else is computed, and
 // the value goes to all its images under the operations that do not hold a positive value yet
 // (the identity fills the voxel itself).
-void visit(QUORIX_CUBE* cube, const GridImages& images, const ProbeField& field, const Precomputed* precomputed,
+void visit(QUORIX_CUBE* cube, GridImages& images, const ProbeField& field, const Precomputed* precomputed,
            QuorixLandscapeWork& work) {
     VoxelWorker worker(cube, field);
     size_t rank = 0;  // first voxels passed
@@ -235,7 +252,7 @@ void visit(QUORIX_CUBE* cube, const GridImages& images, const ProbeField& field,
 void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const ProbeField& field,
                     QuorixLandscapeWork& work) {
     constexpr long kVoxelsPerThread = 4096;  // fewer distinct voxels per thread are not worth a thread
-    const GridImages images(cube, symmetry);
+    GridImages images(cube, symmetry);
     const long voxels = cube->n[0] * cube->n[1] * cube->n[2];
     const unsigned threads = static_cast<unsigned>(
         std::min<long>(quorix_thread_count(), voxels / std::max(1, symmetry->total) / kVoxelsPerThread));
@@ -246,7 +263,7 @@ void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const Pr
     const Orbits orbits = find_orbits(cube, images);
     compute_firsts(cube, images, field, orbits, threads, work);
     if (placeable(images, orbits)) {
-        place(images, orbits);
+        place(images, orbits, threads);
         return;
     }
     const Precomputed precomputed{orbits, take_first_energies(images, orbits)};
