@@ -254,8 +254,8 @@ void fill_landscape(QUORIX_CUBE* cube, const QUORIX_SYMMETRY* symmetry, const Pr
     constexpr long kVoxelsPerThread = 4096;  // fewer distinct voxels per thread are not worth a thread
     GridImages images(cube, symmetry);
     const long voxels = cube->n[0] * cube->n[1] * cube->n[2];
-    const unsigned threads = static_cast<unsigned>(
-        std::min<long>(quorix_thread_count(), voxels / std::max(1, symmetry->total) / kVoxelsPerThread));
+    const long distinct = voxels / std::max(1, symmetry->total);
+    const unsigned threads = quorix_part_count(distinct, kVoxelsPerThread, distinct);
     if (threads <= 1 || voxels >= static_cast<long>(Orbits::kNone)) {
         visit(cube, images, field, nullptr, work);
         return;
