@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstdint>
+#include <climits>
 #include <cstring>
 #include <map>
 #include <numeric>
@@ -47,6 +48,7 @@ std::uint64_t bits_of(double v) {
 // With few distinct keys in a range, each step of a pass jumps from one swap to the next
 // through the positions of every key instead of visiting each later position.
 constexpr int kJumpKeys = 32;
+constexpr long kTreeExchangesPerAtom = 32;
 
 // Distinct keys of a range: an id per position and one atom standing for each key.
 struct RangeKeys {
@@ -110,14 +112,86 @@ void exchange_pass(std::vector<long>& order, long begin, long end, KeyOf&& key_o
     }
 }
 
-// Runs an exchange pass on each run of order whose atoms share the key `same`.
-template <class Same, class KeyOf, class LaterFirst>
-void exchange_pass_in_groups(std::vector<long>& order, Same&& same, KeyOf&& key_of, LaterFirst&& later_first) {
-    const long n = static_cast<long>(order.size());
-    for (long begin = 0, end = 0; begin < n; begin = end) {
+// The first position from `from` on whose rank is below `rank`, or -1: a tree of the smallest
+// rank under each node of positions, kept as positions exchange their atoms.
+class RankTree {
+public:
+    explicit RankTree(const std::vector<int>& rank) : size_(1) {
+        while (size_ < rank.size()) size_ *= 2;
+        least_.assign(2 * size_, INT32_MAX);
+        std::copy(rank.begin(), rank.end(), least_.begin() + static_cast<std::ptrdiff_t>(size_));
+        for (size_t node = size_ - 1; node > 0; node--) least_[node] = std::min(least_[2 * node], least_[2 * node + 1]);
+    }
+
+    void set(size_t position, int rank) {
+        size_t node = size_ + position;
+        least_[node] = rank;
+        for (node /= 2; node > 0; node /= 2) least_[node] = std::min(least_[2 * node], least_[2 * node + 1]);
+    }
+
+    long first_below(size_t from, int rank) const { return find(1, 0, size_, from, rank); }
+
+private:
+    long find(size_t node, size_t low, size_t high, size_t from, int rank) const {
+        if (high <= from || least_[node] >= rank) return -1;
+        if (high - low == 1) return static_cast<long>(low);
+        const size_t middle = (low + high) / 2;
+        const long left = find(2 * node, low, middle, from, rank);
+        return left >= 0 ? left : find(2 * node + 1, middle, high, from, rank);
+    }
+
+    size_t size_;
+    std::vector<int> least_;
+};
+
+// An exchange pass over order[begin, end) where atom i goes after atom j exactly when
+// value_of(i) > value_of(j). Step i of the pass carries the atom at i to the first later
+// position holding a smaller value, that one's atom on to the next smaller one after it, and so
+// on, ending with the smallest value at i; a tree of value ranks finds each next position, so a
+// pass costs the number of exchanges times log n instead of n^2 comparisons. NaN compares with
+// nothing, which the tree cannot express: such ranges take the general pass.
+template <class ValueOf>
+void exchange_pass_by_value(std::vector<long>& order, long begin, long end, ValueOf&& value_of) {
+    const auto later_first = [&](long i, long j) { return value_of(i) > value_of(j); };
+    const auto key_of = [&](long i) { return SortKey(bits_of(static_cast<double>(value_of(i))), 0); };
+    std::vector<double> values;
+    for (long p = begin; p < end; p++) values.push_back(static_cast<double>(value_of(order[p])));
+    if (end - begin < 2 || std::any_of(values.begin(), values.end(), [](double v) { return std::isnan(v); }))
+        return exchange_pass(order, begin, end, key_of, later_first);
+    std::vector<double> distinct = values;
+    std::sort(distinct.begin(), distinct.end());
+    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());  // -0 and 0 are one
+    std::vector<int> rank;
+    for (const double v : values)
+        rank.push_back(static_cast<int>(std::lower_bound(distinct.begin(), distinct.end(), v) - distinct.begin()));
+    RankTree tree(rank);
+    const long n = end - begin;
+    long i = 0;
+    // Inputs far from order make long chains at every step; once the exchanges outnumber the
+    // tree's advantage, the plain pair loop finishes the pass (it picks the same exchanges).
+    for (long exchanges = 0; i < n && exchanges <= kTreeExchangesPerAtom * n; i++)
+        for (long p = tree.first_below(static_cast<size_t>(i) + 1, rank[i]); p >= 0;
+             p = tree.first_below(static_cast<size_t>(p) + 1, rank[i]), exchanges++) {
+            std::swap(order[begin + i], order[begin + p]);
+            std::swap(rank[i], rank[p]);
+            tree.set(static_cast<size_t>(i), rank[i]);
+            tree.set(static_cast<size_t>(p), rank[p]);
+        }
+    for (; i < n; i++)
+        for (long j = i + 1; j < n; j++)
+            if (rank[j] < rank[i]) {
+                std::swap(order[begin + i], order[begin + j]);
+                std::swap(rank[i], rank[j]);
+            }
+}
+
+// Runs pass(begin, end) on each run of order[first, last) whose atoms share the key `same`.
+template <class Same, class Pass>
+void in_groups(const std::vector<long>& order, long first, long last, Same&& same, Pass&& pass) {
+    for (long begin = first, end = first; begin < last; begin = end) {
         end = begin + 1;
-        while (end < n && same(order[begin], order[end])) end++;
-        exchange_pass(order, begin, end, key_of, later_first);
+        while (end < last && same(order[begin], order[end])) end++;
+        pass(begin, end);
     }
 }
 
@@ -150,6 +224,25 @@ std::vector<int> name_ids(const QUORIX_ATOM* atom, long total) {
         id[i] = ids.emplace(name, static_cast<int>(ids.size())).first->second;
     }
     return id;
+}
+
+// Ranks of the distinct labels in natural order. The natural comparison is a total order: it
+// compares the leading letters one by one (end of label < digit < any other character), then
+// the numbers starting at the first digit, then the whole labels; so sorting by it is sound.
+std::vector<int> natural_ranks(const QUORIX_ATOM* atom, long total, const std::vector<int>& name) {
+    std::vector<long> first_of(name.empty() ? 0 : *std::max_element(name.begin(), name.end()) + 1, -1);
+    for (long i = 0; i < total; i++)
+        if (first_of[name[i]] < 0) first_of[name[i]] = i;
+    std::vector<int> ids(first_of.size());
+    std::iota(ids.begin(), ids.end(), 0);
+    std::sort(ids.begin(), ids.end(), [&](int a, int b) {
+        return quorix_atom_name_compare(atom[first_of[a]].name, atom[first_of[b]].name) < 0;
+    });
+    std::vector<int> rank_of_id(ids.size());
+    for (size_t r = 0; r < ids.size(); r++) rank_of_id[ids[r]] = static_cast<int>(r);
+    std::vector<int> rank(total);
+    for (long i = 0; i < total; i++) rank[i] = rank_of_id[name[i]];
+    return rank;
 }
 
 // Marks every later atom of the grid that is the same atom as some image of atom i.
@@ -329,26 +422,35 @@ void quorix_atom_sort(QUORIX_ATOM* atom, long total) {
     if (!atom || total < 2) return;
     const std::vector<int> type = type_ranks(atom, total);
     const std::vector<int> name = name_ids(atom, total);
-    auto os = [&](long i) { return static_cast<std::uint64_t>(static_cast<std::int64_t>(atom[i].os)); };
     auto occ = [&](long i) { return bits_of(atom[i].occ); };
     std::vector<long> order(total);
     std::iota(order.begin(), order.end(), 0L);
 
-    exchange_pass(
-        order, 0, total, [&](long i) { return SortKey(type[i], 0); },
-        [&](long i, long j) { return type[i] > type[j]; });
+    exchange_pass_by_value(order, 0, total, [&](long i) { return type[i]; });
     auto same_type = [&](long i, long j) { return type[i] == type[j]; };
-    exchange_pass_in_groups(
-        order, same_type, [&](long i) { return SortKey(os(i), 0); },
-        [&](long i, long j) { return atom[i].os > atom[j].os; });
+    in_groups(order, 0, total, same_type, [&](long begin, long end) {
+        exchange_pass_by_value(order, begin, end, [&](long i) { return atom[i].os; });
+    });
     auto same_state = [&](long i, long j) { return same_type(i, j) && atom[i].os == atom[j].os; };
-    exchange_pass_in_groups(
-        order, same_state, [&](long i) { return SortKey(occ(i), 0); },
-        [&](long i, long j) { return atom[i].occ > atom[j].occ; });
+    in_groups(order, 0, total, same_state, [&](long begin, long end) {
+        exchange_pass_by_value(order, begin, end, [&](long i) { return atom[i].occ; });
+    });
+    // Labels are compared only between equal occupancies. Without NaN those lie side by side
+    // after the occupancy pass and each run is sorted by label rank; NaN occupancies leave
+    // equal ones apart, and the group takes the general pass.
+    const std::vector<int> label = natural_ranks(atom, total, name);
     LabelOrder labels(atom, name);
-    exchange_pass_in_groups(
-        order, same_state, [&](long i) { return SortKey(occ(i), name[i]); },
-        [&](long i, long j) { return atom[i].occ == atom[j].occ && name[i] != name[j] && labels.after(i, j); });
+    in_groups(order, 0, total, same_state, [&](long begin, long end) {
+        const auto nan = [&](long p) { return std::isnan(atom[order[p]].occ); };
+        bool any_nan = false;
+        for (long p = begin; p < end && !any_nan; p++) any_nan = nan(p);
+        if (!any_nan)
+            return in_groups(order, begin, end, [&](long i, long j) { return atom[i].occ == atom[j].occ; },
+                             [&](long b, long e) { exchange_pass_by_value(order, b, e, [&](long i) { return label[i]; }); });
+        exchange_pass(
+            order, begin, end, [&](long i) { return SortKey(occ(i), name[i]); },
+            [&](long i, long j) { return atom[i].occ == atom[j].occ && name[i] != name[j] && labels.after(i, j); });
+    });
     apply_order(atom, order);
 }
 
@@ -356,9 +458,7 @@ void quorix_atom_sort_by_value(QUORIX_ATOM* atom, long total) {
     if (!atom || total < 2) return;
     std::vector<long> order(total);
     std::iota(order.begin(), order.end(), 0L);
-    exchange_pass(
-        order, 0, total, [&](long i) { return SortKey(bits_of(atom[i].value), 0); },
-        [&](long i, long j) { return atom[i].value > atom[j].value; });
+    exchange_pass_by_value(order, 0, total, [&](long i) { return atom[i].value; });
     apply_order(atom, order);
 }
 
