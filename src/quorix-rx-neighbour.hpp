@@ -6,20 +6,15 @@
 // cell), so an atom crossing a cell face forces no refresh.
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <vector>
 
 #include "quorix-lanes.hpp"
-#include "quorix-threads.hpp"
 #include "quorix.hpp"
 
 class QuorixNeighbourList {
 public:
-    // Forces are summed on several threads once the fixed partners listed outnumber
-    // partners_per_thread for each (thread start-up costs about as much as 5000 pairs).
-    QuorixNeighbourList(double reach, double skin, long partners_per_thread = 40000)
-        : reach_(reach), skin_(skin), partners_per_thread_(partners_per_thread) {}
+    QuorixNeighbourList(double reach, double skin) : reach_(reach), skin_(skin) {}
 
     // Lists the partners of every atom flagged in `mobile` at positions x: every image of a fixed
     // atom, and every image of a mobile atom of higher index, so that each pair of mobile atoms
@@ -55,18 +50,20 @@ public:
     // called instead. f is not cleared first.
     template <class FactorFor>
     void add_pair_forces(double* const* x, double** f, FactorFor factor_for) const {
-        sum_fixed_runs(x, factor_for);
-        size_t fixed_run = 0;
         for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift, double moved) {
-            double computed[3];
-            const double* sum = computed;
-            if (!run.moves) {
-                const RunSum& fixed = fixed_sums_[fixed_run++];
-                if (!fixed.used) return;
-                sum = fixed.sum;
-            } else if (!run_force(x, f, factor_for, i, partners, run, shift, moved, computed)) {
-                return;
-            }
+            if (run.closest - moved > reach_) return;
+            const auto g = factor_for(i, run.group);
+            // Partners listed beyond reach + k quarters of the skin are still out of reach while
+            // the pair has moved less than k quarters of the skin.
+            const int quarters = static_cast<int>(std::ceil(kNearCuts * moved / skin_));
+            const Run part{run.first, quarters < kNearCuts ? run.near_last[std::max(quarters, 1) - 1] : run.last};
+            double sum[3];
+            if (run.scattered)
+                sum_scattered_run(partners, part, shift, x, f, g, sum);
+            else if (run.closest - moved >= g.far_from)
+                sum_run(partners, part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
+            else
+                sum_run(partners, part, shift, g, sum);
             for (int k = 0; k < 3; k++) {
                 f[i][k] += sum[k];
                 if (run.moves && !run.scattered) f[run.j][k] -= sum[k];
@@ -96,57 +93,6 @@ private:
         void empty_all();
         void append(long j, const double* r);
     };
-
-    // The force on mobile atom i from the partners of one run at `shift` (scattered runs also
-    // take their partners' share off f); false when the run is out of reach.
-    template <class FactorFor>
-    bool run_force(double* const* x, double** f, FactorFor& factor_for, long i, const Partners& partners,
-                   const Run& run, const double* shift, double moved, double* sum) const {
-        if (run.closest - moved > reach_) return false;
-        const auto g = factor_for(i, run.group);
-        // Partners listed beyond reach + k quarters of the skin are still out of reach while
-        // the pair has moved less than k quarters of the skin.
-        const int quarters = static_cast<int>(std::ceil(kNearCuts * moved / skin_));
-        const Run part{run.first, quarters < kNearCuts ? run.near_last[std::max(quarters, 1) - 1] : run.last};
-        if (run.scattered)
-            sum_scattered_run(partners, part, shift, x, f, g, sum);
-        else if (run.closest - moved >= g.far_from)
-            sum_run(partners, part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
-        else
-            sum_run(partners, part, shift, g, sum);
-        return true;
-    }
-
-    // The forces from the fixed partners of every mobile atom, run by run, into fixed_sums_. The
-    // mobile atoms are shared among threads when there are enough partners to pay for them; the
-    // sums are added to the forces afterwards in one order, so the forces do not depend on the
-    // number of threads.
-    template <class FactorFor>
-    void sum_fixed_runs(double* const* x, FactorFor& factor_for) const {
-        std::vector<size_t> first_run(mobile_.size() + 1, 0);
-        size_t partners = 0;
-        for (size_t n = 0; n < mobile_.size(); n++) {
-            first_run[n + 1] = first_run[n] + fixed_[n].runs.size();
-            partners += fixed_[n].rx.size();
-        }
-        fixed_sums_.resize(first_run.back());
-        auto part = [&](unsigned p, unsigned parts) {
-            for (size_t n = mobile_.size() * p / parts; n < mobile_.size() * (p + 1) / parts; n++) {
-                const long i = mobile_[n];
-                double shift[3];
-                for (int k = 0; k < 3; k++) shift[k] = x[i][k] - fixed_reference_[3 * n + k];
-                const double moved = std::sqrt(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2]);
-                for (size_t r = 0; r < fixed_[n].runs.size(); r++) {
-                    RunSum& out = fixed_sums_[first_run[n] + r];
-                    out.used = run_force(x, nullptr, factor_for, i, fixed_[n], fixed_[n].runs[r], shift, moved, out.sum);
-                }
-            }
-        };
-        const unsigned parts = quorix_part_count(static_cast<long>(partners), partners_per_thread_,
-                                                 static_cast<long>(mobile_.size()));
-        if (parts == 1) return part(0, 1);
-        quorix_run_parts(parts, [&](unsigned p) { part(p, parts); });
-    }
 
     // How far mobile atom j has moved along k since the mobile pairs were listed.
     double moving_displacement(double* const* x, long j, int k) const {
@@ -237,7 +183,6 @@ private:
 
     double reach_;
     double skin_;
-    long partners_per_thread_;
     std::vector<char> mobile_flag_;  // of every atom, as built
     std::vector<int> group_;         // of every atom, as built
     int groups_ = 1;
@@ -247,13 +192,6 @@ private:
     std::vector<double> moving_reference_;     // of every atom when the mobile pairs were listed
     std::vector<size_t> start_, order_;        // scratch of the counting sort
     std::vector<Candidate> candidates_, scattered_;  // scratch
-
-    // Force of one run of fixed partners; used is false when the run was out of reach.
-    struct RunSum {
-        double sum[3];
-        bool used;
-    };
-    mutable std::vector<RunSum> fixed_sums_;
 
     // The fixed atoms binned by their position in the cell: bins_[b] .. bins_[b + 1] - 1 index
     // binned_; cell positions q (Cartesian, inside the cell) of each.

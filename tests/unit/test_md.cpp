@@ -13,7 +13,6 @@
 #include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-md.hpp"
-#include "quorix-rx-neighbour.hpp"
 #include "quorix-rx.hpp"
 #include "test_md_oracle.hpp"
 
@@ -76,38 +75,6 @@ TEST(MolecularDynamics, ForcesEqualTheSumOverAllPairsAndImages) {
                 EXPECT_NEAR(run.md->f[i][k], expected[k], 1e-9 * scale) << cif << " " << i << " " << k;
         }
     }
-}
-
-// Summed on one thread or shared out among two or three, the forces of the neighbour list agree
-// to the last bit (the garnet's ions moved away from where their partners were listed).
-TEST(MolecularDynamics, ForcesDoNotDependOnTheThreadCount) {
-    struct Soft {
-        double far_from = 2.5;
-        QuorixLanes operator()(QuorixLanes d_squared) const { return 1.0 / (d_squared * d_squared); }
-        QuorixLanes far(QuorixLanes d_squared) const { return (*this)(d_squared); }
-    };
-    auto forces = [](const char* threads) {
-        MdRun run(1200, 3, false, "Li7La3Zr2O12_tetragonal_P1_pymatgen.cif");
-        const long total = run.md->cell->total;
-        std::vector<char> mobile(total);
-        std::vector<int> group(total);
-        for (long i = 0; i < total; i++) {
-            mobile[i] = !run.cell->atom[i].ignored;
-            group[i] = static_cast<int>(i % 3);
-        }
-        QuorixNeighbourList list(6.0, 1.0, 100);
-        EXPECT_EQ(list.build(run.md->cell, mobile, group, run.md->x), 0);
-        run.langevin(100);
-        std::vector<double> f(3 * total, 0.0);
-        std::vector<double*> rows(total);
-        for (long i = 0; i < total; i++) rows[i] = &f[3 * i];
-        setenv("QUORIX_THREADS", threads, 1);
-        list.add_pair_forces(run.md->x, rows.data(), [](long, int) { return Soft{}; });
-        unsetenv("QUORIX_THREADS");
-        return f;
-    };
-    const std::vector<double> one = forces("1");
-    for (const char* threads : {"2", "3"}) EXPECT_TRUE(forces(threads) == one) << threads;
 }
 
 // A species of oxidation state 0 interacts with nothing: Ar added to Li2O leaves the Li forces
