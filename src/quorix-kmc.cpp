@@ -447,43 +447,29 @@ void add_time_of_occupied_sites(QUORIX_KMC* kmc) {
         }
 }
 
-// Draws ions onto empty sites with probability proportional to their occupancy. The empty sites
-// that carry occupancy are kept in index order with the running sums of their occupancies, formed
-// in that order as a scan would, so a draw is a binary search and taking a site re-sums only the
-// sites after it.
+// Draws ions onto empty sites with probability proportional to their occupancy: the first site
+// whose running sum of occupancies reaches u times their total, found through a tree of partial
+// sums as the hops are, and taken out of the draw.
 class OccupancyDraw {
 public:
-    explicit OccupancyDraw(const QUORIX_KMC* kmc) : graph_(kmc->graph) {
-        for (long v = 0; v < graph_->total_v; v++)
-            if (!kmc->kv[v].occupied && graph_->v[v].occ > 0.0) sites_.push_back(v);
-        running_.resize(sites_.size());
-        sum_from(0);
+    explicit OccupancyDraw(const QUORIX_KMC* kmc) : tree_(kmc->graph->total_v) {
+        for (long v = 0; v < kmc->graph->total_v; v++)
+            if (!kmc->kv[v].occupied) tree_.set(v, kmc->graph->v[v].occ);
+        tree_.flush();
     }
 
-    // The first site whose running sum reaches u times the total, taken out of the draw; -1 when
-    // the empty sites carry no occupancy.
+    // The site drawn; -1 when the empty sites carry no occupancy.
     long next() {
-        const double weight = running_.empty() ? 0.0 : running_.back();
+        const double weight = tree_.total();
         if (!(weight > 1e-6)) return -1;
-        const double target = quorix_kmc_random() * weight;
-        const auto reached = std::lower_bound(running_.begin(), running_.end(), target);
-        const std::size_t k = reached == running_.end() ? running_.size() - 1 : reached - running_.begin();
-        const long v = sites_[k];
-        sites_.erase(sites_.begin() + static_cast<std::ptrdiff_t>(k));
-        running_.erase(running_.begin() + static_cast<std::ptrdiff_t>(k));
-        sum_from(k);
+        const long v = tree_.select(quorix_kmc_random() * weight);
+        tree_.set(v, 0.0);
+        tree_.flush();
         return v;
     }
 
 private:
-    void sum_from(std::size_t k) {
-        double running = k > 0 ? running_[k - 1] : 0.0;
-        for (; k < sites_.size(); k++) running_[k] = running += graph_->v[sites_[k]].occ;
-    }
-
-    const QUORIX_GRAPH* graph_;
-    std::vector<long> sites_;
-    std::vector<double> running_;
+    QuorixRateTree tree_;
 };
 
 long lowest_empty_site(const QUORIX_KMC* kmc) {
