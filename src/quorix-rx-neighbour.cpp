@@ -27,10 +27,14 @@ struct Translation {
     double v[3];
 };
 
-// Every lattice translation shorter than `length`.
-std::vector<Translation> translations_within(const QUORIX_CELL* cell, const Reciprocal& rec, double length) {
+// Every lattice translation t shorter than `length` that can bring a difference of two positions,
+// taken to its nearest image (fractional parts within half a cell), within `range`: |t_k| is at
+// most range / width_k + 1/2 along each axis, which bounds the search in long thin cells.
+std::vector<Translation> translations_within(const QUORIX_CELL* cell, const Reciprocal& rec, double range,
+                                             double length) {
     int images[3];
-    for (int k = 0; k < 3; k++) images[k] = static_cast<int>(std::ceil(length / rec.width[k]));
+    for (int k = 0; k < 3; k++)
+        images[k] = static_cast<int>(std::ceil(std::min(length, range + rec.width[k]) / rec.width[k]));
     std::vector<Translation> translations;
     quorix_for_each_image(cell->a, images, [&](const QuorixImage& image) {
         Translation t;
@@ -132,7 +136,7 @@ int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>&
     group_ = group;
     groups_ = group.empty() ? 1 : *std::max_element(group.begin(), group.end()) + 1;
     translations_.clear();
-    for (const Translation& t : translations_within(cell, rec, range + half_diagonal(cell)))
+    for (const Translation& t : translations_within(cell, rec, range, range + half_diagonal(cell)))
         translations_.insert(translations_.end(), t.v, t.v + 3);
     bin_fixed_atoms(x);
 

@@ -13,6 +13,7 @@
 #include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-md.hpp"
+#include "quorix-rx-neighbour.hpp"
 #include "quorix-rx.hpp"
 #include "test_md_oracle.hpp"
 
@@ -138,4 +139,16 @@ TEST(MolecularDynamics, StandardModelForcesAreTheGradientOfTheLatticeEnergy) {
             cell->atom[i].x[k] -= 1e-4;
             EXPECT_NEAR(run.md->f[i][k], -(energy[1] - energy[0]) / 2e-4, 1e-4) << i << " " << k;
         }
+}
+
+// A cell 4 A wide and 3e10 A long: only the images of the short axes can be in reach, and the
+// list must find every one of them (a search bounded by the cell's diagonal overflows).
+TEST(MolecularDynamics, NeighbourListOfALongThinCell) {
+    const CellPtr cell = quorix_test::make_cell(4, 4, 3e10, {{"O", -2, 0, 0, 0}, {"Li", 1, 0.5, 0.5, 0}});
+    std::vector<double*> x = {cell->atom[0].x, cell->atom[1].x};
+    QuorixNeighbourList list(10.5, 0.5);
+    ASSERT_EQ(list.build(cell.get(), {0, 1}, {0, 1}, x.data()), 0);
+    long listed = 0;
+    list.for_each_pair(x.data(), [&](long, long, const double*, double, bool) { listed++; });
+    EXPECT_EQ(listed, 24);  // the O images within 10.5 A of the Li in its plane
 }
