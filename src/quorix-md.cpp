@@ -30,6 +30,7 @@ constexpr double kEvPerA3InGpa = 160.21766208;    // pressure unit
 constexpr double kSkin = 0.5;                     // A, neighbour-list margin
 constexpr double kShortestDistance = 0.1;         // A, closer pairs are skipped with a warning
 constexpr std::int64_t kDefaultStepLog = 100;
+constexpr double kMostSteps = 1e12;  // no run gets this far; t += dt stays exact enough below it
 
 // A pair term with the table of its force, for pairs with a mobile ion.
 struct PairTerm : QuorixPairTerm {
@@ -369,6 +370,12 @@ int quorix_md_init_vv(QUORIX_MD* md) {
     default_if_not_positive(md->t_equil, 2.0);
     if (md->step_log <= 0) md->step_log = kDefaultStepLog;
     md->t_log = static_cast<double>(md->step_log) * md->dt;
+    const double t_longer = std::max(md->t_end, md->t_equil);
+    if (!(t_longer / md->dt <= kMostSteps)) {
+        std::fprintf(stderr, "Error: a run of %g ps in steps of %g ps takes more than %.0e steps.\n", t_longer,
+                     md->dt, kMostSteps);
+        return 1;
+    }
 
     QuorixMdWork& work = *md->work;
     work.mobile.assign(md->cell->total, 0);

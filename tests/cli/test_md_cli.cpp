@@ -87,6 +87,9 @@ TEST(MdCommand, BadInputLeavesFilesAlone) {
               "Error: the Li1+ sites are partially occupied; molecular dynamics needs them full.\n" + kFailed);
 
     const std::string cif = dir.copy_in("Li2O_COD9009059_occupancy.cif").string();
+    result = run_quorix({"--md", cif, "Li", "1", "-1", "300", "1e300"});
+    EXPECT_EQ(result.err.substr(0, result.err.find('\n')),
+              "Error: a run of 1e+300 ps in steps of 0.001 ps takes more than 1e+12 steps.");
     dir.write("Li2O_COD9009059_occupancy.cif.md.txt", "earlier run\n");
     std::filesystem::create_directory(cif + ".md.trj");
     result = run_quorix({"--md", cif, "Li", "1"});
