@@ -1,8 +1,11 @@
 // Argument handling for the command handlers: usage texts, optional arguments, flags, output names.
 #include "quorix-cmd-args.hpp"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <limits>
 
 #include "quorix-cmd.hpp"
 #include "quorix-import-cif.hpp"
@@ -24,6 +27,25 @@ bool parse_with(const QUORIX_CMD_OPT* opt, int index, const char* format, T* val
     const char* text = argument(opt, index);
     if (!text) return true;
     return std::sscanf(text, format, value) == 1 || report_wrong(word);
+}
+
+// The leading decimal integer of `text`, as "%d" or "%ld" reads it, but false when it does not
+// fit in T (scanf's result is undefined then, and in practice wraps round).
+template <class T>
+bool scan_integer(const char* text, T& value) {
+    errno = 0;
+    char* end = nullptr;
+    const long long read = std::strtoll(text, &end, 10);
+    if (end == text || errno == ERANGE || read < std::numeric_limits<T>::min() || read > std::numeric_limits<T>::max())
+        return false;
+    value = static_cast<T>(read);
+    return true;
+}
+
+template <class T>
+bool parse_integer(const QUORIX_CMD_OPT* opt, int index, T& value, const char* word) {
+    const char* text = argument(opt, index);
+    return !text || scan_integer(text, value) || report_wrong(word);
 }
 
 // Runs a structure reader, takes ownership of what it produced and reports its failure.
@@ -72,7 +94,7 @@ const char* argument(const QUORIX_CMD_OPT* opt, int index) {
     return index >= 0 && index < opt->argc ? opt->argv[index] : nullptr;
 }
 
-bool scan_int(const char* text, int& value) { return std::sscanf(text, "%d", &value) == 1; }
+bool scan_int(const char* text, int& value) { return scan_integer(text, value); }
 
 // "nan" and "inf" convert too, but no setting of this program means anything with them.
 bool parse_double(const QUORIX_CMD_OPT* opt, int index, double& value, const char* word) {
@@ -80,11 +102,11 @@ bool parse_double(const QUORIX_CMD_OPT* opt, int index, double& value, const cha
 }
 
 bool parse_int(const QUORIX_CMD_OPT* opt, int index, int& value, const char* word) {
-    return parse_with(opt, index, "%d", &value, word);
+    return parse_integer(opt, index, value, word);
 }
 
 bool parse_long(const QUORIX_CMD_OPT* opt, int index, long& value, const char* word) {
-    return parse_with(opt, index, "%ld", &value, word);
+    return parse_integer(opt, index, value, word);
 }
 
 bool parse_type(const QUORIX_CMD_OPT* opt, int index, char (&type)[3], const char* word) {

@@ -37,12 +37,12 @@ bool report_if_short(const QUORIX_CMD_OPT* opt, int minimum);
 // argv[index], or nullptr when the command line is shorter.
 const char* argument(const QUORIX_CMD_OPT* opt, int index);
 
-// "%d" conversion of `text`: true when it yields exactly one value.
+// "%d" conversion of `text`: true when it yields exactly one value, and one that fits in an int.
 bool scan_int(const char* text, int& value);
 
 bool parse_double(const QUORIX_CMD_OPT* opt, int index, double& value, const char* word);    // "%lf"
-bool parse_int(const QUORIX_CMD_OPT* opt, int index, int& value, const char* word);          // "%d"
-bool parse_long(const QUORIX_CMD_OPT* opt, int index, long& value, const char* word);        // "%ld"
+bool parse_int(const QUORIX_CMD_OPT* opt, int index, int& value, const char* word);          // "%d", in range
+bool parse_long(const QUORIX_CMD_OPT* opt, int index, long& value, const char* word);        // "%ld", in range
 bool parse_type(const QUORIX_CMD_OPT* opt, int index, char (&type)[3], const char* word);    // "%2s"
 bool parse_name(const QUORIX_CMD_OPT* opt, int index, char (&name)[8], const char* word);    // "%7s"
 

@@ -143,6 +143,8 @@ TEST(Driver, WrongArgumentsStopBeforeAnyFileIsRead) {
         {{"--fft", "x.cube", "high"}, "cap"},
         {{"--fp-map", "x.cube", "high"}, "barrier_max"},
         {{"--gh", "x.cif", "x.cube", "Li", "+"}, "os"},
+        {{"--gh", "x.cif", "x.cube", "Li", "2147483648"}, "os"},
+        {{"--rx-sd", "x.cif", "99999999999999999999"}, "step_limit"},
         {{"--kmc", "x.cif", "x.cube", "Li", "1", "2", "two"}, "s[1]"},
         {{"--kmc", "x.cif", "x.cube", "Li", "1", "2", "2", "2", "-1", "600", "-1", "-1", "always"}, "step_log"},
         {{"--kmc", "x.cif", "x.cube", "Li", "1", "2", "2", "2", "-1", "inf"}, "temperature"},
