@@ -3,6 +3,7 @@
 #include "quorix-cube.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -337,7 +338,12 @@ bool read_values(const CubeText& text, const long* n, QUORIX_CUBE* cube) {
                 cursor = end;
                 if (i < cube->n[0] && j < cube->n[1] && k < cube->n[2]) cube->en[i][j][k] = value;
             }
-    return true;
+    // Values left over mean the header miscounts its atoms or points, and every value read is
+    // misplaced.
+    while (std::isspace(static_cast<unsigned char>(*cursor))) cursor++;
+    if (*cursor == '\0') return true;
+    std::fprintf(stderr, "Error: cube file %s holds more than its %ld values.\n", text.path(), total);
+    return false;
 }
 
 }  // namespace

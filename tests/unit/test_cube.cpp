@@ -139,6 +139,16 @@ TEST(CubeFile, NegativeAtomCountAnnouncesDataSetIds) {
                            " holds 2 data sets per point (orbitals); only a single one can be read.\n");
 }
 
+// A value beyond the grid means a header that miscounts its atoms or points, so that every value
+// read is misplaced.
+TEST(CubeFile, ValuesLeftOverAreRefused) {
+    ScratchDir dir;
+    const std::string text = export_quietly(sample_cube().get(), nullptr, (dir.path() / "plain.cube").string(), 1);
+    const Imported long_file = import(dir.write("long.cube", text + "    -2.000000\r\n"), 1);
+    EXPECT_EQ(long_file.err,
+              "Error: cube file " + (dir.path() / "long.cube").string() + " holds more than its 24 values.\n");
+}
+
 // The values are written as printf's " %12.6f" would write them, including halfway cases,
 // negative zeros, tiny negatives, values wider than the field and non-finite ones.
 TEST(CubeFile, ValuesAreWrittenAsPrintfWritesThem) {
