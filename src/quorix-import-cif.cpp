@@ -2,6 +2,7 @@
 // text rows through the atom loop, the oxidation states and the symmetry expansion.
 #include "quorix-import-cif.hpp"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -122,6 +123,16 @@ QUORIX_CELL* new_cell_with_lattice(AtomPtr atom, long total, char** content, lon
     return cell.release();
 }
 
+// Finite positive edges and angles strictly between 0 and 180 degrees; any other angle has a
+// cosine that some angle in that range has too, and would be read as that one without a word.
+bool parameters_possible(const QUORIX_CELL* cell) {
+    for (int k = 0; k < 3; k++)
+        if (!(cell->parameter[k] > 0.0 && std::isfinite(cell->parameter[k]) && cell->angle[k] > 0.0 &&
+              cell->angle[k] < 180.0))
+            return false;
+    return true;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- whole structures
@@ -152,7 +163,7 @@ int quorix_cell_import_cif_from_text(QUORIX_CELL** cell, QUORIX_SYMMETRY** symme
     if (!result) return 1;
     quorix_cell_update_cartesion(result.get());
     const double volume = quorix_cell_calculate_volume(result.get());
-    if (!(volume > 0.0)) {  // angles no cell can have, such as 0 or 180 degrees
+    if (!parameters_possible(result.get()) || !(volume > 0.0) || !std::isfinite(volume)) {
         std::fprintf(stderr, "Error: the cell parameters describe no cell.\n");
         return 1;
     }
