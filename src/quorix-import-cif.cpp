@@ -133,6 +133,21 @@ bool parameters_possible(const QUORIX_CELL* cell) {
     return true;
 }
 
+// Refined occupancies reach a little above 1; beyond this, or below 0, they are not occupancies.
+constexpr double kMostOccupancy = 1.1;
+
+bool occupancy_possible(const QUORIX_ATOM& atom) {
+    if (atom.occ >= 0.0 && atom.occ <= kMostOccupancy) return true;
+    std::fprintf(stderr, "Error: atom %s has an occupancy of %g.\n", atom.name, atom.occ);
+    return false;
+}
+
+bool occupancies_possible(const QUORIX_CELL* cell) {
+    for (long i = 0; i < cell->total; i++)
+        if (!occupancy_possible(cell->atom[i])) return false;
+    return true;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- whole structures
@@ -167,6 +182,7 @@ int quorix_cell_import_cif_from_text(QUORIX_CELL** cell, QUORIX_SYMMETRY** symme
         std::fprintf(stderr, "Error: the cell parameters describe no cell.\n");
         return 1;
     }
+    if (!occupancies_possible(result.get())) return 1;
     if (quorix_atom_update_default_os(result->atom, result->total, dir_unitary)) {
         std::fprintf(stderr, "Error: quorix_atom_update_default_os() returns non-zero.\n");
         return 1;

@@ -216,6 +216,8 @@ TEST(StructureInput, MalformedFilesGiveErrorLines) {
          replace(replace(olivine(), "_cell_angle_alpha                90", "_cell_angle_alpha 0"),
                  "_cell_angle_beta                 90", "_cell_angle_beta 180"),
          "Error: the cell parameters describe no cell.\n" + kFromText + kFromFile},
+        {"an occupancy of 2", replace(olivine(), "4 1.000(15) d", "4 2.000(15) d"),
+         "Error: atom Li1 has an occupancy of 2.\n" + kFromText + kFromFile},
         {"an angle out of range, whose cosine some angle in range has",
          replace(olivine(), "_cell_angle_alpha                90", "_cell_angle_alpha -90"),
          "Error: the cell parameters describe no cell.\n" + kFromText + kFromFile},
