@@ -507,6 +507,38 @@ int quorix_cell_count_type_os(QUORIX_CELL* cell) {
 
 // ---------------------------------------------------------------- geometry
 
+namespace {
+
+constexpr double kSamePlace = 0.1;       // angstrom
+constexpr double kMostOccupancy = 1.1;  // refined occupancies of one site reach a little above 1
+
+// Distances below kSamePlace are shorter than half of any usable cell width, so rounding the
+// fractional difference finds the nearest image.
+bool crowded(const QUORIX_CELL* cell, const QUORIX_ATOM& one, const QUORIX_ATOM& other) {
+    double d[3] = {0, 0, 0};
+    for (int k = 0; k < 3; k++) {
+        const double f = other.x_f[k] - one.x_f[k];
+        for (int c = 0; c < 3; c++) d[c] += (f - std::round(f)) * cell->a[k][c];
+    }
+    return d[0] * d[0] + d[1] * d[1] + d[2] * d[2] < kSamePlace * kSamePlace && one.occ + other.occ > kMostOccupancy;
+}
+
+}  // namespace
+
+bool quorix_cell_atoms_apart(const QUORIX_CELL* cell) {
+    for (long i = 0; i < cell->total; i++)
+        for (long j = i + 1; j < cell->total; j++) {
+            const QUORIX_ATOM& one = cell->atom[i];
+            const QUORIX_ATOM& other = cell->atom[j];
+            if (!crowded(cell, one, other)) continue;
+            std::fprintf(stderr,
+                         "Error: atoms %s and %s lie within %.1f A of each other with occupancies adding up to %g.\n",
+                         one.name, other.name, kSamePlace, one.occ + other.occ);
+            return false;
+        }
+    return true;
+}
+
 bool quorix_cell_lattice_usable(const QUORIX_CELL* cell) {
     constexpr double kShortestLatticeVector = 0.5;  // A
     for (int k = 0; k < 3; k++) {

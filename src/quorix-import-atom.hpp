@@ -21,6 +21,10 @@ double quorix_cell_calculate_volume(QUORIX_CELL* cell);
 // True when every lattice vector is at least 0.5 A long, which keeps the image boxes of the pair
 // sums over neighbouring cells finite; otherwise prints which vector is not.
 bool quorix_cell_lattice_usable(const QUORIX_CELL* cell);
+// False, after one Error line naming them, when two atoms lie within 0.1 A of each other with
+// occupancies adding up to more than 1.1: both cannot be there (an atom placed on another).
+// Atoms sharing a site with occupancies that add up to one pass.
+bool quorix_cell_atoms_apart(const QUORIX_CELL* cell);
 void quorix_cell_update_cartesion(QUORIX_CELL* cell);
 void quorix_cell_update_fractional(QUORIX_CELL* cell);
 void quorix_cell_update_lattice_cartesion(QUORIX_CELL* cell);

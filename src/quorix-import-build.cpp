@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "quorix-import-atom.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-import-property.hpp"
 #include "quorix-rx.hpp"
@@ -78,6 +79,7 @@ enum class Sign { up, down };
 
 QUORIX_PROPERTY* quorix_property_import_from_cell(QUORIX_CELL* cell, const char* conducting_type, int conducting_os,
                                                   double sf, const char* dir_unitary, const char* dir_binary) {
+    if (cell && cell->atom && !quorix_cell_atoms_apart(cell)) return nullptr;
     PropertyPtr ppt(quorix_property_new(0));
     if (!ppt) {
         std::fprintf(stderr, "Error: quorix_property_new() returns NULL.\n");

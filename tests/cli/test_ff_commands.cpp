@@ -65,6 +65,12 @@ TEST(CmdPpt, StructuresTheForceFieldCannotDescribeFailClearly) {
     EXPECT_TRUE(contains(cations.err, "Error: quorix_property_import_from_cell() returns NULL.\n"));
     EXPECT_FALSE(contains(cations.out, "PPT:"));
 
+    // A Li placed on the O: both cannot be there.
+    dir.write("on_top.cif", p1_cif("Li1 Li1+ 0 0 0 1\nO1 O2- 0 0 0 1\n"));
+    EXPECT_EQ(run_quorix({"--cal-tot-en", "on_top.cif"}, dir.path()).err,
+              "Error: atoms Li1 and O1 lie within 0.1 A of each other with occupancies adding up to 2.\n"
+              "Error: quorix_property_import_from_cell() returns NULL.\n");
+
     // An oxidation state of 0 gets no charge: the set fails validation, so the screening factor
     // falls back to 0.75, and the energy is computed with it.
     const auto printed = run_quorix({"--print-ppt", "neutral.cif"}, dir.path());
