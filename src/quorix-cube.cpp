@@ -406,6 +406,19 @@ int quorix_cube_import_from_file(QUORIX_CUBE** cube_out, QUORIX_CELL** cell_out,
     return 0;
 }
 
+bool quorix_cube_read_conducting(const char* path, char (&type)[3], int& os) {
+    FILE* opened = nullptr;
+    if (quorix_file_open_input(path, &opened) != QuorixOpen::ok) return false;
+    FilePtr file(opened);
+    char line[1024];
+    if (!file || !std::fgets(line, sizeof line, file.get()) || !std::fgets(line, sizeof line, file.get())) return false;
+    char sign = '\0';
+    if (std::sscanf(line, "Conducting = %2[A-Za-z]%d%c", type, &os, &sign) != 3 || (sign != '+' && sign != '-'))
+        return false;
+    if (sign == '-') os = -os;
+    return true;
+}
+
 QUORIX_CUBE* quorix_cube_super_simple(const QUORIX_CUBE* cube, const int* m) {
     if (!cube || !cube->en) {
         std::fprintf(stderr, "Error: QUORIX_CUBE has not been properly initialized.\n");

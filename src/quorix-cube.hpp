@@ -14,6 +14,10 @@ int quorix_cube_export_to_file(const QUORIX_CUBE* cube, QUORIX_CELL* cell, QUORI
 int quorix_cube_import_from_file(QUORIX_CUBE** cube, QUORIX_CELL** cell, const char* path, int once,
                                  const char* dir_unitary);
 
+// The conducting ion named by the second line of a cube file as this program writes it; false
+// when the file cannot be read or names none (files of other programs).
+bool quorix_cube_read_conducting(const char* path, char (&type)[3], int& os);
+
 // The cube repeated m[k] times along axis k.
 QUORIX_CUBE* quorix_cube_super_simple(const QUORIX_CUBE* cube, const int* m);
 

@@ -131,6 +131,17 @@ CubePtr read_landscape(const char* path, bool periodic) {
 QuorixSiteNetwork::QuorixSiteNetwork() = default;
 QuorixSiteNetwork::~QuorixSiteNetwork() = default;
 
+bool quorix_site_network_same_ion(const char* cube_name, const char* type, int os) {
+    char landscape_type[3] = "";
+    int landscape_os = 0;
+    if (!quorix_cube_read_conducting(cube_name, landscape_type, landscape_os) ||
+        (std::strcmp(landscape_type, type) == 0 && landscape_os == os))
+        return true;
+    std::fprintf(stderr, "Error: the landscape %s is that of %s%d%c, not of %s%d%c.\n", cube_name, landscape_type,
+                 std::abs(landscape_os), landscape_os < 0 ? '-' : '+', type, std::abs(os), os < 0 ? '-' : '+');
+    return false;
+}
+
 bool quorix_site_network_same_cell(const QUORIX_CELL* cell, const QUORIX_CUBE* cube, const char* cif_name,
                                    const char* cube_name) {
     for (int i = 0; i < 3; i++) {
@@ -187,7 +198,8 @@ bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif,
         return false;
     }
     CubePtr cube = read_landscape(cube_path, periodic);
-    if (!cube || !quorix_site_network_same_cell(cell.get(), cube.get(), cif, cube_path) ||
+    if (!cube || !quorix_site_network_same_ion(cube_path, type, os) ||
+        !quorix_site_network_same_cell(cell.get(), cube.get(), cif, cube_path) ||
         !quorix_site_network_trace(network, cube.get()))
         return false;
     cube.reset();

@@ -20,6 +20,10 @@ struct QuorixSiteNetwork {
     double en_min = 0.0;                    // lowest site energy, eV
 };
 
+// True unless the landscape's header names a conducting ion other than type/os; otherwise false
+// after one Error line.
+bool quorix_site_network_same_ion(const char* cube_name, const char* type, int os);
+
 // True when the landscape's lattice vectors are the structure's (each within 1e-3 of its length);
 // otherwise false after one Error line naming both files.
 bool quorix_site_network_same_cell(const QUORIX_CELL* cell, const QUORIX_CUBE* cube, const char* cif_name,

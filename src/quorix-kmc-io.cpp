@@ -148,7 +148,8 @@ QUORIX_KMC* kmc_from_files(const char* cif_name, const char* cube_name, const ch
         return nullptr;
     }
     QuorixSiteNetwork network;
-    if (!quorix_site_network_same_cell(cell.get(), cube.get(), cif_name, cube_name) ||
+    if (!quorix_site_network_same_ion(cube_name, type, os) ||
+        !quorix_site_network_same_cell(cell.get(), cube.get(), cif_name, cube_name) ||
         !quorix_site_network_trace(network, cube.get()))
         return nullptr;
     cube.reset();
