@@ -156,8 +156,17 @@ int advance(QUORIX_MD* md, bool langevin) {
             md->v_nh[i][k] =
                 md->v[i][k] + md->dt / 2 * (md->f[i][k] / md->m[i] - zeta * md->v[i][k]) + noise(i, k);
             md->x_p1[i][k] = md->x[i][k] + md->dt * md->v_nh[i][k];
-            md->x[i][k] = md->x_p1[i][k];
         }
+        // In the standard model, a step longer than the neighbour list's margin (which can pass
+        // partners unseen) means a time step too long for the forces: the run has blown up. The
+        // original model goes on as it always has.
+        const double moved = md->dt * std::hypot(md->v_nh[i][0], md->v_nh[i][1], md->v_nh[i][2]);
+        if (md->work->standard && !(moved <= kSkin)) {
+            std::fprintf(stderr, "Error: atom %ld moved %g A in one time step of %g ps; the time step is too long.\n",
+                         i, moved, md->dt);
+            return 1;
+        }
+        for (int k = 0; k < 3; k++) md->x[i][k] = md->x_p1[i][k];
         place_atom(md, i, md->x[i]);
     }
     if (quorix_md_calculate_force(md)) return fail("quorix_md_calculate_force()");

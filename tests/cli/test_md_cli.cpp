@@ -90,6 +90,8 @@ TEST(MdCommand, BadInputLeavesFilesAlone) {
     result = run_quorix({"--md", cif, "Li", "1", "-1", "300", "1e300"});
     EXPECT_EQ(result.err.substr(0, result.err.find('\n')),
               "Error: a run of 1e+300 ps in steps of 0.001 ps takes more than 1e+12 steps.");
+    result = run_quorix({"--md-std", cif, "Li", "1", "-1", "300", "2", "0.5", "0.5"});  // 0.5 ps steps blow up
+    EXPECT_NE(result.err.find(" ps; the time step is too long.\n"), std::string::npos) << result.err;
     dir.write("Li2O_COD9009059_occupancy.cif.md.txt", "earlier run\n");
     std::filesystem::create_directory(cif + ".md.trj");
     result = run_quorix({"--md", cif, "Li", "1"});
