@@ -54,15 +54,21 @@ int create_temporary(const std::string& path, std::string& temporary) {
 
 }  // namespace
 
+// Opened without blocking, so that a pipe with no writer is refused instead of waited for.
 QuorixOpen quorix_file_open_input(const char* path, FILE** file) {
-    *file = path ? std::fopen(path, "rb") : nullptr;
-    if (!*file) return QuorixOpen::failed;
+    *file = nullptr;
+    const int fd = path ? ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    if (fd < 0) return QuorixOpen::failed;
     struct stat status;
-    if (::fstat(::fileno(*file), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
         std::fprintf(stderr, "Error: %s is not a regular file.\n", path);
-        std::fclose(*file);
-        *file = nullptr;
+        ::close(fd);
         return QuorixOpen::refused;
+    }
+    *file = ::fdopen(fd, "rb");
+    if (!*file) {
+        ::close(fd);
+        return QuorixOpen::failed;
     }
     remember_input(path);
     return QuorixOpen::ok;

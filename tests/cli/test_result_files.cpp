@@ -42,6 +42,12 @@ TEST(ResultFiles, UnreadableInputsAndUnwritableResults) {
               "Error: d.cif is not a regular file.\nError: quorix_text_import_from_file() returns NULL.\n"
               "Error: quorix_cell_import_cif_from_file() returns non-zero.\n");
     std::filesystem::remove(dir.path() / "d.cif");
+    // A pipe nobody writes to is refused at once, not waited for.
+    const std::string fifo = (dir.path() / "p.cif").string(), err = (dir.path() / "err").string();
+    const std::string run = "mkfifo " + fifo + " && timeout 20 " QUORIX_EXE " --print-cell " + fifo;
+    ASSERT_EQ(std::system((run + " > /dev/null 2> " + err).c_str()), 0);
+    EXPECT_EQ(read_file(err).substr(0, read_file(err).find('\n')), "Error: " + fifo + " is not a regular file.");
+    std::filesystem::remove(fifo), std::filesystem::remove(err);
     dir.copy_in(kLi2O);
     const std::string input = read_file(dir.path() / kLi2O);
     auto only_the_input = [&] { return std::distance(std::filesystem::directory_iterator(dir.path()), {}) == 1; };
