@@ -326,6 +326,8 @@ int QuorixStressBySf::build(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) {
         for (int s = 0; s < 2; s++) {
             CellPtr strained(strained_copy(cell, kDiagonalEntries[k], s == 0 ? -kStrain : kStrain));
             if (!strained) return 1;
+            // The screening factor belongs to the structure: atoms held fixed count like the others.
+            for (long i = 0; i < strained->total; i++) strained->atom[i].ignored = false;
             std::vector<Term>& terms = strained_[2 * k + s];
             terms.clear();
             const QUORIX_CELL* c = strained.get();

@@ -52,10 +52,11 @@ int quorix_cell_calculate_coordinate_step_size_simple(double** dx, const QUORIX_
 // Adds dx to the Cartesian positions and refreshes the fractional ones.
 int quorix_cell_update_coordinate(QUORIX_CELL* cell, double** dx);
 
-// The diagonal stress of one cell as a function of the screening factor alone. Only the
-// screened Coulomb terms depend on it, so the pair terms of the six strained cells are found
-// once; each evaluation sums them in the order of quorix_cell_calculate_total_energy and
-// gives bit for bit the stress quorix_cell_calculate_stress_diagonal gives at that sf.
+// The diagonal stress of one cell, every atom counted (fixed ones too), as a function of the
+// screening factor alone. Only the screened Coulomb terms depend on it, so the pair terms of the
+// six strained cells are found once; each evaluation sums them in the order of
+// quorix_cell_calculate_total_energy and gives bit for bit the stress
+// quorix_cell_calculate_stress_diagonal gives at that sf when no atom is fixed.
 class QuorixStressBySf {
 public:
     int build(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt);

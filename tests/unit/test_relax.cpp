@@ -130,11 +130,13 @@ TEST(Relax, PairListEqualsThePlainSums) {
     EXPECT_EQ(pairs.builds(), 3);
 }
 
-// Fixed atoms keep their positions to the last digit; a negative step limit strains the cell
-// and never moves an atom within it; a structure at its minimum stops after one step.
+// Fixed atoms keep their positions to the last digit and leave the automatic screening factor
+// as it is; a negative step limit strains the cell and never moves an atom within it; a
+// structure at its minimum stops after one step.
 TEST(Relax, SteepestDescentConstraintsAndLimits) {
     DisplacedLi2O li2o;
     li2o.cell->atom[1].ignored = true;
+    EXPECT_EQ(quiet_set(li2o.cell.get())->sf, li2o.ppt->sf);
     const QuorixRxSdSettings positions_only{0, 0.005, 0.001, nullptr};
     testing::internal::CaptureStdout();
     CellPtr relaxed(quorix_cell_relax_sd(li2o.cell.get(), li2o.ppt.get(), 0, &positions_only));
