@@ -525,17 +525,24 @@ bool crowded(const QUORIX_CELL* cell, const QUORIX_ATOM& one, const QUORIX_ATOM&
 
 }  // namespace
 
+// Each atom is compared with the earlier atoms binned near it.
 bool quorix_cell_atoms_apart(const QUORIX_CELL* cell) {
-    for (long i = 0; i < cell->total; i++)
-        for (long j = i + 1; j < cell->total; j++) {
-            const QUORIX_ATOM& one = cell->atom[i];
-            const QUORIX_ATOM& other = cell->atom[j];
-            if (!crowded(cell, one, other)) continue;
+    PositionGrid grid(cell->total, cell->a, kSamePlace);
+    for (long j = 0; j < cell->total; j++) {
+        const QUORIX_ATOM& other = cell->atom[j];
+        long found = -1;
+        grid.visit_near(other.x_f, [&](long i) {
+            if (crowded(cell, cell->atom[i], other)) found = i;
+            return found < 0;
+        });
+        if (found >= 0) {
             std::fprintf(stderr,
                          "Error: atoms %s and %s lie within %.1f A of each other with occupancies adding up to %g.\n",
-                         one.name, other.name, kSamePlace, one.occ + other.occ);
+                         cell->atom[found].name, other.name, kSamePlace, cell->atom[found].occ + other.occ);
             return false;
         }
+        grid.insert(j, other.x_f);
+    }
     return true;
 }
 
