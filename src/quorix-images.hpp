@@ -8,6 +8,11 @@ struct QuorixImage {
     double shift[3];  // n[0] * a[0][c] + n[1] * a[1][c] + n[2] * a[2][c], summed in that order
 };
 
+// Sets image.shift from image.n (the sum in the order stated above).
+inline void quorix_image_shift(const double (*a)[3], QuorixImage& image) {
+    for (int c = 0; c < 3; c++) image.shift[c] = image.n[0] * a[0][c] + image.n[1] * a[1][c] + image.n[2] * a[2][c];
+}
+
 // Calls visit(image) for |n[0]| <= box[0], |n[1]| <= box[1], |n[2]| <= box[2], in that nesting
 // order (n[2] fastest). Every pair sum over images goes through here, so all of them visit the
 // images in one order and compute the same translations.
@@ -20,7 +25,7 @@ inline void quorix_for_each_image(const double (*a)[3], const int box[3], Visit&
                 image.n[0] = l;
                 image.n[1] = m;
                 image.n[2] = p;
-                for (int c = 0; c < 3; c++) image.shift[c] = l * a[0][c] + m * a[1][c] + p * a[2][c];
+                quorix_image_shift(a, image);
                 visit(static_cast<const QuorixImage&>(image));
             }
 }

@@ -16,6 +16,7 @@
 #include "quorix-import-grid.hpp"
 #include "quorix-import-pair.hpp"
 #include "quorix-kmc-state.hpp"
+#include "quorix-images.hpp"
 #include "quorix-la.hpp"
 #include "quorix-threads.hpp"
 
@@ -69,11 +70,28 @@ struct Coulomb {
 // of the reciprocal vector, under every lattice translation.
 class FarTest {
 public:
-    FarTest(const double a[3][3], double cutoff) {
+    FarTest(const double a[3][3], double cutoff) : a_(a) {
         double width[3];
         quorix_lattice_reciprocal(a, reciprocal_, width);
         for (int k = 0; k < 3; k++)
             reach_[k] = cutoff * quorix_vector3_double_length(reciprocal_[k]) * (1.0 + 1e-9) + 1e-12;
+        sole_image_ = 2.0 * cutoff * (1.0 + 1e-9) < std::min({width[0], width[1], width[2]});
+    }
+
+    // quorix_dot_distance(x1, x2, a) of a pair at fractional positions f1 and f2 that is within
+    // the cutoff; a distance of at least the cutoff otherwise. In a cell more than twice the
+    // cutoff wide every way only the image of x1 nearest in fractional terms can come that
+    // close, so it alone is measured, with the translation and arithmetic of the full search.
+    double distance(const double* x1, const std::array<double, 3>& f1, const double* x2,
+                    const std::array<double, 3>& f2) const {
+        QuorixImage image{};
+        for (int k = 0; k < 3; k++) image.n[k] = static_cast<int>(std::nearbyint(f2[k] - f1[k]));
+        if (!sole_image_ || std::abs(image.n[0]) > 1 || std::abs(image.n[1]) > 1 || std::abs(image.n[2]) > 1)
+            return quorix_dot_distance(x1, x2, a_);
+        quorix_image_shift(a_, image);
+        double shifted[3];
+        for (int k = 0; k < 3; k++) shifted[k] = image.shift[k] + x1[k];
+        return quorix_vector3_double_distance(shifted, x2);
     }
 
     std::array<double, 3> fractional(const double* x) const {
@@ -92,8 +110,10 @@ public:
     const double* reach() const { return reach_; }
 
 private:
+    const double (*a_)[3];
     double reciprocal_[3][3];
     double reach_[3];
+    bool sole_image_ = false;
 };
 
 // The sites (or saddles) of the graph binned by fractional position, so that the candidates
@@ -179,7 +199,7 @@ int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest
         pairs = collect_by_site<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
             for (const long j : sites.near(sites.fractional(i))) {
                 if (j <= i) continue;
-                const double r = quorix_dot_distance(graph->v[i].x, graph->v[j].x, graph->a);
+                const double r = test.distance(graph->v[i].x, sites.fractional(i), graph->v[j].x, sites.fractional(j));
                 if (r < coulomb.cutoff) out.push_back({i, j, coulomb.energy(r)});
             }
         });
@@ -259,7 +279,7 @@ int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTe
         pairs = collect_by_site<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
             for (const long m : saddles.near(sites.fractional(i))) {
                 const QUORIX_GRAPH_EDGE& edge = graph->e[m];
-                const double r = quorix_dot_distance(graph->v[i].x, edge.x, graph->a);
+                const double r = test.distance(graph->v[i].x, sites.fractional(i), edge.x, saddles.fractional(m));
                 if (!(r < coulomb.cutoff)) continue;
                 const bool end = edge.v_i == &graph->v[i] || edge.v_f == &graph->v[i];
                 out.push_back({i, m, end ? NAN : coulomb.energy(r)});
