@@ -398,8 +398,19 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
     }
     state.near_sites.add_to(state.site_phi, v, sign);
     state.near_saddles.add_to(state.saddle_phi, v, sign);
-    for (const std::uint32_t* m = state.dependent.first(v); m != state.dependent.last(v); m++)
-        if ((state.flags[*m] & (kKmcActive | kKmcMarked)) == kKmcActive) mark_edge(state, *m);
+    // Written without a branch on the flags, which vary at random from hop to hop: every hop is
+    // stored past the end and kept only when active and not yet marked.
+    const std::size_t dependents = static_cast<std::size_t>(state.dependent.last(v) - state.dependent.first(v));
+    std::size_t marked = state.marked_edges.size();
+    state.marked_edges.resize(marked + dependents);
+    for (const std::uint32_t* m = state.dependent.first(v); m != state.dependent.last(v); m++) {
+        const unsigned char flags = state.flags[*m];
+        const bool take = (flags & (kKmcActive | kKmcMarked)) == kKmcActive;
+        state.marked_edges[marked] = *m;
+        marked += take;
+        state.flags[*m] = static_cast<unsigned char>(flags | (take ? kKmcMarked : 0));
+    }
+    state.marked_edges.resize(marked);
     // A hop that had no rate and is not active keeps a zero rate, so it is not marked.
     for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) {
         set_activity(state, *m);
