@@ -1,9 +1,11 @@
 // Bookkeeping of the kinetic Monte Carlo fast path, shared by the simulation and its outputs.
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -54,6 +56,28 @@ struct QuorixKmcHop {
     double barrier;          // of its rate while active, NaN when not
 };
 
+// Boltzmann factors exp(-barrier / kT) remembered by the bits of the barrier: ions shuttle among
+// few configurations, so most barriers recur, and a remembered factor is the library's own value.
+class QuorixBoltzmannMemo {
+public:
+    double factor(double barrier, double kT) {
+        std::uint64_t bits;
+        std::memcpy(&bits, &barrier, sizeof bits);
+        Entry& entry = entries_[(bits ^ (bits >> 29) ^ (bits >> 43)) & (kEntries - 1)];
+        if (entry.barrier_bits != bits || entry.kT != kT) entry = {bits, kT, std::exp(-barrier / kT)};
+        return entry.factor;
+    }
+
+private:
+    static constexpr std::size_t kEntries = 1 << 14;  // 384 kB: fewer entries lose hits, more gain none
+    struct Entry {
+        std::uint64_t barrier_bits = ~std::uint64_t{0};
+        double kT = 0.0;
+        double factor = 0.0;
+    };
+    std::vector<Entry> entries_ = std::vector<Entry>(kEntries);
+};
+
 // Per-hop flags: from an occupied to an empty site; waiting in marked_edges (ke[].update); a
 // positive rate.
 enum : unsigned char { kKmcActive = 1, kKmcMarked = 2, kKmcRated = 4 };
@@ -73,6 +97,7 @@ struct QuorixKmcState {
     std::vector<QuorixKmcHop> hop;
     std::vector<unsigned char> flags;  // per hop
     QuorixRateTree tree;
+    QuorixBoltzmannMemo boltzmann;
     std::vector<std::uint32_t> marked_edges;
     std::vector<long> where;    // current site of the ion that started at each site; -1 if none
     std::vector<double> since;  // clock at which each occupied site was last taken

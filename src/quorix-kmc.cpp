@@ -428,7 +428,8 @@ double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
     return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
 }
 
-// A hop keeps its rate while its barrier is unchanged, which spares most exponentials.
+// A hop keeps its rate while its barrier is unchanged, and recurring barriers reuse their
+// factors, which spares most exponentials.
 void recompute_marked_edges(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     const double kT = kBoltzmann * kmc->temperature;
@@ -441,7 +442,7 @@ void recompute_marked_edges(QUORIX_KMC* kmc) {
             const double barrier = barrier_of(state, hop);
             if (barrier == hop.barrier) continue;
             hop.barrier = barrier;
-            r = hop.frequency * std::exp(-barrier / kT);
+            r = hop.frequency * state.boltzmann.factor(barrier, kT);
         } else {
             hop.barrier = NAN;
         }
