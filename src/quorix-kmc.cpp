@@ -377,6 +377,22 @@ void mark_edge(QuorixKmcState& state, std::uint32_t m) {
     state.marked_edges.push_back(m);
 }
 
+// Marks the hops of [first, last) that have one of the flags `wanted` and are not marked yet,
+// without branching on their flags, which vary at random from hop to hop: each hop is stored
+// past the end of the list and kept only when it counts.
+void mark_edges(QuorixKmcState& state, const std::uint32_t* first, const std::uint32_t* last, unsigned char wanted) {
+    std::size_t marked = state.marked_edges.size();
+    state.marked_edges.resize(marked + static_cast<std::size_t>(last - first));
+    for (; first != last; first++) {
+        const unsigned char flags = state.flags[*first];
+        const bool take = ((flags & wanted) != 0) & ((flags & kKmcMarked) == 0);
+        state.marked_edges[marked] = *first;
+        marked += take;
+        state.flags[*first] = static_cast<unsigned char>(flags | (take ? kKmcMarked : 0));
+    }
+    state.marked_edges.resize(marked);
+}
+
 // Only a hop from an occupied to an empty site (an active hop) has a rate.
 void set_activity(QuorixKmcState& state, std::uint32_t m) {
     const bool active = state.occupied[state.hop[m].from] && !state.occupied[state.hop[m].to];
@@ -398,24 +414,10 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
     }
     state.near_sites.add_to(state.site_phi, v, sign);
     state.near_saddles.add_to(state.saddle_phi, v, sign);
-    // Written without a branch on the flags, which vary at random from hop to hop: every hop is
-    // stored past the end and kept only when active and not yet marked.
-    const std::size_t dependents = static_cast<std::size_t>(state.dependent.last(v) - state.dependent.first(v));
-    std::size_t marked = state.marked_edges.size();
-    state.marked_edges.resize(marked + dependents);
-    for (const std::uint32_t* m = state.dependent.first(v); m != state.dependent.last(v); m++) {
-        const unsigned char flags = state.flags[*m];
-        const bool take = (flags & (kKmcActive | kKmcMarked)) == kKmcActive;
-        state.marked_edges[marked] = *m;
-        marked += take;
-        state.flags[*m] = static_cast<unsigned char>(flags | (take ? kKmcMarked : 0));
-    }
-    state.marked_edges.resize(marked);
+    mark_edges(state, state.dependent.first(v), state.dependent.last(v), kKmcActive);
     // A hop that had no rate and is not active keeps a zero rate, so it is not marked.
-    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) {
-        set_activity(state, *m);
-        if (state.flags[*m] & (kKmcActive | kKmcRated)) mark_edge(state, *m);
-    }
+    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) set_activity(state, *m);
+    mark_edges(state, state.incident.first(v), state.incident.last(v), kKmcActive | kKmcRated);
 }
 
 // Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
