@@ -259,36 +259,6 @@ void mark_images(const QUORIX_CELL* cell, const QUORIX_SYMMETRY* symmetry, const
     }
 }
 
-// The natural order of two atoms' labels, compared once for each pair of distinct labels: the
-// sort asks for the same pairs of labels again and again. With too many labels for a table of
-// all pairs, each question is answered afresh.
-class LabelOrder {
-public:
-    LabelOrder(const QUORIX_ATOM* atom, const std::vector<int>& id) : atom_(atom), id_(id) {
-        const long labels = id.empty() ? 0 : *std::max_element(id.begin(), id.end()) + 1;
-        if (labels <= kTabledLabels) {
-            labels_ = labels;
-            after_.assign(static_cast<size_t>(labels * labels), kUnknown);
-        }
-    }
-
-    // True when atom i's label comes after atom j's.
-    bool after(long i, long j) {
-        if (labels_ == 0) return quorix_atom_name_compare(atom_[i].name, atom_[j].name) > 0;
-        signed char& known = after_[static_cast<size_t>(id_[i]) * labels_ + id_[j]];
-        if (known == kUnknown) known = quorix_atom_name_compare(atom_[i].name, atom_[j].name) > 0;
-        return known != 0;
-    }
-
-private:
-    static constexpr long kTabledLabels = 2048;
-    static constexpr signed char kUnknown = -1;
-    const QUORIX_ATOM* atom_;
-    const std::vector<int>& id_;
-    long labels_ = 0;
-    std::vector<signed char> after_;
-};
-
 PositionGrid grid_of_cell(const QUORIX_CELL* cell) {
     PositionGrid grid(cell->total, kSameReach);
     for (long i = 0; i < cell->total; i++) grid.insert(i, cell->atom[i].x_f);
@@ -439,7 +409,6 @@ void quorix_atom_sort(QUORIX_ATOM* atom, long total) {
     // after the occupancy pass and each run is sorted by label rank; NaN occupancies leave
     // equal ones apart, and the group takes the general pass.
     const std::vector<int> label = natural_ranks(atom, total, name);
-    LabelOrder labels(atom, name);
     in_groups(order, 0, total, same_state, [&](long begin, long end) {
         const auto nan = [&](long p) { return std::isnan(atom[order[p]].occ); };
         bool any_nan = false;
@@ -449,7 +418,7 @@ void quorix_atom_sort(QUORIX_ATOM* atom, long total) {
                              [&](long b, long e) { exchange_pass_by_value(order, b, e, [&](long i) { return label[i]; }); });
         exchange_pass(
             order, begin, end, [&](long i) { return SortKey(occ(i), name[i]); },
-            [&](long i, long j) { return atom[i].occ == atom[j].occ && name[i] != name[j] && labels.after(i, j); });
+            [&](long i, long j) { return atom[i].occ == atom[j].occ && label[i] > label[j]; });
     });
     apply_order(atom, order);
 }
