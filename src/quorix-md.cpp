@@ -28,6 +28,7 @@ constexpr double kBoltzmann = 8.6173324e-5;       // eV/K
 constexpr double kMassPerAmu = 0.000103642699;    // eV ps^2 / A^2
 constexpr double kEvPerA3InGpa = 160.21766208;    // pressure unit
 constexpr double kSkin = 0.5;                     // A, neighbour-list margin
+constexpr double kLongestStep = 0.5;              // A, farthest an ion may move in one step (standard model)
 constexpr double kShortestDistance = 0.1;         // A, closer pairs are skipped with a warning
 constexpr std::int64_t kDefaultStepLog = 100;
 constexpr double kMostSteps = 1e12;  // no run gets this far; t += dt stays exact enough below it
@@ -118,11 +119,6 @@ bool build_pair_tables(QUORIX_MD* md) {
     return true;
 }
 
-void set_reciprocal(QUORIX_MD* md) {
-    double width[3];
-    quorix_lattice_reciprocal(md->cell->a, md->work->reciprocal, width);
-}
-
 // The atom of a mobile ion at x, wrapped into the cell. Fixed atoms are never rewritten, so their
 // coordinates stay exactly as read.
 void place_atom(QUORIX_MD* md, long i, const double* x) {
@@ -157,11 +153,10 @@ int advance(QUORIX_MD* md, bool langevin) {
                 md->v[i][k] + md->dt / 2 * (md->f[i][k] / md->m[i] - zeta * md->v[i][k]) + noise(i, k);
             md->x_p1[i][k] = md->x[i][k] + md->dt * md->v_nh[i][k];
         }
-        // In the standard model, a step longer than the neighbour list's margin (which can pass
-        // partners unseen) means a time step too long for the forces: the run has blown up. The
-        // original model goes on as it always has.
+        // In the standard model, an ion moving more than 0.5 A in one step means a time step too
+        // long for the forces: the run has blown up. The original model goes on as it always has.
         const double moved = md->dt * std::hypot(md->v_nh[i][0], md->v_nh[i][1], md->v_nh[i][2]);
-        if (md->work->standard && !(moved <= kSkin)) {
+        if (md->work->standard && !(moved <= kLongestStep)) {
             std::fprintf(stderr, "Error: atom %ld moved %g A in one time step of %g ps; the time step is too long.\n",
                          i, moved, md->dt);
             return 1;
@@ -399,7 +394,8 @@ int quorix_md_init_vv(QUORIX_MD* md) {
     }
     if (open_logs(md) || set_masses(md) || !build_pair_tables(md)) return 1;
     md->volume = quorix_cell_calculate_volume(md->cell);
-    set_reciprocal(md);
+    double width[3];
+    quorix_lattice_reciprocal(md->cell->a, md->work->reciprocal, width);
     for (long i = 0; i < md->cell->total; i++)
         for (int k = 0; k < 3; k++) md->x[i][k] = md->x0[i][k] = md->cell->atom[i].x[k];
     if (work.neighbours.build(md->cell, work.mobile, work.species, md->x)) return fail("QuorixNeighbourList::build()");
