@@ -411,7 +411,7 @@ bool quorix_cube_read_conducting(const char* path, char (&type)[3], int& os) {
     if (quorix_file_open_input(path, &opened) != QuorixOpen::ok) return false;
     FilePtr file(opened);
     char line[1024];
-    if (!file || !std::fgets(line, sizeof line, file.get()) || !std::fgets(line, sizeof line, file.get())) return false;
+    if (!std::fgets(line, sizeof line, file.get()) || !std::fgets(line, sizeof line, file.get())) return false;
     char sign = '\0';
     if (std::sscanf(line, "Conducting = %2[A-Za-z]%d%c", type, &os, &sign) != 3 || (sign != '+' && sign != '-'))
         return false;

@@ -479,7 +479,6 @@ int quorix_cell_count_type_os(QUORIX_CELL* cell) {
 namespace {
 
 constexpr double kSamePlace = 0.1;       // angstrom
-constexpr double kMostOccupancy = 1.1;  // refined occupancies of one site reach a little above 1
 
 // Distances below kSamePlace are shorter than half of any usable cell width, so rounding the
 // fractional difference finds the nearest image.
@@ -489,7 +488,7 @@ bool crowded(const QUORIX_CELL* cell, const QUORIX_ATOM& one, const QUORIX_ATOM&
         const double f = other.x_f[k] - one.x_f[k];
         for (int c = 0; c < 3; c++) d[c] += (f - std::round(f)) * cell->a[k][c];
     }
-    return d[0] * d[0] + d[1] * d[1] + d[2] * d[2] < kSamePlace * kSamePlace && one.occ + other.occ > kMostOccupancy;
+    return d[0] * d[0] + d[1] * d[1] + d[2] * d[2] < kSamePlace * kSamePlace && one.occ + other.occ > kQuorixMostOccupancy;
 }
 
 }  // namespace
@@ -499,11 +498,7 @@ bool quorix_cell_atoms_apart(const QUORIX_CELL* cell) {
     PositionGrid grid(cell->total, cell->a, kSamePlace);
     for (long j = 0; j < cell->total; j++) {
         const QUORIX_ATOM& other = cell->atom[j];
-        long found = -1;
-        grid.visit_near(other.x_f, [&](long i) {
-            if (crowded(cell, cell->atom[i], other)) found = i;
-            return found < 0;
-        });
+        const long found = grid.lowest_near(other.x_f, [&](long i) { return crowded(cell, cell->atom[i], other); });
         if (found >= 0) {
             std::fprintf(stderr,
                          "Error: atoms %s and %s lie within %.1f A of each other with occupancies adding up to %g.\n",

@@ -25,6 +25,8 @@ bool quorix_cell_lattice_usable(const QUORIX_CELL* cell);
 // occupancies adding up to more than 1.1: both cannot be there (an atom placed on another).
 // Atoms sharing a site with occupancies that add up to one pass.
 bool quorix_cell_atoms_apart(const QUORIX_CELL* cell);
+// Largest occupancy a site can hold: refined occupancies of one site reach a little above 1.
+inline constexpr double kQuorixMostOccupancy = 1.1;
 void quorix_cell_update_cartesion(QUORIX_CELL* cell);
 void quorix_cell_update_fractional(QUORIX_CELL* cell);
 void quorix_cell_update_lattice_cartesion(QUORIX_CELL* cell);

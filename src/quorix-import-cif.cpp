@@ -133,11 +133,9 @@ bool parameters_possible(const QUORIX_CELL* cell) {
     return true;
 }
 
-// Refined occupancies reach a little above 1; beyond this, or below 0, they are not occupancies.
-constexpr double kMostOccupancy = 1.1;
-
+// Occupancies above kQuorixMostOccupancy or below 0 are not occupancies.
 bool occupancy_possible(const QUORIX_ATOM& atom) {
-    if (atom.occ >= 0.0 && atom.occ <= kMostOccupancy) return true;
+    if (atom.occ >= 0.0 && atom.occ <= kQuorixMostOccupancy) return true;
     std::fprintf(stderr, "Error: atom %s has an occupancy of %g.\n", atom.name, atom.occ);
     return false;
 }

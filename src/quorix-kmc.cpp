@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <cmath>
 #include <cstdlib>
@@ -156,15 +155,9 @@ std::vector<T> collect_by_site(long total_v, Collect collect) {
     constexpr long kSitesPerPart = 64;  // about 10 ms of work
     const unsigned parts = quorix_part_count(total_v, kSitesPerPart, total_v);
     std::vector<std::vector<T>> found(parts);
-    std::atomic<bool> out_of_memory{false};
     quorix_run_parts(parts, [&](unsigned p) {
-        try {
-            for (long v = total_v * p / parts; v < total_v * (p + 1) / parts; v++) collect(v, found[p]);
-        } catch (const std::bad_alloc&) {
-            out_of_memory = true;  // an exception must not leave its thread
-        }
+        for (long v = total_v * p / parts; v < total_v * (p + 1) / parts; v++) collect(v, found[p]);
     });
-    if (out_of_memory) throw std::bad_alloc();
     std::vector<T> all = std::move(found[0]);
     for (unsigned p = 1; p < parts; p++) all.insert(all.end(), found[p].begin(), found[p].end());
     return all;

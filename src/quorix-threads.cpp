@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <exception>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -23,16 +24,28 @@ unsigned quorix_part_count(long work, long per_part, long most) {
     return static_cast<unsigned>(std::min({wanted, most, static_cast<long>(quorix_thread_count())}));
 }
 
+// An exception may not leave a thread, and the threads must be joined before one leaves the
+// caller: each part's exception is kept and the first rethrown once all parts are done.
 void quorix_run_parts(unsigned parts, const std::function<void(unsigned)>& part) {
+    std::vector<std::exception_ptr> failure(parts);
+    auto run = [&](unsigned p) {
+        try {
+            part(p);
+        } catch (...) {
+            failure[p] = std::current_exception();
+        }
+    };
     std::vector<std::thread> started;
     std::vector<unsigned> here = {0};
     for (unsigned p = 1; p < parts; p++) {
         try {
-            started.emplace_back(part, p);
+            started.emplace_back(run, p);
         } catch (const std::system_error&) {
             here.push_back(p);
         }
     }
-    for (const unsigned p : here) part(p);
+    for (const unsigned p : here) run(p);
     for (std::thread& thread : started) thread.join();
+    for (const std::exception_ptr& e : failure)
+        if (e) std::rethrow_exception(e);
 }
