@@ -386,7 +386,7 @@ void quorix_cmd_opt_do_rx_neb_images(QUORIX_CMD_OPT* opt) {
     for (int i = 1; i < neb.images; i++)
         if (!quorix_neb_images_compatible(cells[0], cells[i])) return;
     QuorixFixedComponents fixed;
-    if (!read_constraints(cells[0], (std::string(opt->argv[2]) + ".0.cif").c_str(), fixed)) return;
+    if (!read_constraints(cells[0], quorix_cells_image_name(opt->argv[2], 0).c_str(), fixed)) return;
     neb.run.fixed = &fixed;
     const PropertyPtr ppt = import_property(opt, cells[0], neb.sf);
     if (ppt && quorix_cell_relax_neb_images(cells.get(), neb.images, ppt.get(), neb.run, name.c_str()))

@@ -222,6 +222,10 @@ QUORIX_CELL* quorix_cell_import_cif_structure(const char* cif, const char* dir_s
     return nullptr;
 }
 
+std::string quorix_cells_image_name(const char* base, int i) {
+    return std::string(base ? base : "") + "." + std::to_string(i) + ".cif";
+}
+
 QUORIX_CELL** quorix_cells_import_cif_from_file(const char* filename, int total, const char* dir_symcard,
                                                 const char* dir_unitary) {
     if (total < 1) {
@@ -234,9 +238,8 @@ QUORIX_CELL** quorix_cells_import_cif_from_file(const char* filename, int total,
         return nullptr;
     }
     for (int i = 0; i < total; i++) {
-        char name[1024];
-        std::snprintf(name, sizeof(name), "%s.%d.cif", filename ? filename : "", i);
-        cells[i] = quorix_cell_import_cif_structure(name, dir_symcard, dir_unitary);
+        cells[i] = quorix_cell_import_cif_structure(quorix_cells_image_name(filename, i).c_str(), dir_symcard,
+                                                    dir_unitary);
         if (!cells[i]) {
             for (int k = 0; k < i; k++) quorix_cell_free(cells[k]);
             std::free(cells);
