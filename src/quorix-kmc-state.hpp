@@ -1,6 +1,7 @@
 // Bookkeeping of the kinetic Monte Carlo fast path, shared by the simulation and its outputs.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "quorix-file.hpp"
+#include "quorix-kmc-marks.hpp"
 #include "quorix-kmc-tree.hpp"
 
 // Coulomb energies are summed as integers in units of 2^-40 eV, so a sum kept up to date hop by
@@ -61,26 +63,29 @@ struct QuorixKmcHop {
 class QuorixBoltzmannMemo {
 public:
     double factor(double barrier, double kT) {
+        if (kT != kT_) forget(kT);
         std::uint64_t bits;
         std::memcpy(&bits, &barrier, sizeof bits);
         Entry& entry = entries_[(bits ^ (bits >> 29) ^ (bits >> 43)) & (kEntries - 1)];
-        if (entry.barrier_bits != bits || entry.kT != kT) entry = {bits, kT, std::exp(-barrier / kT)};
+        if (entry.barrier_bits != bits) entry = {bits, std::exp(-barrier / kT)};
         return entry.factor;
     }
 
 private:
-    static constexpr std::size_t kEntries = 1 << 14;  // 384 kB: fewer entries lose hits, more gain none
+    static constexpr std::size_t kEntries = 1 << 14;  // 256 kB: fewer entries lose hits, more gain none
     struct Entry {
-        std::uint64_t barrier_bits = ~std::uint64_t{0};
-        double kT = 0.0;
+        std::uint64_t barrier_bits = ~std::uint64_t{0};  // a NaN no barrier has
         double factor = 0.0;
     };
+
+    void forget(double kT) {
+        std::fill(entries_.begin(), entries_.end(), Entry{});
+        kT_ = kT;
+    }
+
+    double kT_ = 0.0;
     std::vector<Entry> entries_ = std::vector<Entry>(kEntries);
 };
-
-// Per-hop flags: from an occupied to an empty site; waiting in marked_edges (ke[].update); a
-// positive rate.
-enum : unsigned char { kKmcActive = 1, kKmcMarked = 2, kKmcRated = 4 };
 
 struct QuorixKmcState {
     QuorixKmcEnergies near_sites;            // sites around each site (kv[].v_n and v_de)
@@ -88,17 +93,16 @@ struct QuorixKmcState {
     QuorixKmcLists<std::uint32_t> incident;  // hops leaving or entering each site
     QuorixKmcLists<std::uint32_t> crossing;  // hops over each saddle (a hop and its reverse)
     // Per site: the hops other than its own whose barrier its occupation enters (those at the
-    // sites around it, and those whose saddle it is near), so marking after a hop is a flat loop.
-    QuorixKmcLists<std::uint32_t> dependent;
+    // sites around it, and those whose saddle it is near), as words of bits.
+    QuorixKmcLists<QuorixKmcHopWord> dependent;
     std::vector<std::int64_t> site_phi;  // Coulomb energy of each site with the occupied sites around it
     std::vector<std::int64_t> saddle_phi;  // per saddle, with the occupied sites other than its hops' ends
     std::vector<double> site_en;          // kv[].en
     std::vector<unsigned char> occupied;  // per site
     std::vector<QuorixKmcHop> hop;
-    std::vector<unsigned char> flags;  // per hop
+    QuorixKmcMarks marks;  // which hops are active, and which wait for a new rate (ke[].update)
     QuorixRateTree tree;
     QuorixBoltzmannMemo boltzmann;
-    std::vector<std::uint32_t> marked_edges;
     std::vector<long> where;    // current site of the ion that started at each site; -1 if none
     std::vector<double> since;  // clock at which each occupied site was last taken
     double clock = 0.0;         // production time over all runs, ps

@@ -22,29 +22,22 @@ public:
             size = (size + kFanOut - 1) / kFanOut;
         } while (size > 1);
         level_.push_back(std::vector<double>(1, 0.0));
-        dirty_.assign(level_.size(), {});
-        dirty_mark_.assign(level_.size(), {});
-        for (std::size_t k = 1; k < level_.size(); k++) dirty_mark_[k].assign(level_[k].size(), 0);
+        pending_.assign(level_.size(), kNone);
     }
 
     // Sets the rate of one leaf; only positive rates take part in the sums. The sums above it
-    // follow at the next flush(), once for all leaves set since, so leaves set together share the
-    // work on their common ancestors.
+    // follow by the next flush(). Each level keeps one node pending: it is summed when another
+    // node takes its place, and a node summed makes its parent pending, so every node above a
+    // changed leaf is summed again after its children, in any order of the leaves. Leaves set in
+    // increasing order (as the simulation sets them) share the work on their common ancestors.
     void set(long index, double rate) {
         const std::size_t leaf = static_cast<std::size_t>(index);
         level_[0][leaf] = rate > 0.0 ? rate : 0.0;
-        mark(1, leaf / kFanOut);
+        pend(1, leaf / kFanOut);
     }
 
     void flush() {
-        for (std::size_t k = 1; k < level_.size(); k++) {
-            for (const std::size_t node : dirty_[k]) {
-                dirty_mark_[k][node] = 0;
-                level_[k][node] = block_sum(&level_[k - 1][node * kFanOut]);
-                if (k + 1 < level_.size()) mark(k + 1, node / kFanOut);
-            }
-            dirty_[k].clear();
-        }
+        for (std::size_t k = 1; k < level_.size(); k++) close(k);
     }
 
     double rate(long index) const { return level_[0][static_cast<std::size_t>(index)]; }
@@ -77,13 +70,22 @@ private:
         return ((c[0] + c[1]) + (c[2] + c[3])) + ((c[4] + c[5]) + (c[6] + c[7]));
     }
 
-    void mark(std::size_t k, std::size_t node) {
-        if (dirty_mark_[k][node]) return;
-        dirty_mark_[k][node] = 1;
-        dirty_[k].push_back(node);
+    void pend(std::size_t k, std::size_t node) {
+        if (pending_[k] == node) return;
+        close(k);
+        pending_[k] = node;
     }
 
+    void close(std::size_t k) {
+        const std::size_t node = pending_[k];
+        if (node == kNone) return;
+        pending_[k] = kNone;
+        level_[k][node] = block_sum(&level_[k - 1][node * kFanOut]);
+        if (k + 1 < level_.size()) pend(k + 1, node / kFanOut);
+    }
+
+    static constexpr std::size_t kNone = ~std::size_t{0};
+
     std::vector<std::vector<double>> level_;  // level_[0]: the leaves; the last level: the total
-    std::vector<std::vector<std::size_t>> dirty_;
-    std::vector<std::vector<unsigned char>> dirty_mark_;  // per node: waiting in dirty_
+    std::vector<std::size_t> pending_;        // per level: the node whose sum is due, or kNone
 };

@@ -342,7 +342,7 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
         state.incident.close();
     }
     std::vector<std::size_t> listed(total_v);
-    state.dependent.items = collect_by_site<std::uint32_t>(total_v, [&](long v, std::vector<std::uint32_t>& out) {
+    state.dependent.items = collect_by_site<QuorixKmcHopWord>(total_v, [&](long v, std::vector<QuorixKmcHopWord>& out) {
         std::vector<std::uint32_t> hops;
         for (std::size_t k = state.near_sites.begin[v]; k < state.near_sites.begin[v + 1]; k++) {
             const std::uint32_t s = state.near_sites.index[k];
@@ -354,9 +354,9 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
         }
         std::sort(hops.begin(), hops.end());
         hops.erase(std::unique(hops.begin(), hops.end()), hops.end());
+        std::erase_if(hops, [&](std::uint32_t m) { return state.hop[m].from == v || state.hop[m].to == v; });
         const std::size_t before = out.size();
-        for (const std::uint32_t m : hops)
-            if (state.hop[m].from != v && state.hop[m].to != v) out.push_back(m);
+        quorix_kmc_hop_words(hops, out);
         listed[v] = out.size() - before;
     });
     for (long v = 0; v < total_v; v++) state.dependent.begin.push_back(state.dependent.begin.back() + listed[v]);
@@ -364,32 +364,9 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
 
 // ---------------------------------------------------------------- occupation and rates
 
-void mark_edge(QuorixKmcState& state, std::uint32_t m) {
-    if (state.flags[m] & kKmcMarked) return;
-    state.flags[m] |= kKmcMarked;
-    state.marked_edges.push_back(m);
-}
-
-// Marks the hops of [first, last) that have one of the flags `wanted` and are not marked yet,
-// without branching on their flags, which vary at random from hop to hop: each hop is stored
-// past the end of the list and kept only when it counts.
-void mark_edges(QuorixKmcState& state, const std::uint32_t* first, const std::uint32_t* last, unsigned char wanted) {
-    std::size_t marked = state.marked_edges.size();
-    state.marked_edges.resize(marked + static_cast<std::size_t>(last - first));
-    for (; first != last; first++) {
-        const unsigned char flags = state.flags[*first];
-        const bool take = ((flags & wanted) != 0) & ((flags & kKmcMarked) == 0);
-        state.marked_edges[marked] = *first;
-        marked += take;
-        state.flags[*first] = static_cast<unsigned char>(flags | (take ? kKmcMarked : 0));
-    }
-    state.marked_edges.resize(marked);
-}
-
 // Only a hop from an occupied to an empty site (an active hop) has a rate.
 void set_activity(QuorixKmcState& state, std::uint32_t m) {
-    const bool active = state.occupied[state.hop[m].from] && !state.occupied[state.hop[m].to];
-    state.flags[m] = static_cast<unsigned char>(active ? state.flags[m] | kKmcActive : state.flags[m] & ~kKmcActive);
+    state.marks.set_active(m, state.occupied[state.hop[m].from] && !state.occupied[state.hop[m].to]);
 }
 
 // Puts an ion on (sign 1) or takes it off (sign -1) a site, keeping the Coulomb sums of the
@@ -407,10 +384,11 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
     }
     state.near_sites.add_to(state.site_phi, v, sign);
     state.near_saddles.add_to(state.saddle_phi, v, sign);
-    mark_edges(state, state.dependent.first(v), state.dependent.last(v), kKmcActive);
-    // A hop that had no rate and is not active keeps a zero rate, so it is not marked.
-    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) set_activity(state, *m);
-    mark_edges(state, state.incident.first(v), state.incident.last(v), kKmcActive | kKmcRated);
+    state.marks.mark_near(state.dependent.first(v), state.dependent.last(v));
+    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) {
+        set_activity(state, *m);
+        state.marks.mark_own(*m);
+    }
 }
 
 // Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
@@ -428,26 +406,22 @@ double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
 void recompute_marked_edges(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     const double kT = kBoltzmann * kmc->temperature;
-    for (const std::uint32_t m : state.marked_edges) {
+    state.marks.drain([&](std::uint32_t m) {
         QuorixKmcHop& hop = state.hop[m];
-        unsigned char& flags = state.flags[m];
-        flags &= ~kKmcMarked;
         double r = 0.0;
-        if (flags & kKmcActive) {
+        if (state.marks.active(m)) {
             const double barrier = barrier_of(state, hop);
-            if (barrier == hop.barrier) continue;
+            if (barrier == hop.barrier) return;
             hop.barrier = barrier;
             r = hop.frequency * state.boltzmann.factor(barrier, kT);
         } else {
             hop.barrier = NAN;
         }
         // The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
-        if (r == state.tree.rate(m)) continue;
+        if (r == state.tree.rate(m)) return;
         kmc->ke[m].r = r;
-        flags = static_cast<unsigned char>(r != 0.0 ? flags | kKmcRated : flags & ~kKmcRated);
         state.tree.set(m, r);
-    }
-    state.marked_edges.clear();
+    });
     state.tree.flush();
 }
 
@@ -620,7 +594,7 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
         state.since.assign(graph->total_v, 0.0);
         state.tree.resize(graph->total_e);
         state.occupied.assign(graph->total_v, 0);
-        state.flags.assign(graph->total_e, 0);
+        state.marks.resize(graph->total_e);
         for (long v = 0; v < graph->total_v; v++) {
             kmc->kv[v].v = &graph->v[v];
             kmc->kv[v].en = graph->v[v].en;
@@ -716,10 +690,8 @@ int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc)) return 1;
     recompute_sums(kmc);
     QuorixKmcState& state = *kmc->state;
-    for (std::uint32_t m = 0; m < state.hop.size(); m++) {
-        state.hop[m].barrier = NAN;  // the temperature may have changed
-        mark_edge(state, m);
-    }
+    for (QuorixKmcHop& hop : state.hop) hop.barrier = NAN;  // the temperature may have changed
+    state.marks.mark_all();
     return quorix_kmc_update_rate(kmc);
 }
 
