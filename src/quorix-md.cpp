@@ -477,11 +477,10 @@ private:
 int quorix_md_calculate_force(QUORIX_MD* md) {
     if (!usable(md)) return 1;
     QuorixMdWork& work = *md->work;
-    if (work.neighbours.refresh(md->cell, work.mobile, work.species, md->x))
-        return fail("QuorixNeighbourList::refresh()");
+    if (work.neighbours.refresh(md->x)) return fail("QuorixNeighbourList::refresh()");
     for (long i = 0; i < md->cell->total; i++) md->f[i][0] = md->f[i][1] = md->f[i][2] = 0;
     const int species_total = md->ppt->total;
-    work.neighbours.add_pair_forces(md->x, md->f, [&](long i, int species_j) {
+    work.neighbours.add_pair_forces(md->f, [&](long i, int species_j) {
         return ForceOverDistance{work.pairs[work.species[i] * species_total + species_j], md->step};
     });
     return 0;
@@ -490,12 +489,12 @@ int quorix_md_calculate_force(QUORIX_MD* md) {
 namespace {
 
 // The potential energy of the pairs with a mobile ion and their virial (sum of dE/dr * d), from
-// the pair terms themselves.
+// the pair terms themselves, at the positions of the last refresh of the neighbour list.
 void potential_energy_and_virial(QUORIX_MD* md) {
     QuorixMdWork& work = *md->work;
     const int species_total = md->ppt->total;
     double energy = 0, virial = 0;
-    work.neighbours.for_each_pair(md->x, [&](long i, long j, const double*, double s, bool) {
+    work.neighbours.for_each_pair([&](long i, long j, const double*, double s, bool) {
         const PairTerm& term = work.pairs[work.species[i] * species_total + work.species[j]];
         const double d = std::sqrt(s);
         if (d < kShortestDistance || !term.interacts || d > term.reach) return;
@@ -510,6 +509,8 @@ void potential_energy_and_virial(QUORIX_MD* md) {
 
 int quorix_md_calculate_energy(QUORIX_MD* md) {
     if (!usable(md)) return 1;
+    // A no-op where the forces were just computed, as they are in a run.
+    if (md->work->neighbours.refresh(md->x)) return fail("QuorixNeighbourList::refresh()");
     double kinetic = 0, mass = 0, com[3] = {0, 0, 0};
     for (long i = 0; i < md->cell->total; i++) {
         if (!md->work->mobile[i]) continue;

@@ -23,58 +23,38 @@ Reciprocal reciprocal_of(const QUORIX_CELL* cell) {
     return rec;
 }
 
-struct Translation {
-    double v[3];
-};
-
-// Every lattice translation t shorter than `length` that can bring a difference of two positions,
-// taken to its nearest image (fractional parts within half a cell), within `range`: |t_k| is at
-// most range / width_k + 1/2 along each axis, which bounds the search in long thin cells.
-std::vector<Translation> translations_within(const QUORIX_CELL* cell, const Reciprocal& rec, double range,
-                                             double length) {
-    int images[3];
-    for (int k = 0; k < 3; k++)
-        images[k] = static_cast<int>(std::ceil(std::min(length, range + rec.width[k]) / rec.width[k]));
-    std::vector<Translation> translations;
-    quorix_for_each_image(cell->a, images, [&](const QuorixImage& image) {
-        Translation t;
-        for (int k = 0; k < 3; k++) t.v[k] = image.shift[k];
-        if (t.v[0] * t.v[0] + t.v[1] * t.v[1] + t.v[2] * t.v[2] <= length * length) translations.push_back(t);
-    });
-    return translations;
+// The box of lattice translations t shorter than `length` that can bring a difference of two
+// positions, taken to its nearest image (fractional parts within half a cell), within `range`:
+// |t_k| is at most range / width_k + 1/2 along each axis, which bounds the search in long thin cells.
+void translation_box(const double* width, double range, double length, int* box) {
+    for (int k = 0; k < 3; k++) box[k] = static_cast<int>(std::ceil(std::min(length, range + width[k]) / width[k]));
 }
 
-// The bins visited along one axis: each bin index in the cell and the cell translation it lies in.
-struct AxisBins {
-    std::vector<int> bin;
-    std::vector<int> cell;
+// Bins first .. last of an axis, `cell` cell translations along it.
+struct AxisRun {
+    int first, last, cell;
 };
 
-// Bins low .. high of an axis of `count` bins, wrapped into the cell.
-AxisBins axis_bins(int low, int high, int count) {
-    AxisBins axis;
-    int cell = low >= 0 ? low / count : -((-low + count - 1) / count);
-    int bin = low - cell * count;
-    for (int b = low; b <= high; b++) {
-        axis.bin.push_back(bin);
-        axis.cell.push_back(cell);
-        if (++bin == count) {
-            bin = 0;
-            cell++;
-        }
+// Bins low .. high of an axis of `count` bins, wrapped into the cell: runs of bins in one cell.
+std::vector<AxisRun> axis_runs(int low, int high, int count) {
+    std::vector<AxisRun> runs;
+    for (int b = low; b <= high;) {
+        const int cell = b >= 0 ? b / count : -((-b + count - 1) / count);
+        const int first = b - cell * count;
+        const int last = std::min(count - 1, first + (high - b));
+        runs.push_back(AxisRun{first, last, cell});
+        b += last - first + 1;
     }
-    return axis;
+    return runs;
 }
 
-constexpr double kBinWidth = 2.0;       // A: bins about this wide across the cell
+constexpr double kBinWidth = 2.0;       // A: bins of the fixed atoms about this wide across the cell
+constexpr double kMobileBinWidth = 2.0; // A: the same for the mobile atoms
 constexpr double kNarrowestCell = 0.5;  // A: flatter cells cannot hold a sensible structure
 constexpr double kFar = 1e3;            // A: a padding partner this far away is out of any reach
 constexpr double kFarthestAtom = 1e8;   // A: positions beyond are taken for a run gone wrong
 constexpr size_t kOwnRun = 8;           // images of a mobile partner that make a run of their own
-
-double squared_distance(const double* a, const double* b) {
-    return (a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) + (a[2] - b[2]) * (a[2] - b[2]);
-}
+constexpr double kRounding = 1e-3;      // A: far more than rounding can move an image, even far out
 
 // Half the longest diagonal of the cell: the longest difference of two positions taken to its
 // nearest image by rounding their fractional coordinates.
@@ -130,39 +110,83 @@ int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>&
             reciprocal_[k][c] = rec.b[k][c];
         }
         extent_[k] = range / rec.width[k];
-        bin_count_[k] = std::clamp(static_cast<int>(rec.width[k] / kBinWidth), 1, 64);
+        mobile_extent_[k] = (range + kRounding) / rec.width[k];
+        fixed_bins_.count[k] = std::clamp(static_cast<int>(rec.width[k] / kBinWidth), 1, 64);
+        mobile_bins_.count[k] = std::clamp(static_cast<int>(rec.width[k] / kMobileBinWidth), 1, 64);
     }
+    // Bins pay for pairs of mobile atoms where the bins around an atom span less than the cell.
+    double span = 1;
+    for (int k = 0; k < 3; k++) span *= 2 * mobile_extent_[k] + 1.0 / mobile_bins_.count[k];
+    bin_mobile_ = span < 1;
     mobile_flag_ = mobile;
     group_ = group;
     groups_ = group.empty() ? 1 : *std::max_element(group.begin(), group.end()) + 1;
-    translations_.clear();
-    for (const Translation& t : translations_within(cell, rec, range, range + half_diagonal(cell)))
-        translations_.insert(translations_.end(), t.v, t.v + 3);
-    bin_fixed_atoms(x);
-
+    list_translations(cell, rec.width);
     mobile_.clear();
-    for (long i = 0; i < cell->total; i++)
-        if (mobile[i]) mobile_.push_back(i);
+    fixed_atoms_.clear();
+    for (long i = 0; i < cell->total; i++) (mobile[i] ? mobile_ : fixed_atoms_).push_back(i);
+    whole_.assign(3 * total, 0);
+    first_found_.assign(total, -1);
+    last_found_.assign(total, -1);
+    bin_atoms(fixed_atoms_, x, fixed_bins_);
+
     fixed_.assign(mobile_.size(), Partners{});
     moving_.assign(mobile_.size(), Partners{});
     fixed_reference_.assign(3 * mobile_.size(), 0.0);
+    fixed_shift_.assign(3 * mobile_.size(), 0.0);
+    fixed_moved_.assign(mobile_.size(), 0.0);
+    moving_shift_.assign(3 * total, 0.0);
+    moving_moved_.assign(mobile_.size(), 0.0);
+    farthest_ = 0;
     for (size_t n = 0; n < mobile_.size(); n++)
         if (list_fixed(n, x)) return 1;
     list_moving(x);
     return 0;
 }
 
-int QuorixNeighbourList::refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile,
-                                 const std::vector<int>& group, double* const* x) {
-    if (mobile != mobile_flag_ || group != group_) return build(cell, mobile, group, x);
+// The lattice translations shorter than reach + skin + half the cell diagonal, in the order of the
+// image walk, and where each lies in their box.
+void QuorixNeighbourList::list_translations(const QUORIX_CELL* cell, const double* width) {
+    const double range = reach_ + skin_, length = range + half_diagonal(cell);
+    translation_box(width, range, length, translation_box_);
+    translations_.clear();
+    translation_index_.clear();
+    quorix_for_each_image(cell->a, translation_box_, [&](const QuorixImage& image) {
+        const double* t = image.shift;
+        const bool listed = t[0] * t[0] + t[1] * t[1] + t[2] * t[2] <= length * length;
+        translation_index_.push_back(listed ? static_cast<long>(translations_.size() / 3) : -1);
+        if (listed) translations_.insert(translations_.end(), t, t + 3);
+    });
+}
+
+// Index into translations_ of the translation by cells n, -1 when it is not listed.
+long QuorixNeighbourList::translation_at(const long* n) const {
+    long index = 0;
+    for (int k = 0; k < 3; k++) {
+        if (n[k] < -translation_box_[k] || n[k] > translation_box_[k]) return -1;
+        index = index * (2 * translation_box_[k] + 1) + n[k] + translation_box_[k];
+    }
+    return translation_index_[index];
+}
+
+int QuorixNeighbourList::refresh(double* const* x) {
     // Fixed partners: the atom alone must not have moved beyond the skin.
-    for (size_t n = 0; n < mobile_.size(); n++)
-        if (!(squared_distance(x[mobile_[n]], &fixed_reference_[3 * n]) <= skin_ * skin_) && list_fixed(n, x))
-            return 1;
+    for (size_t n = 0; n < mobile_.size(); n++) {
+        double* shift = &fixed_shift_[3 * n];
+        for (int k = 0; k < 3; k++) shift[k] = x[mobile_[n]][k] - fixed_reference_[3 * n + k];
+        if (!(shift[0] * shift[0] + shift[1] * shift[1] + shift[2] * shift[2] <= skin_ * skin_)) {
+            if (list_fixed(n, x)) return 1;
+            shift[0] = shift[1] = shift[2] = 0;
+        }
+        fixed_moved_[n] = length(shift);
+    }
     // Mobile pairs: no two atoms together.
     double largest = 0, second = 0;
-    for (const long i : mobile_) {
-        const double moved = std::sqrt(squared_distance(x[i], &moving_reference_[3 * i]));
+    for (size_t n = 0; n < mobile_.size(); n++) {
+        const long i = mobile_[n];
+        double* shift = &moving_shift_[3 * i];
+        for (int k = 0; k < 3; k++) shift[k] = x[i][k] - moving_reference_[3 * i + k];
+        const double moved = moving_moved_[n] = length(shift);
         if (moved > largest) {
             second = largest;
             largest = moved;
@@ -170,38 +194,81 @@ int QuorixNeighbourList::refresh(const QUORIX_CELL* cell, const std::vector<char
             second = moved;
         }
     }
+    farthest_ = largest;
     if (largest + second > skin_) list_moving(x);
     return 0;
 }
 
-// Bins the fixed atoms by their fractional coordinates wrapped into the cell.
-void QuorixNeighbourList::bin_fixed_atoms(double* const* x) {
-    const long total = static_cast<long>(mobile_flag_.size());
-    const size_t bin_total = static_cast<size_t>(bin_count_[0]) * bin_count_[1] * bin_count_[2];
-    std::vector<size_t> bin_of(total, bin_total);
-    std::vector<Binned> atoms(total);
-    bins_.assign(bin_total + 1, 0);
-    for (long j = 0; j < total; j++) {
-        if (mobile_flag_[j]) continue;
-        Binned& atom = atoms[j];
+QuorixNeighbourList::Wrapped QuorixNeighbourList::wrapped(const double* x) const {
+    Wrapped at;
+    for (int k = 0; k < 3; k++) {
+        at.u[k] = quorix_vector3_double_dot(reciprocal_[k], x);
+        at.whole[k] = std::floor(at.u[k]);
+    }
+    for (int c = 0; c < 3; c++) {
+        at.p[c] = x[c];
+        for (int k = 0; k < 3; k++) at.p[c] -= at.whole[k] * lattice_[k][c];
+    }
+    return at;
+}
+
+// Bins `atoms` by their fractional coordinates wrapped into the cell, each bin in the atoms' order.
+void QuorixNeighbourList::bin_atoms(const std::vector<long>& atoms, double* const* x, Bins& bins) {
+    const size_t bin_total = static_cast<size_t>(bins.count[0]) * bins.count[1] * bins.count[2];
+    std::vector<size_t> bin_of(atoms.size());
+    std::vector<Binned> binned(atoms.size());
+    bins.start.assign(bin_total + 1, 0);
+    for (size_t n = 0; n < atoms.size(); n++) {
+        const long j = atoms[n];
+        const Wrapped at = wrapped(x[j]);
+        Binned& atom = binned[n];
         atom.j = j;
         atom.group = group_[j];
         int index[3];
-        for (int c = 0; c < 3; c++) atom.q[c] = x[j][c];
         for (int k = 0; k < 3; k++) {
-            const double u = quorix_vector3_double_dot(reciprocal_[k], x[j]);
-            const double whole = std::floor(u);
-            for (int c = 0; c < 3; c++) atom.q[c] -= whole * lattice_[k][c];
-            index[k] = std::clamp(static_cast<int>((u - whole) * bin_count_[k]), 0, bin_count_[k] - 1);
+            atom.q[k] = at.p[k];
+            whole_[3 * j + k] = static_cast<long>(at.whole[k]);
+            index[k] = std::clamp(static_cast<int>((at.u[k] - at.whole[k]) * bins.count[k]), 0, bins.count[k] - 1);
         }
-        bin_of[j] = (static_cast<size_t>(index[0]) * bin_count_[1] + index[1]) * bin_count_[2] + index[2];
-        bins_[bin_of[j] + 1]++;
+        bin_of[n] = (static_cast<size_t>(index[0]) * bins.count[1] + index[1]) * bins.count[2] + index[2];
+        bins.start[bin_of[n] + 1]++;
     }
-    for (size_t b = 0; b < bin_total; b++) bins_[b + 1] += bins_[b];
-    binned_.resize(bins_[bin_total]);
-    std::vector<size_t> next(bins_.begin(), bins_.end() - 1);
-    for (long j = 0; j < total; j++)
-        if (bin_of[j] < bin_total) binned_[next[bin_of[j]]++] = atoms[j];
+    for (size_t b = 0; b < bin_total; b++) bins.start[b + 1] += bins.start[b];
+    bins.atoms.resize(atoms.size());
+    std::vector<size_t> next(bins.start.begin(), bins.start.end() - 1);
+    for (size_t n = 0; n < atoms.size(); n++) bins.atoms[next[bin_of[n]]++] = binned[n];
+}
+
+// visit(first, last, shift, cell) for the atoms first .. last - 1 of every run of bins that reach
+// `extent` cell fractions each way from a position: their images cell[] cells from their bins lie
+// at atom.q + shift.
+template <class Visit>
+void QuorixNeighbourList::for_each_binned_near(const Bins& bins, const Wrapped& at, const double* extent,
+                                               Visit visit) const {
+    std::vector<AxisRun> axes[3];
+    for (int k = 0; k < 3; k++) {
+        const double in_cell = at.u[k] - at.whole[k];
+        axes[k] = axis_runs(static_cast<int>(std::floor((in_cell - extent[k]) * bins.count[k])),
+                            static_cast<int>(std::floor((in_cell + extent[k]) * bins.count[k])), bins.count[k]);
+    }
+    for (const AxisRun& run0 : axes[0])
+        for (int b0 = run0.first; b0 <= run0.last; b0++)
+            for (const AxisRun& run1 : axes[1])
+                for (int b1 = run1.first; b1 <= run1.last; b1++) {
+                    double shift01[3];
+                    for (int c = 0; c < 3; c++)
+                        shift01[c] = run0.cell * lattice_[0][c] + run1.cell * lattice_[1][c] - at.p[c];
+                    const size_t row = (static_cast<size_t>(b0) * bins.count[1] + b1) * bins.count[2];
+                    // The bins of a run along the last axis hold their atoms side by side.
+                    for (const AxisRun& run2 : axes[2]) {
+                        double shift[3];
+                        for (int c = 0; c < 3; c++) shift[c] = shift01[c] + run2.cell * lattice_[2][c];
+                        const int cell[3] = {run0.cell, run1.cell, run2.cell};
+                        const Binned* atoms = bins.atoms.data();
+                        visit(atoms + bins.start[row + run2.first], atoms + bins.start[row + run2.last + 1], shift,
+                              cell);
+                    }
+                }
 }
 
 // The fixed partners of mobile atom n, through the bins that reach `extent_` cell fractions
@@ -215,78 +282,135 @@ int QuorixNeighbourList::list_fixed(size_t n, double* const* x) {
         }
     }
     const double range_squared = (reach_ + skin_) * (reach_ + skin_);
-    // Atom i in the cell: p = x - floor(u) . a with u its fractional coordinates.
-    double u[3], p[3];
-    for (int k = 0; k < 3; k++) u[k] = quorix_vector3_double_dot(reciprocal_[k], x[i]);
-    for (int c = 0; c < 3; c++) {
-        p[c] = x[i][c];
-        for (int k = 0; k < 3; k++) p[c] -= std::floor(u[k]) * lattice_[k][c];
-    }
-    AxisBins axes[3];
-    for (int k = 0; k < 3; k++) {
-        const double in_cell = u[k] - std::floor(u[k]);
-        axes[k] = axis_bins(static_cast<int>(std::floor((in_cell - extent_[k]) * bin_count_[k])),
-                            static_cast<int>(std::floor((in_cell + extent_[k]) * bin_count_[k])), bin_count_[k]);
-    }
     candidates_.clear();
-    for (size_t n0 = 0; n0 < axes[0].bin.size(); n0++)
-        for (size_t n1 = 0; n1 < axes[1].bin.size(); n1++) {
-            double shift01[3];
-            for (int c = 0; c < 3; c++)
-                shift01[c] = axes[0].cell[n0] * lattice_[0][c] + axes[1].cell[n1] * lattice_[1][c] - p[c];
-            const size_t row = (static_cast<size_t>(axes[0].bin[n0]) * bin_count_[1] + axes[1].bin[n1]) * bin_count_[2];
-            for (size_t n2 = 0; n2 < axes[2].bin.size(); n2++) {
-                double shift[3];
-                for (int c = 0; c < 3; c++) shift[c] = shift01[c] + axes[2].cell[n2] * lattice_[2][c];
-                const size_t bin = row + axes[2].bin[n2];
-                for (size_t b = bins_[bin]; b < bins_[bin + 1]; b++) {
-                    const Binned& atom = binned_[b];
-                    const double r[3] = {atom.q[0] + shift[0], atom.q[1] + shift[1], atom.q[2] + shift[2]};
-                    if (r[0] * r[0] + r[1] * r[1] + r[2] * r[2] <= range_squared)
-                        candidates_.push_back(Candidate{atom.group, atom.j, {r[0], r[1], r[2]}});
-                }
-            }
+    auto near = [&](const Binned* first, const Binned* last, const double* shift, const int*) {
+        for (const Binned* atom = first; atom != last; atom++) {
+            const double r[3] = {atom->q[0] + shift[0], atom->q[1] + shift[1], atom->q[2] + shift[2]};
+            if (r[0] * r[0] + r[1] * r[1] + r[2] * r[2] <= range_squared)
+                candidates_.push_back(Candidate{atom->group, atom->j, {r[0], r[1], r[2]}});
         }
+    };
+    for_each_binned_near(fixed_bins_, wrapped(x[i]), extent_, near);
     fixed_[n].empty_all();
     file_group_runs(candidates_, false, fixed_[n]);
     for (int k = 0; k < 3; k++) fixed_reference_[3 * n + k] = x[i][k];
     return 0;
 }
 
-// The mobile partners of every mobile atom: the nearest image of each, then every translation
-// that keeps it in range. A partner with many images in range has a run of its own; the others
-// share runs, which spares the force sum a run for every one or two pairs in large cells.
+// The mobile partners of every mobile atom. Displacements are measured from here on.
 void QuorixNeighbourList::list_moving(double* const* x) {
-    const double range_squared = (reach_ + skin_) * (reach_ + skin_);
     moving_reference_.assign(3 * mobile_flag_.size(), 0.0);
     for (const long i : mobile_)
         for (int k = 0; k < 3; k++) moving_reference_[3 * i + k] = x[i][k];
+    std::fill(moving_shift_.begin(), moving_shift_.end(), 0.0);
+    std::fill(moving_moved_.begin(), moving_moved_.end(), 0.0);
+    farthest_ = 0;
+    if (bin_mobile_) bin_atoms(mobile_, x, mobile_bins_);
     for (size_t n = 0; n < mobile_.size(); n++) {
-        const long i = mobile_[n];
         moving_[n].empty_all();
         scattered_.clear();
-        for (size_t m = n + 1; m < mobile_.size(); m++) {
-            const long j = mobile_[m];
-            double between[3];
-            for (int k = 0; k < 3; k++) between[k] = x[j][k] - x[i][k];
-            double fraction[3];
-            for (int k = 0; k < 3; k++)
-                fraction[k] = std::floor(quorix_vector3_double_dot(reciprocal_[k], between) + 0.5);
-            for (int k = 0; k < 3; k++)
-                for (int c = 0; c < 3; c++) between[k] -= fraction[c] * lattice_[c][k];
-            candidates_.clear();
-            for (size_t t = 0; t < translations_.size(); t += 3) {
-                const Candidate c{group_[j], j, {between[0] + translations_[t], between[1] + translations_[t + 1],
-                                                 between[2] + translations_[t + 2]}};
-                if (c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2] <= range_squared) candidates_.push_back(c);
-            }
-            if (candidates_.size() >= kOwnRun)
-                file_mobile_run(candidates_, moving_[n]);
-            else
-                scattered_.insert(scattered_.end(), candidates_.begin(), candidates_.end());
-        }
+        if (bin_mobile_)
+            list_binned_partners(n, x);
+        else
+            list_all_partners(n, x);
         file_group_runs(scattered_, true, moving_[n]);
     }
+}
+
+// The mobile partners of mobile atom n are, of every mobile atom j of higher index, the nearest
+// image and then, in their order, the listed translations that keep it in range. This tries every
+// translation on every such j.
+void QuorixNeighbourList::list_all_partners(size_t n, double* const* x) {
+    const double range_squared = (reach_ + skin_) * (reach_ + skin_);
+    for (size_t m = n + 1; m < mobile_.size(); m++) {
+        const long j = mobile_[m];
+        const NearestImage near = nearest_image(x, mobile_[n], j);
+        candidates_.clear();
+        for (size_t t = 0; t < translations_.size(); t += 3) add_image(j, near.between, &translations_[t], range_squared);
+        file_partner(n);
+    }
+}
+
+// The same through the bins of the mobile atoms, which pass over the atoms that no translation
+// brings near: each image of j found within range (give or take rounding) names its translation.
+void QuorixNeighbourList::list_binned_partners(size_t n, double* const* x) {
+    const long i = mobile_[n];
+    const Wrapped at = wrapped(x[i]);
+    const double range_squared = (reach_ + skin_) * (reach_ + skin_);
+    const double wide_squared = (reach_ + skin_ + kRounding) * (reach_ + skin_ + kRounding);
+    // Every atom met is written down but kept only when it is a partner in range: a branch here
+    // would go either way at random.
+    found_.clear();
+    auto near = [&](const Binned* first, const Binned* last, const double* shift, const int* cell) {
+        size_t kept = found_.size();
+        found_.resize(kept + (last - first));
+        for (const Binned* atom = first; atom != last; atom++) {
+            const double r[3] = {atom->q[0] + shift[0], atom->q[1] + shift[1], atom->q[2] + shift[2]};
+            found_[kept] = Found{atom->j, {cell[0], cell[1], cell[2]}, -1};
+            kept += (atom->j > i) & (r[0] * r[0] + r[1] * r[1] + r[2] * r[2] <= wide_squared);
+        }
+        found_.resize(kept);
+    };
+    for_each_binned_near(mobile_bins_, at, mobile_extent_, near);
+    // The images of each j are chained in the order the bins met them, which is the order of their
+    // cells and so of the translations.
+    found_partners_.clear();
+    for (size_t f = 0; f < found_.size(); f++) {
+        const long j = found_[f].j;
+        if (first_found_[j] < 0) {
+            first_found_[j] = static_cast<long>(f);
+            found_partners_.push_back(j);
+        } else {
+            found_[last_found_[j]].next = static_cast<long>(f);
+        }
+        last_found_[j] = static_cast<long>(f);
+    }
+    std::sort(found_partners_.begin(), found_partners_.end());
+    for (const long j : found_partners_) {
+        const NearestImage near = nearest_image(x, i, j);
+        // The image `cell` cells from j's bin is the nearest one + the translation by cell + offset.
+        long offset[3];
+        for (int k = 0; k < 3; k++) offset[k] = static_cast<long>(at.whole[k]) - whole_[3 * j + k] + near.fraction[k];
+        candidates_.clear();
+        for (long f = first_found_[j]; f >= 0; f = found_[f].next) {
+            const long cells[3] = {found_[f].cell[0] + offset[0], found_[f].cell[1] + offset[1],
+                                   found_[f].cell[2] + offset[2]};
+            const long t = translation_at(cells);
+            if (t >= 0) add_image(j, near.between, &translations_[3 * t], range_squared);
+        }
+        first_found_[j] = -1;
+        file_partner(n);
+    }
+}
+
+// x[j] - x[i] taken to its nearest image by rounding its fractional coordinates, and the cells
+// rounded away.
+QuorixNeighbourList::NearestImage QuorixNeighbourList::nearest_image(double* const* x, long i, long j) const {
+    NearestImage near;
+    for (int k = 0; k < 3; k++) near.between[k] = x[j][k] - x[i][k];
+    double fraction[3];
+    for (int k = 0; k < 3; k++) fraction[k] = std::floor(quorix_vector3_double_dot(reciprocal_[k], near.between) + 0.5);
+    for (int k = 0; k < 3; k++)
+        for (int c = 0; c < 3; c++) near.between[k] -= fraction[c] * lattice_[c][k];
+    for (int k = 0; k < 3; k++) near.fraction[k] = static_cast<long>(fraction[k]);
+    return near;
+}
+
+// Adds the image of mobile atom j at `between` + `translation` to the candidates when in range.
+void QuorixNeighbourList::add_image(long j, const double* between, const double* translation, double range_squared) {
+    const Candidate c{group_[j], j,
+                      {between[0] + translation[0], between[1] + translation[1], between[2] + translation[2]}};
+    if (c.r[0] * c.r[0] + c.r[1] * c.r[1] + c.r[2] * c.r[2] <= range_squared) candidates_.push_back(c);
+}
+
+// Files the candidate images of one partner of mobile atom n: many make a run of their own, a few
+// join the runs shared by the partners with few images, which spares the force sum a run for
+// every one or two pairs in large cells.
+void QuorixNeighbourList::file_partner(size_t n) {
+    if (candidates_.size() >= kOwnRun)
+        file_mobile_run(candidates_, moving_[n]);
+    else
+        scattered_.insert(scattered_.end(), candidates_.begin(), candidates_.end());
 }
 
 // Files partners of one mobile atom as runs of one group each (fixed atoms, or the few images of

@@ -2,8 +2,9 @@
 // it lists the images of every fixed atom within reach + skin, refreshed for that atom alone once
 // it has moved more than the skin, and the images of every mobile atom of higher index within
 // reach + skin, refreshed for all once two mobile atoms together have moved more than the skin.
-// Positions are one 3-vector per atom of the cell, continuous in time (not wrapped back into the
-// cell), so an atom crossing a cell face forces no refresh.
+// Both are found through bins over the cell. Positions are one 3-vector per atom of the cell,
+// continuous in time (not wrapped back into the cell), so an atom crossing a cell face forces no
+// refresh.
 #pragma once
 
 #include <cmath>
@@ -23,20 +24,21 @@ public:
     // 1 when the lattice is unusable.
     int build(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
               double* const* x);
-    // Lists again what the atoms have moved out of: build() the first time, 0 or its failure.
-    int refresh(const QUORIX_CELL* cell, const std::vector<char>& mobile, const std::vector<int>& group,
-                double* const* x);
+    // Takes the atoms to positions x (after build(), with the same flags and groups: build() again
+    // when they change): notes how far each has moved and lists again what they have moved out
+    // of. 0, or 1 when an atom is lost.
+    int refresh(double* const* x);
 
     // visit(i, j, r, d_squared, j_mobile) for every mobile atom i and every listed image of atom j
-    // within reach of it at positions x, r = image of x[j] - x[i].
+    // within reach of it at the positions of the last build() or refresh(), r = image of x[j] - x[i].
     template <class Visit>
-    void for_each_pair(double* const* x, Visit visit) const {
+    void for_each_pair(Visit visit) const {
         const double reach_squared = reach_ * reach_;
-        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift, double) {
+        for_each_run([&](long i, const Partners& partners, const Run& run, const double* shift, double) {
             for (size_t e = run.first; e < run.last; e++) {
                 double r[3] = {partners.rx[e] - shift[0], partners.ry[e] - shift[1], partners.rz[e] - shift[2]};
                 if (run.scattered)
-                    for (int k = 0; k < 3; k++) r[k] += moving_displacement(x, partners.partner[e], k);
+                    for (int k = 0; k < 3; k++) r[k] += moving_displacement(partners.partner[e], k);
                 const double d_squared = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
                 if (d_squared <= reach_squared) visit(i, partners.partner[e], r, d_squared, run.moves);
             }
@@ -49,8 +51,8 @@ public:
     // them zero. Where every partner of a run is at least g.far_from away, g.far(d_squared) is
     // called instead. f is not cleared first.
     template <class FactorFor>
-    void add_pair_forces(double* const* x, double** f, FactorFor factor_for) const {
-        for_each_run(x, [&](long i, const Partners& partners, const Run& run, const double* shift, double moved) {
+    void add_pair_forces(double** f, FactorFor factor_for) const {
+        for_each_run([&](long i, const Partners& partners, const Run& run, const double* shift, double moved) {
             if (run.closest - moved > reach_) return;
             const auto g = factor_for(i, run.group);
             // Partners listed beyond reach + k quarters of the skin are still out of reach while
@@ -59,7 +61,7 @@ public:
             const Run part{run.first, quarters < kNearCuts ? run.near_last[std::max(quarters, 1) - 1] : run.last};
             double sum[3];
             if (run.scattered)
-                sum_scattered_run(partners, part, shift, x, f, g, sum);
+                sum_scattered_run(partners, part, shift, f, g, sum);
             else if (run.closest - moved >= g.far_from)
                 sum_run(partners, part, shift, [&g](QuorixLanes d_squared) { return g.far(d_squared); }, sum);
             else
@@ -94,41 +96,31 @@ private:
         void append(long j, const double* r);
     };
 
-    // How far mobile atom j has moved along k since the mobile pairs were listed.
-    double moving_displacement(double* const* x, long j, int k) const {
-        return x[j][k] - moving_reference_[3 * j + k];
-    }
+    // How far mobile atom j had moved along k at the last refresh since the mobile pairs were listed.
+    double moving_displacement(long j, int k) const { return moving_shift_[3 * j + k]; }
 
     // visit(i, partners, run, shift, moved) for every run of every mobile atom i, where shift is
     // how far i has moved since the run was listed, less how far its partner has (scattered runs:
     // i alone), and `moved` bounds how far the pair has moved apart.
     template <class Visit>
-    void for_each_run(double* const* x, Visit visit) const {
-        auto length = [](const double* v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); };
-        double farthest = 0;  // of the mobile atoms since the mobile pairs were listed
-        for (const long i : mobile_) {
-            double d[3];
-            for (int k = 0; k < 3; k++) d[k] = moving_displacement(x, i, k);
-            farthest = std::max(farthest, length(d));
-        }
+    void for_each_run(Visit visit) const {
         for (size_t n = 0; n < mobile_.size(); n++) {
             const long i = mobile_[n];
-            double shift[3];
-            for (int k = 0; k < 3; k++) shift[k] = x[i][k] - fixed_reference_[3 * n + k];
-            const double moved = length(shift);
-            for (const Run& run : fixed_[n].runs) visit(i, fixed_[n], run, shift, moved);
-            double own[3];
-            for (int k = 0; k < 3; k++) own[k] = moving_displacement(x, i, k);
+            for (const Run& run : fixed_[n].runs) visit(i, fixed_[n], run, &fixed_shift_[3 * n], fixed_moved_[n]);
+            const double* own = &moving_shift_[3 * i];
             for (const Run& run : moving_[n].runs) {
                 if (run.scattered) {
-                    visit(i, moving_[n], run, own, length(own) + farthest);
+                    visit(i, moving_[n], run, own, moving_moved_[n] + farthest_);
                     continue;
                 }
-                for (int k = 0; k < 3; k++) shift[k] = own[k] - moving_displacement(x, run.j, k);
+                double shift[3];
+                for (int k = 0; k < 3; k++) shift[k] = own[k] - moving_displacement(run.j, k);
                 visit(i, moving_[n], run, shift, length(shift));
             }
         }
     }
+
+    static double length(const double* v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
 
     // sum = the sum of r * g(d_squared) over the partners of `run` at `shift`.
     template <class Factor>
@@ -146,8 +138,8 @@ private:
 
     // The same for a scattered run, shift being that of atom i alone; f[j] -= each pair's term.
     template <class Factor>
-    void sum_scattered_run(const Partners& partners, const Run& run, const double* shift, double* const* x,
-                           double** f, const Factor& g, double* sum) const {
+    void sum_scattered_run(const Partners& partners, const Run& run, const double* shift, double** f, const Factor& g,
+                           double* sum) const {
         static_assert(kQuorixLanes == 2, "one partner per lane");
         const double *rx = partners.rx.data(), *ry = partners.ry.data(), *rz = partners.rz.data();
         QuorixLanes lanes[3] = {};
@@ -156,7 +148,7 @@ private:
             QuorixLanes r[3] = {quorix_lanes_load(rx + e) - shift[0], quorix_lanes_load(ry + e) - shift[1],
                                 quorix_lanes_load(rz + e) - shift[2]};
             for (int k = 0; k < 3; k++)
-                r[k] += QuorixLanes{moving_displacement(x, j0, k), moving_displacement(x, j1, k)};
+                r[k] += QuorixLanes{moving_displacement(j0, k), moving_displacement(j1, k)};
             const QuorixLanes factor = g(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
             for (int k = 0; k < 3; k++) {
                 const QuorixLanes term = r[k] * factor;
@@ -174,9 +166,49 @@ private:
         long j;
         double r[3];
     };
-    void bin_fixed_atoms(double* const* x);
+
+    // Atoms binned by their position in the cell, `count` bins along each axis: bin b holds atoms[start[b]] .. atoms[start[b + 1] - 1],
+    // each with its position q wrapped into the cell (Cartesian).
+    struct Binned {
+        double q[3];
+        long j;
+        int group;
+    };
+    struct Bins {
+        int count[3] = {1, 1, 1};  // along each axis
+        std::vector<size_t> start;
+        std::vector<Binned> atoms;
+    };
+    // A position: fractional coordinates u, the cell floor(u) it lies in, and p wrapped into the cell.
+    struct Wrapped {
+        double u[3], whole[3], p[3];
+    };
+    // An image of mobile atom j found near another, `cell` cells from its bin; the next image
+    // found of the same atom (-1: none).
+    struct Found {
+        long j;
+        int cell[3];
+        long next;
+    };
+
+    Wrapped wrapped(const double* x) const;
+    void bin_atoms(const std::vector<long>& atoms, double* const* x, Bins& bins);
+    template <class Visit>
+    void for_each_binned_near(const Bins& bins, const Wrapped& at, const double* extent, Visit visit) const;
     int list_fixed(size_t n, double* const* x);
+    // x[j] - x[i] at its nearest image, and the cells rounded away.
+    struct NearestImage {
+        double between[3];
+        long fraction[3];
+    };
     void list_moving(double* const* x);
+    void list_all_partners(size_t n, double* const* x);
+    void list_binned_partners(size_t n, double* const* x);
+    NearestImage nearest_image(double* const* x, long i, long j) const;
+    void add_image(long j, const double* between, const double* translation, double range_squared);
+    void file_partner(size_t n);
+    void list_translations(const QUORIX_CELL* cell, const double* width);
+    long translation_at(const long* n) const;
     void file_group_runs(const std::vector<Candidate>& candidates, bool moving, Partners& out);
     void file_mobile_run(std::vector<Candidate>& candidates, Partners& out) const;
     void close_run(Run run, Partners& out) const;
@@ -186,25 +218,29 @@ private:
     std::vector<char> mobile_flag_;  // of every atom, as built
     std::vector<int> group_;         // of every atom, as built
     int groups_ = 1;
-    std::vector<long> mobile_;                 // indices of the mobile atoms
+    std::vector<long> mobile_, fixed_atoms_;   // indices of the mobile and of the fixed atoms
     std::vector<Partners> fixed_, moving_;     // by mobile atom n
     std::vector<double> fixed_reference_;      // position of mobile atom n when its fixed partners were listed
     std::vector<double> moving_reference_;     // of every atom when the mobile pairs were listed
+    // Measured at the last build() or refresh(): how far mobile atom n has moved since its fixed
+    // partners were listed (3 each, and the length), and how far every mobile atom has moved since
+    // the mobile pairs were listed (3 per atom of the cell; the length by n; the largest length).
+    std::vector<double> fixed_shift_, fixed_moved_, moving_shift_, moving_moved_;
+    double farthest_ = 0;
     std::vector<size_t> start_, order_;        // scratch of the counting sort
     std::vector<Candidate> candidates_, scattered_;  // scratch
+    std::vector<Found> found_;                        // scratch: images found near one mobile atom
+    std::vector<long> found_partners_;                // ... the atoms they are of
+    std::vector<long> first_found_, last_found_;      // ... by atom: the first and last of its images (-1: none)
 
-    // The fixed atoms binned by their position in the cell: bins_[b] .. bins_[b + 1] - 1 index
-    // binned_; cell positions q (Cartesian, inside the cell) of each.
-    struct Binned {
-        double q[3];
-        long j;
-        int group;
-    };
-    int bin_count_[3] = {1, 1, 1};
-    std::vector<size_t> bins_;
-    std::vector<Binned> binned_;
+    Bins fixed_bins_, mobile_bins_;
+    bool bin_mobile_ = false;  // the mobile pairs are found through bins
+    std::vector<long> whole_;  // 3 per binned atom of the cell: the cell floor(u) it was wrapped from
     double lattice_[3][3] = {};
     double reciprocal_[3][3] = {};
-    double extent_[3] = {};            // reach + skin in cell fractions along each axis
+    double extent_[3] = {};         // reach + skin in cell fractions along each axis
+    double mobile_extent_[3] = {};  // the same, widened by what rounding can change
     std::vector<double> translations_;  // lattice translations that can bring a mobile pair within range, 3 each
+    int translation_box_[3] = {};       // translations_ lie within this box of cells ...
+    std::vector<long> translation_index_;  // ... at this index each (-1: not listed), cells of the box in order
 };
