@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -22,12 +23,19 @@ constexpr double kRadiusLimit = 0.6;     // angstrom: sites further from an atom
 constexpr double kEnergyClass = 0.0003;  // eV: sites closer in energy share an interstitial name and a site class
 constexpr double kSameSaddle = 0.001;    // angstrom
 
-// Appends one record to a malloc'ed array.
+// Appends one record to a malloc'ed array with room for `capacity` records, doubling the room
+// when it is full, so that building an array costs linear time. Growing may move the array:
+// nothing may point into it until it is complete.
 template <class T>
-bool append_record(T*& array, long& total, const T& record) {
-    auto* grown = static_cast<T*>(std::realloc(array, (total + 1) * sizeof(T)));
-    if (!grown) return false;
-    array = grown;
+bool append_record(T*& array, long& total, long& capacity, const T& record) {
+    if (total == capacity) {
+        if (capacity > std::numeric_limits<long>::max() / 2 / static_cast<long>(sizeof(T))) return false;
+        const long room = std::max(2 * capacity, 16L);
+        auto* grown = static_cast<T*>(std::realloc(array, room * sizeof(T)));
+        if (!grown) return false;
+        array = grown;
+        capacity = room;
+    }
     array[total++] = record;
     return true;
 }
@@ -65,6 +73,7 @@ void image_shift(double out[3], const double a[3][3], long p, long q, long r) {
 // ---------------------------------------------------------------- building the site graph
 
 int add_vertices(QUORIX_GRAPH* graph, const QUORIX_FPHALF_LIST* halves, const QUORIX_FFT* fft) {
+    long capacity = graph->total_v;
     for (long h = 0; h < halves->total; h++) {
         const QUORIX_FPHALF& half = halves->half[h];
         if (!ends_in_minimum(half)) continue;
@@ -90,7 +99,7 @@ int add_vertices(QUORIX_GRAPH* graph, const QUORIX_FPHALF_LIST* halves, const QU
         std::memcpy(vertex.eig, hessian.eig, sizeof vertex.eig);
         std::memcpy(vertex.eiv, hessian.eiv, sizeof vertex.eiv);
         vertex.en = end->en;
-        if (!append_record(graph->v, graph->total_v, vertex)) {
+        if (!append_record(graph->v, graph->total_v, capacity, vertex)) {
             std::fprintf(stderr, "Error: unable to reallocate QUORIX_GRAPH_VERTEX.\n");
             return 1;
         }
@@ -106,9 +115,10 @@ bool saddle_has_edge(const QUORIX_GRAPH* graph, const QUORIX_FPDOT* saddle) {
     return false;
 }
 
-// The two directions of the hop from vertex A (end of half i) to vertex B (end of half j).
-int add_hop(QUORIX_GRAPH* graph, const QUORIX_FPHALF_LIST* halves, long i, long j, QUORIX_GRAPH_VERTEX* A,
-            QUORIX_GRAPH_VERTEX* B) {
+// The two directions of the hop from vertex A (end of half i) to vertex B (end of half j), in
+// graph->e with room for `capacity` edges.
+int add_hop(QUORIX_GRAPH* graph, long& capacity, const QUORIX_FPHALF_LIST* halves, long i, long j,
+            QUORIX_GRAPH_VERTEX* A, QUORIX_GRAPH_VERTEX* B) {
     const QUORIX_FPHALF& hi = halves->half[i];
     const QUORIX_FPHALF& hj = halves->half[j];
     const QUORIX_FPDOT* saddle = hi.dot[0];
@@ -135,14 +145,17 @@ int add_hop(QUORIX_GRAPH* graph, const QUORIX_FPHALF_LIST* halves, long i, long 
     // Until the edges are linked, index holds the partner's position.
     e1.index = graph->total_e + 1;
     e2.index = graph->total_e;
-    if (!append_record(graph->e, graph->total_e, e1) || !append_record(graph->e, graph->total_e, e2)) {
+    if (!append_record(graph->e, graph->total_e, capacity, e1) ||
+        !append_record(graph->e, graph->total_e, capacity, e2)) {
         std::fprintf(stderr, "Error: unable to reallocate QUORIX_GRAPH_EDGE.\n");
         return 1;
     }
     return 0;
 }
 
+// The vertices are complete: edges point at them.
 int add_edges(QUORIX_GRAPH* graph, const QUORIX_FPHALF_LIST* halves) {
+    long capacity = graph->total_e;
     for (long i = 0; i < halves->total; i++) {
         const QUORIX_FPHALF& hi = halves->half[i];
         if (!is_hop_half(hi) || saddle_has_edge(graph, hi.dot[0])) continue;
@@ -160,7 +173,7 @@ int add_edges(QUORIX_GRAPH* graph, const QUORIX_FPHALF_LIST* halves) {
                     long end_j[3];
                     long_index(end_j, last_dot(hj));
                     if (!quorix_dot_adjacent(graph->v[b].x_i, end_j, graph->n)) continue;
-                    if (add_hop(graph, halves, i, j, &graph->v[a], &graph->v[b])) return 1;
+                    if (add_hop(graph, capacity, halves, i, j, &graph->v[a], &graph->v[b])) return 1;
                 }
             }
         }
