@@ -48,8 +48,7 @@ std::vector<AxisRun> axis_runs(int low, int high, int count) {
     return runs;
 }
 
-constexpr double kBinWidth = 2.0;       // A: bins of the fixed atoms about this wide across the cell
-constexpr double kMobileBinWidth = 2.0; // A: the same for the mobile atoms
+constexpr double kBinWidth = 2.0;       // A: bins about this wide across the cell
 constexpr double kNarrowestCell = 0.5;  // A: flatter cells cannot hold a sensible structure
 constexpr double kFar = 1e3;            // A: a padding partner this far away is out of any reach
 constexpr double kFarthestAtom = 1e8;   // A: positions beyond are taken for a run gone wrong
@@ -111,8 +110,7 @@ int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>&
         }
         extent_[k] = range / rec.width[k];
         mobile_extent_[k] = (range + kRounding) / rec.width[k];
-        fixed_bins_.count[k] = std::clamp(static_cast<int>(rec.width[k] / kBinWidth), 1, 64);
-        mobile_bins_.count[k] = std::clamp(static_cast<int>(rec.width[k] / kMobileBinWidth), 1, 64);
+        fixed_bins_.count[k] = mobile_bins_.count[k] = std::clamp(static_cast<int>(rec.width[k] / kBinWidth), 1, 64);
     }
     // Bins pay for pairs of mobile atoms where the bins around an atom span less than the cell.
     double span = 1;
@@ -125,7 +123,7 @@ int QuorixNeighbourList::build(const QUORIX_CELL* cell, const std::vector<char>&
     mobile_.clear();
     fixed_atoms_.clear();
     for (long i = 0; i < cell->total; i++) (mobile[i] ? mobile_ : fixed_atoms_).push_back(i);
-    whole_.assign(3 * total, 0);
+    whole_.assign(3 * total, 0.0);
     first_found_.assign(total, -1);
     last_found_.assign(total, -1);
     bin_atoms(fixed_atoms_, x, fixed_bins_);
@@ -227,7 +225,7 @@ void QuorixNeighbourList::bin_atoms(const std::vector<long>& atoms, double* cons
         int index[3];
         for (int k = 0; k < 3; k++) {
             atom.q[k] = at.p[k];
-            whole_[3 * j + k] = static_cast<long>(at.whole[k]);
+            whole_[3 * j + k] = at.whole[k];
             index[k] = std::clamp(static_cast<int>((at.u[k] - at.whole[k]) * bins.count[k]), 0, bins.count[k] - 1);
         }
         bin_of[n] = (static_cast<size_t>(index[0]) * bins.count[1] + index[1]) * bins.count[2] + index[2];
@@ -326,7 +324,8 @@ void QuorixNeighbourList::list_all_partners(size_t n, double* const* x) {
         const long j = mobile_[m];
         const NearestImage near = nearest_image(x, mobile_[n], j);
         candidates_.clear();
-        for (size_t t = 0; t < translations_.size(); t += 3) add_image(j, near.between, &translations_[t], range_squared);
+        for (size_t t = 0; t < translations_.size(); t += 3)
+            add_image(j, near.between, &translations_[t], range_squared);
         file_partner(n);
     }
 }
@@ -370,7 +369,7 @@ void QuorixNeighbourList::list_binned_partners(size_t n, double* const* x) {
         const NearestImage near = nearest_image(x, i, j);
         // The image `cell` cells from j's bin is the nearest one + the translation by cell + offset.
         long offset[3];
-        for (int k = 0; k < 3; k++) offset[k] = static_cast<long>(at.whole[k]) - whole_[3 * j + k] + near.fraction[k];
+        for (int k = 0; k < 3; k++) offset[k] = static_cast<long>(at.whole[k] - whole_[3 * j + k]) + near.fraction[k];
         candidates_.clear();
         for (long f = first_found_[j]; f >= 0; f = found_[f].next) {
             const long cells[3] = {found_[f].cell[0] + offset[0], found_[f].cell[1] + offset[1],

@@ -2,9 +2,10 @@
 // it lists the images of every fixed atom within reach + skin, refreshed for that atom alone once
 // it has moved more than the skin, and the images of every mobile atom of higher index within
 // reach + skin, refreshed for all once two mobile atoms together have moved more than the skin.
-// Both are found through bins over the cell. Positions are one 3-vector per atom of the cell,
-// continuous in time (not wrapped back into the cell), so an atom crossing a cell face forces no
-// refresh.
+// Both are found through bins over the cell (the mobile pairs only where the bins around an atom
+// leave some out: in small cells every pair is tried under every translation). Positions are one
+// 3-vector per atom of the cell, continuous in time (not wrapped back into the cell), so an atom
+// crossing a cell face forces no refresh.
 #pragma once
 
 #include <cmath>
@@ -167,8 +168,9 @@ private:
         double r[3];
     };
 
-    // Atoms binned by their position in the cell, `count` bins along each axis: bin b holds atoms[start[b]] .. atoms[start[b + 1] - 1],
-    // each with its position q wrapped into the cell (Cartesian).
+    // Atoms binned by their position in the cell, `count` bins along each axis: bin b holds
+    // atoms[start[b]] .. atoms[start[b + 1] - 1], each with its position q wrapped into the cell
+    // (Cartesian).
     struct Binned {
         double q[3];
         long j;
@@ -235,7 +237,7 @@ private:
 
     Bins fixed_bins_, mobile_bins_;
     bool bin_mobile_ = false;  // the mobile pairs are found through bins
-    std::vector<long> whole_;  // 3 per binned atom of the cell: the cell floor(u) it was wrapped from
+    std::vector<double> whole_;  // 3 per binned atom of the cell: the cell floor(u) it was wrapped from
     double lattice_[3][3] = {};
     double reciprocal_[3][3] = {};
     double extent_[3] = {};         // reach + skin in cell fractions along each axis

@@ -4,14 +4,19 @@
 // forces against the lattice energy.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <random>
+#include <tuple>
 #include <vector>
 
 #include "support.hpp"
 #include "quorix-import-build.hpp"
 #include "quorix-import-property.hpp"
+#include "quorix-la.hpp"
 #include "quorix-md.hpp"
 #include "quorix-rx-neighbour.hpp"
 #include "quorix-rx.hpp"
@@ -151,4 +156,59 @@ TEST(MolecularDynamics, NeighbourListOfALongThinCell) {
     long listed = 0;
     list.for_each_pair([&](long, long, const double*, double, bool) { listed++; });
     EXPECT_EQ(listed, 24);  // the O images within 10.5 A of the Li in its plane
+}
+
+// A skewed cell four times as wide as the reach, whose mobile atoms find each other through bins:
+// the listed pairs are those of every pair and image, with atoms several cells out (positions are
+// not wrapped), and again after every atom has moved past the skin.
+TEST(MolecularDynamics, NeighbourListOfALargeCellHasEveryImage) {
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> unit(0, 1);
+    std::vector<quorix_test::Site> sites;
+    for (int n = 0; n < 90; n++)
+        sites.push_back({n % 3 ? "Li" : "O", n % 3 ? 1 : -2, unit(random), unit(random), unit(random)});
+    const CellPtr cell = quorix_test::make_cell(16, 17, 18, sites, 75, 80, 100);
+    const long total = cell->total;
+    std::vector<char> mobile(total);
+    std::vector<std::array<double, 3>> rows(total);
+    std::vector<double*> x(total);
+    for (long i = 0; i < total; i++) {
+        mobile[i] = cell->atom[i].os > 0;
+        x[i] = rows[i].data();
+        for (int c = 0; c < 3; c++) x[i][c] = cell->atom[i].x[c] + (i % 4) * cell->a[0][c] - (i % 3) * cell->a[2][c];
+    }
+    const double reach = 3.5;
+    QuorixNeighbourList list(reach, 0.5);
+    ASSERT_EQ(list.build(cell.get(), mobile, std::vector<int>(mobile.begin(), mobile.end()), x.data()), 0);
+    double reciprocal[3][3], width[3];
+    quorix_lattice_reciprocal(cell->a, reciprocal, width);
+    for (const double step : {0.0, 0.6}) {
+        for (long i = 0; i < total; i++)
+            if (mobile[i]) x[i][i % 3] += step;
+        ASSERT_EQ(list.refresh(x.data()), 0);
+        // Pairs with their squared distances in millionths of square Angstroms.
+        std::vector<std::tuple<long, long, long>> listed, expected;
+        list.for_each_pair(
+            [&](long i, long j, const double*, double s, bool) { listed.emplace_back(i, j, std::lround(s * 1e6)); });
+        for (long i = 0; i < total; i++)
+            for (long j = 0; mobile[i] && j < total; j++) {
+                if (j == i || (mobile[j] && j < i)) continue;
+                double between[3], nearest[3];
+                for (int c = 0; c < 3; c++) between[c] = x[j][c] - x[i][c];
+                for (int k = 0; k < 3; k++) nearest[k] = std::round(quorix_vector3_double_dot(reciprocal[k], between));
+                for (int l = -1; l <= 1; l++)
+                    for (int m = -1; m <= 1; m++)
+                        for (int p = -1; p <= 1; p++) {
+                            double r[3];
+                            quorix_vector3_double_sum3(r, cell->a[0], l - nearest[0], cell->a[1], m - nearest[1],
+                                                       cell->a[2], p - nearest[2]);
+                            for (int c = 0; c < 3; c++) r[c] += between[c];
+                            const double s = quorix_vector3_double_dot(r, r);
+                            if (s <= reach * reach) expected.emplace_back(i, j, std::lround(s * 1e6));
+                        }
+            }
+        std::sort(listed.begin(), listed.end());
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(listed, expected) << step;
+    }
 }
