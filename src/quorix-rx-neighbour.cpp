@@ -262,9 +262,8 @@ void QuorixNeighbourList::for_each_binned_near(const Bins& bins, const Wrapped& 
                         double shift[3];
                         for (int c = 0; c < 3; c++) shift[c] = shift01[c] + run2.cell * lattice_[2][c];
                         const int cell[3] = {run0.cell, run1.cell, run2.cell};
-                        const Binned* atoms = bins.atoms.data();
-                        visit(atoms + bins.start[row + run2.first], atoms + bins.start[row + run2.last + 1], shift,
-                              cell);
+                        const size_t first = bins.start[row + run2.first], last = bins.start[row + run2.last + 1];
+                        if (first < last) visit(&bins.atoms[first], bins.atoms.data() + last, shift, cell);
                     }
                 }
 }
@@ -339,22 +338,20 @@ void QuorixNeighbourList::list_binned_partners(size_t n, double* const* x) {
     const double wide_squared = (reach_ + skin_ + kRounding) * (reach_ + skin_ + kRounding);
     // Every atom met is written down but kept only when it is a partner in range: a branch here
     // would go either way at random.
-    found_.clear();
+    size_t kept = 0;
     auto near = [&](const Binned* first, const Binned* last, const double* shift, const int* cell) {
-        size_t kept = found_.size();
-        found_.resize(kept + (last - first));
+        if (found_.size() < kept + (last - first)) found_.resize(2 * (kept + (last - first)));
         for (const Binned* atom = first; atom != last; atom++) {
             const double r[3] = {atom->q[0] + shift[0], atom->q[1] + shift[1], atom->q[2] + shift[2]};
             found_[kept] = Found{atom->j, {cell[0], cell[1], cell[2]}, -1};
             kept += (atom->j > i) & (r[0] * r[0] + r[1] * r[1] + r[2] * r[2] <= wide_squared);
         }
-        found_.resize(kept);
     };
     for_each_binned_near(mobile_bins_, at, mobile_extent_, near);
     // The images of each j are chained in the order the bins met them, which is the order of their
     // cells and so of the translations.
     found_partners_.clear();
-    for (size_t f = 0; f < found_.size(); f++) {
+    for (size_t f = 0; f < kept; f++) {
         const long j = found_[f].j;
         if (first_found_[j] < 0) {
             first_found_[j] = static_cast<long>(f);
