@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -44,56 +45,62 @@ void gather_energies(const QUORIX_FPCUBE* fpcube, const QUORIX_FPDOT* dot, doubl
     }
 }
 
-// For each neighbour position p, the positions q = p + offset (offsets in the order of the
-// labelling scan) that can change p's label: inside the shell, neither p itself nor the centre.
+// Place of shell position p (0..26, first index outer) in the padded 5x5x5 block of labels.
+constexpr int block_offset(int p) { return (p / 9 + 1) * 25 + (p / 3 % 3 + 1) * 5 + (p % 3 + 1); }
+
+// For each neighbour position p, the positions q = p + offset that can change p's label, as
+// bits: inside the shell, neither p itself nor the centre, and before p in the scan, since
+// positions after it carry no label yet when it is visited. The offsets in the order of the
+// labelling scan meet these q in increasing order, so the bits are taken lowest first.
 struct ShellAdjacency {
-    int count[27] = {};
-    unsigned char q[27][26] = {};
+    std::uint32_t before[27] = {};
+    int offset[27] = {};  // block_offset of each position
 };
 
 const ShellAdjacency& shell_adjacency() {
     static const ShellAdjacency adjacency = [] {
         ShellAdjacency s;
         for (int p = 0; p < 27; p++) {
+            s.offset[p] = block_offset(p);
             const int pa = p / 9, pb = p / 3 % 3, pc = p % 3;
-            for (int da = -1; da <= 1; da++)
-                for (int db = -1; db <= 1; db++)
-                    for (int dc = -1; dc <= 1; dc++) {
-                        const int qa = pa + da, qb = pb + db, qc = pc + dc;
-                        if (qa < 0 || qa > 2 || qb < 0 || qb > 2 || qc < 0 || qc > 2) continue;
-                        const int q = qa * 9 + qb * 3 + qc;
-                        if (q != p && q != kSelf) s.q[p][s.count[p]++] = static_cast<unsigned char>(q);
-                    }
+            for (int q = 0; q < p; q++)
+                if (q != kSelf && std::abs(q / 9 - pa) <= 1 && std::abs(q / 3 % 3 - pb) <= 1 && std::abs(q % 3 - pc) <= 1)
+                    s.before[p] |= std::uint32_t{1} << q;
         }
         return s;
     }();
     return adjacency;
 }
 
-int& block_label(int labels[5][5][5], int p) { return labels[p / 9 + 1][p / 3 % 3 + 1][p % 3 + 1]; }
-
 // Groups the neighbours into 26-connected sets of equal sign (upward: energy >= the dot's).
+// Every position before p but the centre is labelled when p is visited, so p joins the label of
+// its first earlier neighbour of its sign and merges the labels of the others.
 void cluster_dot(QUORIX_FPDOT* dot, const double en[27]) {
-    int sign[27];
-    for (int p = 0; p < 27; p++) sign[p] = p == kSelf ? 0 : (en[p] >= dot->en ? 1 : -1);
+    std::uint32_t upward = 0;
+    for (int p = 0; p < 27; p++)
+        if (p != kSelf && en[p] >= dot->en) upward |= std::uint32_t{1} << p;
+    const std::uint32_t downward = ~upward & ~(std::uint32_t{1} << kSelf) & ((std::uint32_t{1} << 27) - 1);
     int labels[5][5][5] = {};
+    int* const block = &labels[0][0][0];
     int counter = 1;
     const ShellAdjacency& adjacency = shell_adjacency();
     for (int p = 0; p < 27; p++) {
-        if (sign[p] == 0) continue;
-        for (int k = 0; k < adjacency.count[p]; k++) {
-            const int q = adjacency.q[p][k];
-            const int label_q = block_label(labels, q);
-            if (label_q == 0 || sign[q] != sign[p]) continue;
-            if (block_label(labels, p) != 0)
-                quorix_fpdot_merge_cluster(labels, block_label(labels, p), label_q);
-            else
-                block_label(labels, p) = label_q;
+        if (p == kSelf) continue;
+        const bool up = (upward >> p) & 1;
+        int& label_p = block[adjacency.offset[p]];
+        std::uint32_t same = adjacency.before[p] & (up ? upward : downward);
+        if (same == 0) {
+            label_p = (up ? 1 : -1) * counter++;
+            continue;
         }
-        if (block_label(labels, p) == 0) block_label(labels, p) = sign[p] * counter++;
+        label_p = block[adjacency.offset[__builtin_ctz(same)]];
+        for (same &= same - 1; same != 0; same &= same - 1)
+            quorix_fpdot_merge_cluster(labels, label_p, block[adjacency.offset[__builtin_ctz(same)]]);
     }
-    auto* cluster = &dot->cluster[0][0][0];
-    for (int p = 0; p < 27; p++) cluster[p] = static_cast<signed char>(block_label(labels, p));
+    signed char cluster[27];
+    for (int p = 0; p < 27; p++) cluster[p] = static_cast<signed char>(block[adjacency.offset[p]]);
+    static_assert(sizeof dot->cluster == sizeof cluster);
+    std::memcpy(dot->cluster, cluster, sizeof cluster);
 }
 
 // Appends the warning `format` (three %ld for the dot's indices) to `log`.
