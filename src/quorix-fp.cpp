@@ -94,8 +94,10 @@ void cluster_dot(QUORIX_FPDOT* dot, const double en[27]) {
             continue;
         }
         label_p = block[adjacency.offset[__builtin_ctz(same)]];
-        for (same &= same - 1; same != 0; same &= same - 1)
-            quorix_fpdot_merge_cluster(labels, label_p, block[adjacency.offset[__builtin_ctz(same)]]);
+        for (same &= same - 1; same != 0; same &= same - 1) {
+            const int label_q = block[adjacency.offset[__builtin_ctz(same)]];
+            if (label_q != label_p) quorix_fpdot_merge_cluster(labels, label_p, label_q);  // mostly one group already
+        }
     }
     signed char cluster[27];
     for (int p = 0; p < 27; p++) cluster[p] = static_cast<signed char>(block[adjacency.offset[p]]);
