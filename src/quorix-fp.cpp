@@ -145,34 +145,48 @@ void classify_dot(QUORIX_FPDOT* dot, std::string& log) {
     if (total_up == 0 && total_dn > 0) dot->type = FP_MAX;
 }
 
-// Position of the steepest neighbour holding `label`; among equal energies the last one wins.
-unsigned char steepest_in_group(const QUORIX_FPDOT* dot, const double en[27], int label, bool upward) {
+// For every group label, the position of its steepest neighbour (highest for upward groups,
+// lowest for downward ones), among equal energies the last; NO_STEP where none beats the dot.
+struct SteepestByLabel {
+    unsigned char up[27], dn[27];  // by the label's magnitude (labels run from -26 to 26)
+};
+
+SteepestByLabel steepest_by_label(const QUORIX_FPDOT* dot, const double en[27]) {
+    SteepestByLabel steepest;
+    std::memset(&steepest, QUORIX_FPDOT_NO_STEP, sizeof steepest);
+    double best_up[27], best_dn[27];
+    std::fill(best_up, best_up + 27, dot->en);
+    std::fill(best_dn, best_dn + 27, dot->en);
     const signed char* cluster = &dot->cluster[0][0][0];
-    double best_en = dot->en;
-    unsigned char best = QUORIX_FPDOT_NO_STEP;
     for (int q = 0; q < 27; q++) {
-        if (cluster[q] != label) continue;
-        if (upward ? en[q] >= best_en : en[q] <= best_en) {
-            best_en = en[q];
-            best = static_cast<unsigned char>(q);
+        const int label = cluster[q];
+        if (label > 0 && en[q] >= best_up[label]) {
+            best_up[label] = en[q];
+            steepest.up[label] = static_cast<unsigned char>(q);
+        } else if (label < 0 && en[q] <= best_dn[-label]) {
+            best_dn[-label] = en[q];
+            steepest.dn[-label] = static_cast<unsigned char>(q);
         }
     }
-    return best;
+    return steepest;
 }
 
+// The steepest step of each group, upward and downward groups each in the order they first
+// appear with a label beyond all before it.
 void branch_dot(QUORIX_FPDOT* dot, const double en[27]) {
     std::memset(dot->up, QUORIX_FPDOT_NO_STEP, sizeof dot->up);
     std::memset(dot->dn, QUORIX_FPDOT_NO_STEP, sizeof dot->dn);
+    const SteepestByLabel steepest = steepest_by_label(dot, en);
     const signed char* cluster = &dot->cluster[0][0][0];
     int max = 0, min = 0, k_up = 0, k_dn = 0;
     for (int p = 0; p < 27; p++) {
         if (cluster[p] > max) {
             max = cluster[p];
-            if (k_up < kMaxBranches) dot->up[k_up++] = steepest_in_group(dot, en, max, true);
+            if (k_up < kMaxBranches) dot->up[k_up++] = steepest.up[max];
         }
         if (cluster[p] < min) {
             min = cluster[p];
-            if (k_dn < kMaxBranches) dot->dn[k_dn++] = steepest_in_group(dot, en, min, false);
+            if (k_dn < kMaxBranches) dot->dn[k_dn++] = steepest.dn[-min];
         }
     }
 }
