@@ -31,7 +31,7 @@ constexpr double kChargeFactor = 1.60217662;           // e in 1e-19 C
 constexpr long kMinimumEquilibration = 10000;
 
 int64_t quantize(double energy) { return std::llround(energy / kKmcEnergyQuantum); }
-double energy_of(int64_t quanta) { return static_cast<double>(quanta) * kKmcEnergyQuantum; }
+double ev_of_quanta(int64_t quanta) { return static_cast<double>(quanta) * kKmcEnergyQuantum; }
 
 long vertex_index(const QUORIX_KMC* kmc, const QUORIX_GRAPH_VERTEX* v) { return v - kmc->graph->v; }
 
@@ -395,9 +395,9 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
 double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
     // The final site is empty, so it adds nothing to the initial site's sum; the initial site's
     // ion is taken out of the final site's sum.
-    const double e_i = state.site_en[hop.from] + energy_of(state.site_phi[hop.from]);
-    const double e_f = state.site_en[hop.to] + energy_of(state.site_phi[hop.to] - hop.end_de);
-    const double e_s = hop.saddle_en + energy_of(state.saddle_phi[hop.saddle]);
+    const double e_i = state.site_en[hop.from] + ev_of_quanta(state.site_phi[hop.from]);
+    const double e_f = state.site_en[hop.to] + ev_of_quanta(state.site_phi[hop.to] - hop.end_de);
+    const double e_s = hop.saddle_en + ev_of_quanta(state.saddle_phi[hop.saddle]);
     return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
 }
 
@@ -437,7 +437,7 @@ void recompute_sums(QUORIX_KMC* kmc) {
 }
 
 // Site energy with the Coulomb terms of the occupied sites around it.
-double effective_energy(const QUORIX_KMC* kmc, long v) { return kmc->kv[v].en + energy_of(kmc->state->site_phi[v]); }
+double effective_energy(const QUORIX_KMC* kmc, long v) { return kmc->kv[v].en + ev_of_quanta(kmc->state->site_phi[v]); }
 
 void add_time_of_occupied_sites(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
