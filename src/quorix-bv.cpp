@@ -34,19 +34,26 @@ void add_bonds(QUORIX_BV* bv, long k, const QUORIX_CELL* cell, const QUORIX_ATOM
     });
 }
 
-// Copies into a new cell only the atoms of the two species.
+// True when the cell holds an atom of the species; otherwise says which species is missing.
+bool holds_species(const QUORIX_CELL* cell, const char* type, int os) {
+    const bool found = std::any_of(cell->atom, cell->atom + cell->total, [&](const QUORIX_ATOM& atom) {
+        return std::strcmp(atom.type, type) == 0 && atom.os == os;
+    });
+    if (!found)
+        std::fprintf(stderr, "Error: unable to find any atom of %s%d%c.\n", type, std::abs(os), sign_of_negative(os));
+    return found;
+}
+
+// Copies into a new cell only the atoms of the two species; both must be present, since the
+// sums of one species alone would fail later with a message that does not name it.
 QUORIX_CELL* cell_of_two_species(const QUORIX_CELL* cell_in, const char* type1, int os1, const char* type2, int os2) {
+    if (!holds_species(cell_in, type1, os1) || !holds_species(cell_in, type2, os2)) return nullptr;
     auto wanted = [&](const QUORIX_ATOM& atom) {
         return (std::strcmp(atom.type, type1) == 0 && atom.os == os1) ||
                (std::strcmp(atom.type, type2) == 0 && atom.os == os2);
     };
     std::vector<QUORIX_ATOM> kept;
     std::copy_if(cell_in->atom, cell_in->atom + cell_in->total, std::back_inserter(kept), wanted);
-    if (kept.empty()) {
-        std::fprintf(stderr, "Error: unable to find any atom of %s%d%c or %s%d%c.\n", type1, std::abs(os1),
-                     sign_of_negative(os1), type2, std::abs(os2), sign_of_negative(os2));
-        return nullptr;
-    }
     CellPtr cell(quorix_cell_copy(cell_in));
     if (!cell) {
         std::fprintf(stderr, "Error: quorix_cell_copy() returns NULL.\n");

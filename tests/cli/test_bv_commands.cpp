@@ -133,6 +133,9 @@ TEST(BvCommands, SumsOfRockSaltInEveryLayout) {
     // Cut to the two species it holds, the cell gives the same sums.
     const auto pair = run_quorix({"--cal-bv-type", cif, "Na", "1", "Cl", "-1"}, dir.path());
     EXPECT_EQ(lines_with(pair.out, "BV:"), lines_with(file.out, "BV:"));
+    // A pair of which the cell lacks one species names that species.
+    const auto absent = run_quorix({"--cal-bv-type", cif, "Na", "2", "Cl", "-1"}, dir.path());
+    EXPECT_EQ(absent.err.substr(0, absent.err.find('\n')), "Error: unable to find any atom of Na2+.");
 }
 
 }  // namespace
