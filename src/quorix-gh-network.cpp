@@ -91,6 +91,18 @@ constexpr double kFixedScreeningFactor = 1.0;
 // Largest difference of a lattice vector of a landscape from the structure's, relative to its length.
 constexpr double kCellTolerance = 1e-3;
 
+// How many times `vector` of a landscape holds the structure's `unit`, or 0 when it is no whole
+// multiple of it. A landscape of shared conducting sites is computed on a supercell.
+long whole_multiple(const double* vector, const double* unit) {
+    const double length = quorix_vector3_double_length(unit);
+    const double ratio = quorix_vector3_double_length(vector) / length;
+    if (!(ratio >= 0.5 && ratio < 1e6)) return 0;  // also NaN from a degenerate cell
+    const long m = std::lround(ratio);
+    for (int k = 0; k < 3; k++)
+        if (!(std::fabs(vector[k] - m * unit[k]) <= kCellTolerance * m * length)) return 0;
+    return m;
+}
+
 // Points every half-path at copies of its dots, so that the grid can go.
 void detach_halves(QUORIX_FPHALF_LIST* halves, std::vector<QUORIX_FPDOT>& dots) {
     long total = 0;
@@ -144,16 +156,18 @@ bool quorix_site_network_same_ion(const char* cube_name, const char* type, int o
 
 bool quorix_site_network_same_cell(const QUORIX_CELL* cell, const QUORIX_CUBE* cube, const char* cif_name,
                                    const char* cube_name) {
-    for (int i = 0; i < 3; i++) {
-        const double length = quorix_vector3_double_length(cell->a[i]);
-        for (int k = 0; k < 3; k++)
-            if (!(std::fabs(cube->a[i][k] - cell->a[i][k]) <= kCellTolerance * length)) {
-                std::fprintf(stderr, "Error: the structure %s and the landscape %s do not describe the same cell.\n",
-                             cif_name, cube_name);
-                return false;
-            }
-    }
-    return true;
+    long multiple[3];
+    for (int i = 0; i < 3; i++) multiple[i] = whole_multiple(cube->a[i], cell->a[i]);
+    if (multiple[0] == 1 && multiple[1] == 1 && multiple[2] == 1) return true;
+    if (multiple[0] > 0 && multiple[1] > 0 && multiple[2] > 0)
+        std::fprintf(stderr,
+                     "Error: the landscape %s spans a %ld x %ld x %ld supercell of the structure %s; give the CIF of "
+                     "that supercell (--gen-cube writes the one it used beside its input, named *_assigned.cif).\n",
+                     cube_name, multiple[0], multiple[1], multiple[2], cif_name);
+    else
+        std::fprintf(stderr, "Error: the structure %s and the landscape %s do not describe the same cell.\n", cif_name,
+                     cube_name);
+    return false;
 }
 
 bool quorix_site_network_trace(QuorixSiteNetwork& network, const QUORIX_CUBE* cube) {

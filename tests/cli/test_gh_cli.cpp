@@ -112,6 +112,9 @@ TEST(GhCommand, NoSaddleOrMismatchedCellGivesOneErrorLine) {
     const auto mismatched = run_quorix({"--sites", "cos.cif", "cos.cube", "Li", "1"}, dir.path());
     EXPECT_EQ(std::count(mismatched.err.begin(), mismatched.err.end(), '\n'), 1) << mismatched.err;
     EXPECT_NE(mismatched.err.find("do not describe the same cell"), std::string::npos);
+    write_cosine(dir, 0.2, 0.05, 0.1, 4.0);
+    const auto supercell = run_quorix({"--gh", "cos.cif", "cos.cube", "Li", "1"}, dir.path());
+    EXPECT_NE(supercell.err.find("spans a 2 x 2 x 2 supercell of the structure cos.cif"), std::string::npos);
 
     write_cosine(dir, 0.2, 0.05, 0.1);
     dir.write("cos.cube", "noname\r\nConducting = Na1+ ; sf = 0.700000;" + read_file(dir.path() / "cos.cube").substr(8));
