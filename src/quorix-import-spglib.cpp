@@ -298,6 +298,20 @@ void set_p1(QUORIX_STD_GROUP& group) {
     }
 }
 
+// Translations that all lie within the tolerance of a twenty-fourth (the finest fraction of
+// space-group translations) are taken as those fractions. Coordinates given to four decimals
+// (0.3333 for 1/3) leave spglib's translations a few 1e-4 off; written as decimals, they would
+// move atoms off their special positions and across cell faces. An origin away from the
+// symmetry elements keeps its translations, which then are no such fractions.
+void idealise_translations(QUORIX_STD_GROUP& group, const QUORIX_CELL& cell, double symprec) {
+    auto nearest = [](double t) { return std::round(t * 24) / 24; };
+    for (const auto& t : group.translations)
+        for (int i = 0; i < 3; i++)
+            if (std::fabs(t[i] - nearest(t[i])) * quorix_vector3_double_length(cell.a[i]) > symprec) return;
+    for (auto& t : group.translations)
+        for (double& component : t) component = nearest(component);
+}
+
 }  // namespace
 
 int quorix_std_group_find(QUORIX_STD_GROUP* group, const QUORIX_CELL* cell, double symprec, bool standardise) {
@@ -318,6 +332,7 @@ int quorix_std_group_find(QUORIX_STD_GROUP* group, const QUORIX_CELL* cell, doub
         return 1;
     }
     copy_dataset(*group, *data);
+    idealise_translations(*group, *cell, symprec);
     return 0;
 }
 
