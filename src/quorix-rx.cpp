@@ -253,10 +253,14 @@ int quorix_cell_update_by_stress(QUORIX_CELL* cell, const QUORIX_PROPERTY* ppt) 
 }
 
 int quorix_cell_deform_by_stress(QUORIX_CELL* cell, const double* diagonal, const double* shear) {
+    // The strain is symmetric like the stress: a shear entry on one side only would halve the
+    // shear strain and turn the cell, which breaks the symmetry of cells whose axes are not the
+    // Cartesian ones (rhombohedral axes).
     double strain[3][3] = {};
     for (int k = 0; k < 3; k++) {
-        strain[kDiagonalEntries[k][0]][kDiagonalEntries[k][1]] = -0.5 * diagonal[k];
-        strain[kShearEntries[k][0]][kShearEntries[k][1]] = -0.5 * shear[k];
+        const int i = kShearEntries[k][0], j = kShearEntries[k][1];
+        strain[k][k] = -0.5 * diagonal[k];
+        strain[i][j] = strain[j][i] = -0.5 * shear[k];
     }
     if (quorix_cell_deform(cell, strain) != 0) {
         std::fprintf(stderr, "Error: quorix_cell_deform() returns non-zero.\n");

@@ -130,6 +130,14 @@ TEST(Relax, PairListEqualsThePlainSums) {
     EXPECT_EQ(pairs.builds(), 3);
 }
 
+// Corundum in rhombohedral axes stays rhombohedral when its cell is strained by its stress.
+TEST(Relax, CellStepKeepsRhombohedralAxesEqual) {
+    CellPtr cell = read_cif("Al2O3_corundum_COD1010914.cif").cell;
+    ASSERT_EQ(quorix_cell_update_by_stress(cell.get(), quiet_set(cell.get()).get()), 0);
+    for (int k = 1; k < 3; k++)
+        EXPECT_NEAR(quorix_vector3_double_length(cell->a[k]), quorix_vector3_double_length(cell->a[0]), 1e-5) << k;
+}
+
 // Fixed atoms keep their positions to the last digit and leave the automatic screening factor
 // as it is; a negative step limit strains the cell and never moves an atom within it; a
 // structure at its minimum stops after one step.
