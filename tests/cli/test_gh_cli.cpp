@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -27,9 +27,13 @@ struct Level {
 // The threshold lines of --gh, dimension by dimension.
 std::vector<Level> levels(const std::string& out) {
     std::vector<Level> found;
-    const std::regex line(R"(GH: \dD: barrier = ([0-9.]+) eV; translations ([^;]+);)");
-    for (std::sregex_iterator m(out.begin(), out.end(), line), end; m != end; ++m)
-        found.push_back({std::stod((*m)[1]), (*m)[2]});
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) {
+        double barrier = 0.0;
+        char translations[256] = {};
+        if (std::sscanf(line.c_str(), "GH: %*dD: barrier = %lf eV; translations %255[^;];", &barrier, translations) == 2)
+            found.push_back({barrier, translations});
+    }
     return found;
 }
 
@@ -153,11 +157,13 @@ TEST(GhCommand, OlivinePathwayFilesReadBackWithAse) {
     double highest = 0.0;
     std::string first, last;
     in >> sites >> saddles >> highest >> first >> last;
-    const std::regex cluster(R"(1D: .*cluster of (\d+) sites and (\d+) hops)");
-    std::smatch m;
-    ASSERT_TRUE(std::regex_search(gh.out, m, cluster));
-    EXPECT_EQ(sites, std::stol(m[1]));
-    EXPECT_EQ(saddles, std::stol(m[2]));
+    const std::size_t line = gh.out.find("GH: 1D: ");
+    ASSERT_NE(line, std::string::npos);
+    const std::size_t cluster = gh.out.find("cluster of ", line);
+    long cluster_sites = -1, cluster_hops = -1;
+    ASSERT_EQ(std::sscanf(gh.out.c_str() + cluster, "cluster of %ld sites and %ld hops", &cluster_sites, &cluster_hops), 2);
+    EXPECT_EQ(sites, cluster_sites);
+    EXPECT_EQ(saddles, cluster_hops);
     EXPECT_NEAR(highest, found[0].barrier, 1e-4);
     EXPECT_EQ(first, "Li1");
     EXPECT_EQ(last, "Li1");
