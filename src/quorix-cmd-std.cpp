@@ -18,11 +18,10 @@ using namespace quorix_cmd;
 
 namespace {
 
-constexpr double kDefaultSymprec = 0.01;  // A
-
 constexpr const char* kSymprecLine =
     "Command: {symprec}: tolerance of the symmetry search in Angstrom; images of one site closer than this are one "
-    "atom. If set to non-positive, default value is used. Default 0.01.\n";
+    "atom. If set to non-positive, default value is used. Default 0.01, or more for coordinates given to few "
+    "decimals: sqrt(3) * 10^-decimals * the longest cell edge (0.023 for a 13 A cell written to three decimals).\n";
 
 constexpr const char* kGenCifStdUsage[] = {
     "Command: --gen-cif-std [input.cif] | {output_name} {symprec}\n\n",
@@ -45,10 +44,11 @@ constexpr const char* kCalSymStdUsage[] = {
     "Example: ./quorix.x --cal-sym-std LiFePO4.cif\n",
 };
 
+// The tolerance asked for; 0 when none is, so that the import chooses it for the file.
 bool parse_symprec(const QUORIX_CMD_OPT* opt, int index, double& symprec) {
-    symprec = kDefaultSymprec;
+    symprec = 0;
     if (!parse_double(opt, index, symprec, "symprec")) return false;
-    if (symprec <= 0) symprec = kDefaultSymprec;
+    if (!(symprec > 0)) symprec = 0;
     return true;
 }
 
@@ -123,7 +123,7 @@ void print_standardised_cell(const QUORIX_STD_GROUP& group) {
 
 void quorix_cmd_opt_do_gen_cif_std(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kGenCifStdUsage)) return;
-    double symprec = kDefaultSymprec;
+    double symprec = 0;
     if (!parse_symprec(opt, 4, symprec)) return;
     const std::string name = output_name(opt, 3, ".std.cif");
     if (same_file(opt->argv[2], name)) {
@@ -134,6 +134,7 @@ void quorix_cmd_opt_do_gen_cif_std(QUORIX_CMD_OPT* opt) {
     if (quorix_std_import_from_file(&structure, opt->argv[2], symprec) ||
         quorix_std_keep_bv_elements(&structure, opt->dir_binary))
         return;
+    symprec = structure.tolerance;
     QUORIX_CELL* cell = structure.cell.get();
     QUORIX_STD_GROUP group;
     if (quorix_std_group_find(&group, cell, symprec, false)) return;
@@ -157,10 +158,11 @@ void quorix_cmd_opt_do_gen_cif_std(QUORIX_CMD_OPT* opt) {
 
 void quorix_cmd_opt_do_cal_sym_std(QUORIX_CMD_OPT* opt) {
     if (print_usage_if_short(opt, 2, kCalSymStdUsage)) return;
-    double symprec = kDefaultSymprec;
+    double symprec = 0;
     if (!parse_symprec(opt, 3, symprec)) return;
     QUORIX_STD_STRUCTURE structure;
     if (quorix_std_import_from_file(&structure, opt->argv[2], symprec)) return;
+    symprec = structure.tolerance;
     const QUORIX_CELL& cell = *structure.cell;
     QUORIX_STD_GROUP group;
     if (quorix_std_group_find(&group, &cell, symprec, true)) return;

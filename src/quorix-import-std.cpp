@@ -39,7 +39,25 @@ struct SiteRow {
     std::string symbol;  // type symbol, else the label
     double x[3];
     double occ;
+    int decimals;  // the most any of its coordinates is given to
 };
+
+// Digits after the decimal point of a number as written ("0.3333(2)": 4).
+int decimals_of(const std::string& number) {
+    const std::size_t point = number.find('.');
+    if (point == std::string::npos) return 0;
+    std::size_t end = point + 1;
+    while (end < number.size() && std::isdigit(static_cast<unsigned char>(number[end]))) end++;
+    return static_cast<int>(end - point - 1);
+}
+
+// The tolerance for a cell whose coordinates are written to `decimals` digits.
+double tolerance_for(const QUORIX_CELL& cell, int decimals) {
+    double longest = 0;
+    for (int k = 0; k < 3; k++) longest = std::max(longest, quorix_vector3_double_length(cell.a[k]));
+    const double rounding = std::sqrt(3.0) * std::pow(10.0, -std::min(decimals, 12)) * longest;
+    return std::max(kQuorixStdDefaultTolerance, rounding);
+}
 
 std::string one_line(std::string text) {
     for (char& c : text)
@@ -196,7 +214,11 @@ bool read_sites(cif::Block& block, std::vector<SiteRow>& sites, const char* cif)
         SiteRow site;
         site.label = row.has2(3) ? row.str(3) : "";
         site.symbol = row.has2(4) ? row.str(4) : site.label;
-        for (int k = 0; k < 3; k++) site.x[k] = cif::as_number(row[k]);
+        site.decimals = 0;
+        for (int k = 0; k < 3; k++) {
+            site.x[k] = cif::as_number(row[k]);
+            site.decimals = std::max(site.decimals, decimals_of(row[k]));
+        }
         site.occ = row.has2(5) ? cif::as_number(row[5]) : 1.0;
         if (!std::isfinite(site.x[0]) || !std::isfinite(site.x[1]) || !std::isfinite(site.x[2]) ||
             !std::isfinite(site.occ)) {
@@ -361,6 +383,12 @@ bool import_block(QUORIX_STD_STRUCTURE& structure, cif::Block& block, const char
         !read_sites(block, sites, cif) ||
         !make_asymmetric_unit(sites, type_loop_states(block), atoms, total, structure.notes, cif))
         return false;
+    if (!(tolerance > 0)) {
+        int decimals = 0;
+        for (const SiteRow& site : sites) decimals = std::max(decimals, site.decimals);
+        tolerance = tolerance_for(*cell, decimals);
+    }
+    structure.tolerance = tolerance;
     const std::vector<QUORIX_ATOM> full = expand(*cell, atoms.get(), total, operations, tolerance);
     if (quorix_cell_replace_atoms(cell.get(), full.data(), static_cast<long>(full.size()))) return false;
     quorix_cell_refresh(cell.get());

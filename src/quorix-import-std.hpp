@@ -14,11 +14,18 @@ struct QUORIX_STD_STRUCTURE {
     std::string symmetry_source;     // where the operations came from
     std::vector<std::string> notes;  // what was dropped or assumed, one sentence each
     bool os_from_file = false;       // every atom has its oxidation state from the file
+    double tolerance = 0;            // A: the one asked for, or the one chosen for the file
 };
+
+// Tolerance in A when none is asked for: 0.01, or as far as two images may lie apart when their
+// coordinates are rounded to the decimals the file gives (sqrt(3) * 10^-decimals * longest edge),
+// if that is more: files written to three decimals keep their symmetry.
+constexpr double kQuorixStdDefaultTolerance = 0.01;
 
 // Reads the first data block of `cif` that holds atom sites. Missing occupancies are 1, a
 // non-integral oxidation state splits its site as the plain CIF reader does, and images of one
-// site closer than `tolerance` (A) are one atom. 0 on success, else 1 after one "Error: " line.
+// site closer than `tolerance` (A; non-positive: chosen for the file) are one atom. 0 on success,
+// else 1 after one "Error: " line.
 int quorix_std_import_from_file(QUORIX_STD_STRUCTURE* structure, const char* cif, double tolerance);
 
 // Distance in A between two fractional positions of the cell, through the nearest lattice
