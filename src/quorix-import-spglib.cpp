@@ -299,15 +299,20 @@ void set_p1(QUORIX_STD_GROUP& group) {
 }
 
 // Translations that all lie within the tolerance of a twenty-fourth (the finest fraction of
-// space-group translations) are taken as those fractions. Coordinates given to four decimals
-// (0.3333 for 1/3) leave spglib's translations a few 1e-4 off; written as decimals, they would
-// move atoms off their special positions and across cell faces. An origin away from the
-// symmetry elements keeps its translations, which then are no such fractions.
+// space-group translations) are taken as those fractions. Coordinates given to three or four
+// decimals (0.3333 for 1/3) leave spglib's translations up to about 1e-3 off; written as
+// decimals, they would move atoms off their special positions and across cell faces. An origin
+// away from the symmetry elements keeps its translations, which then are no such fractions: the
+// nearest twenty-fourth must also lie within kNearTwentyFourth of the cell edge, so that a wide
+// tolerance does not take a shift of 0.2 for 5/24.
 void idealise_translations(QUORIX_STD_GROUP& group, const QUORIX_CELL& cell, double symprec) {
+    constexpr double kNearTwentyFourth = 2e-3;  // fraction of the edge; 5/24 - 0.2 is 8e-3
     auto nearest = [](double t) { return std::round(t * 24) / 24; };
     for (const auto& t : group.translations)
-        for (int i = 0; i < 3; i++)
-            if (std::fabs(t[i] - nearest(t[i])) * quorix_vector3_double_length(cell.a[i]) > symprec) return;
+        for (int i = 0; i < 3; i++) {
+            const double off = std::fabs(t[i] - nearest(t[i]));
+            if (off > kNearTwentyFourth || off * quorix_vector3_double_length(cell.a[i]) > symprec) return;
+        }
     for (auto& t : group.translations)
         for (double& component : t) component = nearest(component);
 }

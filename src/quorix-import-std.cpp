@@ -51,12 +51,15 @@ int decimals_of(const std::string& number) {
     return static_cast<int>(end - point - 1);
 }
 
-// The tolerance for a cell whose coordinates are written to `decimals` digits.
+// The tolerance for a cell whose coordinates are written to at most `decimals` digits. Files
+// with two or fewer hold special positions (0, 0.5, 0.25) rather than rounded ones, so only
+// three or more widen it, and never beyond kQuorixStdWidestTolerance.
 double tolerance_for(const QUORIX_CELL& cell, int decimals) {
+    if (decimals < 3) return kQuorixStdDefaultTolerance;
     double longest = 0;
     for (int k = 0; k < 3; k++) longest = std::max(longest, quorix_vector3_double_length(cell.a[k]));
     const double rounding = std::sqrt(3.0) * std::pow(10.0, -std::min(decimals, 12)) * longest;
-    return std::max(kQuorixStdDefaultTolerance, rounding);
+    return std::clamp(rounding, kQuorixStdDefaultTolerance, kQuorixStdWidestTolerance);
 }
 
 std::string one_line(std::string text) {

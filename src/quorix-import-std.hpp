@@ -18,9 +18,11 @@ struct QUORIX_STD_STRUCTURE {
 };
 
 // Tolerance in A when none is asked for: 0.01, or as far as two images may lie apart when their
-// coordinates are rounded to the decimals the file gives (sqrt(3) * 10^-decimals * longest edge),
-// if that is more: files written to three decimals keep their symmetry.
+// coordinates are rounded to the decimals the file gives (sqrt(3) * 10^-decimals * longest edge,
+// for three decimals or more, up to 0.1 A), if that is more: files written to three decimals
+// keep their symmetry.
 constexpr double kQuorixStdDefaultTolerance = 0.01;
+constexpr double kQuorixStdWidestTolerance = 0.1;
 
 // Reads the first data block of `cif` that holds atom sites. Missing occupancies are 1, a
 // non-integral oxidation state splits its site as the plain CIF reader does, and images of one

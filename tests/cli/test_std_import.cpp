@@ -133,6 +133,28 @@ TEST(StdImport, TranslationBeforeMinusInTrigonalOperations) {
     EXPECT_EQ(written_group(read_file(dir.path() / "fixed.cif")), 153);
 }
 
+// Coordinates written as 0 and 1/2 are special positions, not numbers rounded to no decimals: the
+// tolerance stays narrow and the four Cu of the centred cell stay apart. A shift of the origin by
+// 0.1 is no twenty-fourth, even under a wide tolerance: the eight ions of NaCl stay eight.
+TEST(StdImport, ShortCoordinatesAndShiftedOriginsKeepTheirAtoms) {
+    ScratchDir dir;
+    const std::string cubic = "data_x\n_cell_length_a 5.64\n_cell_length_b 5.64\n_cell_length_c 5.64\n"
+                              "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n";
+    const std::string sites = "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+    dir.write("cu.cif", cubic + "loop_\n_space_group_symop_operation_xyz\nx,y,z\nx,y+1/2,z+1/2\nx+1/2,y,z+1/2\n"
+                                "x+1/2,y+1/2,z\n" + sites + "Cu1 0 0 0\n");
+    dir.write("shifted.cif", cubic + sites +
+                                 "Na1 0.1 0.1 0.1\nNa2 0.1 0.6 0.6\nNa3 0.6 0.1 0.6\nNa4 0.6 0.6 0.1\n"
+                                 "Cl1 0.6 0.6 0.6\nCl2 0.6 0.1 0.1\nCl3 0.1 0.6 0.1\nCl4 0.1 0.1 0.6\n");
+    for (const auto& [name, symprec, atoms, translation] :
+         {std::tuple{"cu.cif", "0", 4u, "+1/2"}, std::tuple{"shifted.cif", "0.1", 8u, "+1/5"}}) {
+        const auto made = run_quorix({"--gen-cif-std", name, "out.cif", symprec}, dir.path());
+        EXPECT_NE(made.out.find(": 225 Fm-3m"), std::string::npos) << name << made.err;
+        EXPECT_EQ(printed_atoms(run_quorix({"--print-cell", "out.cif"}, dir.path()).out).size(), atoms) << name;
+        EXPECT_NE(read_file(dir.path() / "out.cif").find(translation), std::string::npos) << name;
+    }
+}
+
 TEST(StdImport, BadInputIsOneErrorAndWritesNothing) {
     ScratchDir dir;
     const std::string cell = "_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n";
