@@ -50,8 +50,8 @@ constexpr int block_offset(int p) { return (p / 9 + 1) * 25 + (p / 3 % 3 + 1) * 
 
 // For each neighbour position p, the positions q = p + offset that can change p's label, as
 // bits: inside the shell, neither p itself nor the centre, and before p in the scan, since
-// positions after it carry no label yet when it is visited. The offsets in the order of the
-// labelling scan meet these q in increasing order, so the bits are taken lowest first.
+// positions after it carry no label yet when it is visited. Taking the bits lowest first visits
+// these neighbours in the order of the labelling scan.
 struct ShellAdjacency {
     std::uint32_t before[27] = {};
     int offset[27] = {};  // block_offset of each position

@@ -12,11 +12,12 @@ struct QuorixKmcHopWord {
     std::uint64_t bits;
 };
 
-// The words of a sorted list of hops.
+// Appends the words of a sorted list of hops to `out`, which may end with another list's words.
 inline void quorix_kmc_hop_words(const std::vector<std::uint32_t>& hops, std::vector<QuorixKmcHopWord>& out) {
+    const std::size_t before = out.size();
     for (const std::uint32_t m : hops) {
         const std::uint32_t word = m >> 6;
-        if (out.empty() || out.back().word != word) out.push_back({word, 0});
+        if (out.size() == before || out.back().word != word) out.push_back({word, 0});
         out.back().bits |= std::uint64_t{1} << (m & 63);
     }
 }

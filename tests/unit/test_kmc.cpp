@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "support.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-gh.hpp"
+#include "quorix-kmc-marks.hpp"
 #include "quorix-kmc-tree.hpp"
 #include "quorix-kmc.hpp"
 #include "quorix-la.hpp"
@@ -75,6 +77,18 @@ TEST(KmcRateTree, PicksTheHopOfTheRunningSumScan) {
         for (const double u : {0.0, quorix_random(), quorix_random(), 0.999})
             ASSERT_EQ(tree.select(u * tree.total()), scan(rate, u * tree.total())) << "batch " << batch;
     }
+}
+
+// Each site's list of hops becomes words of its own, also where it starts in the word the list
+// before it ends in.
+TEST(KmcMarks, HopListsBecomeWordsOfTheirOwn) {
+    std::vector<QuorixKmcHopWord> words;
+    quorix_kmc_hop_words({1, 2}, words);
+    quorix_kmc_hop_words({3, 70}, words);
+    ASSERT_EQ(words.size(), 3u);
+    EXPECT_EQ(words[1].word, 0u);
+    EXPECT_EQ(words[1].bits, std::uint64_t{1} << 3);
+    EXPECT_EQ(words[2].word, 1u);
 }
 
 // After every hop the tree picks what the scan picks, and the rates kept up to date locally equal
