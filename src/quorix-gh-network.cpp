@@ -90,6 +90,8 @@ namespace {
 constexpr double kFixedScreeningFactor = 1.0;
 // Largest difference of a lattice vector of a landscape from the structure's, relative to its length.
 constexpr double kCellTolerance = 1e-3;
+// Degrees from a right angle beyond which the axes of a cell count as oblique for the grid.
+constexpr double kObliqueAngle = 30.0;
 
 // How many times `vector` of a landscape holds the structure's `unit`, or 0 when it is no whole
 // multiple of it. A landscape of shared conducting sites is computed on a supercell.
@@ -101,6 +103,20 @@ long whole_multiple(const double* vector, const double* unit) {
     for (int k = 0; k < 3; k++)
         if (!(std::fabs(vector[k] - m * unit[k]) <= kCellTolerance * m * length)) return 0;
     return m;
+}
+
+// The angle between two cell vectors furthest from a right angle, in degrees.
+double most_oblique_angle(const double a[3][3]) {
+    double most = 90.0;
+    for (int i = 0; i < 3; i++) {
+        const double* u = a[(i + 1) % 3];
+        const double* v = a[(i + 2) % 3];
+        const double cosine = quorix_vector3_double_dot(u, v) /
+                              (quorix_vector3_double_length(u) * quorix_vector3_double_length(v));
+        const double angle = std::acos(std::fmax(-1.0, std::fmin(1.0, cosine))) * 180.0 / M_PI;
+        if (std::fabs(angle - 90.0) > std::fabs(most - 90.0)) most = angle;
+    }
+    return most;
 }
 
 // Points every half-path at copies of its dots, so that the grid can go.
@@ -218,7 +234,17 @@ bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif,
         return false;
     cube.reset();
     if (network.halves->total == 0) {
-        std::fprintf(stderr, "Error: the landscape has no saddle point, hence no hop between sites.\n");
+        // The grid's neighbours are the steps along the cell axes: in a cell whose axes meet far
+        // from a right angle they miss saddles that a setting nearer a right angle shows.
+        const double angle = most_oblique_angle(cell->a);
+        if (std::fabs(angle - 90.0) > kObliqueAngle)
+            std::fprintf(stderr,
+                         "Error: the landscape has no saddle point, hence no hop between sites; its grid steps "
+                         "along cell axes that meet at %.1f degrees, which can hide saddles: give the structure in "
+                         "a setting with angles nearer 90 degrees (hexagonal axes for a rhombohedral lattice).\n",
+                         angle);
+        else
+            std::fprintf(stderr, "Error: the landscape has no saddle point, hence no hop between sites.\n");
         return false;
     }
     if (!quorix_site_network_connect(network, cell.get(), property.get())) return false;
