@@ -720,6 +720,14 @@ void print_results(const QUORIX_MD* md) {
     std::printf("MD: diffusivity = %e\n", md->diffusivity);
     std::printf("MD: mobility = %e\n", md->mobility);
     std::printf("MD: conductivity = %e\n", md->conductivity);
+    // Mobility and conductivity divide by the mean temperature of the samples.
+    if (!(md->temperature_ave > 0)) {
+        std::fflush(stdout);
+        std::fprintf(stderr,
+                     "Warning: the production run (%g ps) took no sample (one every %g ps), so mobility and "
+                     "conductivity, which need the mean temperature, are 0; run longer or sample more often.\n",
+                     md->t_end, md->t_log);
+    }
     std::printf("Message: observables saved to %s\n", md->logname);
     std::printf("Message: displacements saved to %s\n", md->trjname);
     std::printf("Message: structures saved to %s\n", md->xyzname);

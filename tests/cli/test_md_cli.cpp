@@ -67,6 +67,11 @@ TEST(MdCommand, RealStructures) {
             EXPECT_EQ(ase_frames(cif + ".md.xyz"), "2 " + std::to_string(s.atoms)) << s.cif;
         }
     }
+    // A run shorter than one sampling interval has no mean temperature for its mobility: it says so.
+    ScratchDir dir;
+    const std::string li2o = dir.copy_in("Li2O_COD9009059_occupancy.cif").string();
+    const auto unsampled = run_quorix({"--md", li2o, "Li", "1", "-1", "600", "0.02", "0.01", "0.001", "0.1"});
+    EXPECT_NE(unsampled.err.find("took no sample"), std::string::npos) << unsampled.err;
     if (!ase) GTEST_SKIP() << "python3-ase is not installed: the xyz files were not read back";
 }
 
