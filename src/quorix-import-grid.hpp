@@ -10,6 +10,21 @@
 
 #include "quorix-la.hpp"
 
+// How far in fractional coordinate k a Cartesian vector shorter than `distance` can reach in the
+// lattice of the rows of `a`: distance over the spacing of the lattice planes across direction k,
+// a trace more so that rounding loses no partner. Unbounded where the lattice or the distance
+// gives no finite reach.
+inline std::array<double, 3> quorix_fractional_reach(const double a[3][3], double distance) {
+    double b[3][3], width[3];
+    quorix_lattice_reciprocal(a, b, width);
+    std::array<double, 3> reach;
+    for (int k = 0; k < 3; k++) {
+        reach[k] = distance / width[k] * (1.0 + 1e-9) + 1e-12;
+        if (!(reach[k] < HUGE_VAL)) reach[k] = HUGE_VAL;
+    }
+    return reach;
+}
+
 // Every stored atom whose fractional coordinates lie within reach[k] of a position along each
 // direction k, modulo 1, is visited for that position (others may be visited too). Bins are
 // at least twice the reach wide, so the partner sits in the same bin or, when the position is
@@ -32,7 +47,7 @@ public:
     // atom whose fractional offset, each component wrapped into [-1/2, 1/2], is a vector shorter
     // than `distance` is visited.
     PositionGrid(long capacity, const double a[3][3], double distance)
-        : PositionGrid(capacity, reach_of(a, distance).data()) {}
+        : PositionGrid(capacity, quorix_fractional_reach(a, distance).data()) {}
 
     void insert(long index, const double* x_f) {
         if (!finite(x_f)) return;
@@ -79,19 +94,6 @@ public:
 private:
     static constexpr int kMaxBins = 100;
 
-    // A vector shorter than d changes fractional coordinate k by at most d / width_k, width_k the
-    // spacing of the lattice planes across direction k; a trace more so that rounding loses no
-    // partner. Unbounded, one bin, where the lattice or the distance gives no finite reach.
-    static std::array<double, 3> reach_of(const double a[3][3], double distance) {
-        double b[3][3], width[3];
-        quorix_lattice_reciprocal(a, b, width);
-        std::array<double, 3> reach;
-        for (int k = 0; k < 3; k++) {
-            reach[k] = distance / width[k] * (1.0 + 1e-9) + 1e-12;
-            if (!(reach[k] < HUGE_VAL)) reach[k] = HUGE_VAL;
-        }
-        return reach;
-    }
     static bool finite(const double* x_f) {
         return std::isfinite(x_f[0]) && std::isfinite(x_f[1]) && std::isfinite(x_f[2]);
     }

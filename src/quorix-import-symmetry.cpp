@@ -241,7 +241,7 @@ const SymmetryItem kSymmetryItems[] = {
 class NearbyAtoms {
 public:
     NearbyAtoms(const QUORIX_CELL* cell, double tolerance)
-        : reciprocal_(reciprocal_of(cell->a)), grid_(cell->total, reach(reciprocal_, tolerance).data()) {
+        : reciprocal_(reciprocal_of(cell->a)), grid_(cell->total, cell->a, tolerance) {
         for (long i = 0; i < cell->total; i++) {
             const auto f = fractional(cell->atom[i].x);
             grid_.insert(i, f.data());
@@ -267,15 +267,6 @@ private:
             for (double& v : b[k]) v /= volume;
         }
         return b;
-    }
-    // A Cartesian distance d changes fractional coordinate k by at most d |b_k|.
-    static std::array<double, 3> reach(const Rows& b, double tolerance) {
-        std::array<double, 3> out;
-        for (int k = 0; k < 3; k++) {
-            out[k] = tolerance * quorix_vector3_double_length(b[k].data());
-            if (!(out[k] > 0.0 && out[k] < HUGE_VAL)) out[k] = HUGE_VAL;  // one bin: every atom is a candidate
-        }
-        return out;
     }
     std::array<double, 3> fractional(const double* x) const {
         std::array<double, 3> f;

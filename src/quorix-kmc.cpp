@@ -72,8 +72,7 @@ public:
     FarTest(const double a[3][3], double cutoff) : a_(a) {
         double width[3];
         quorix_lattice_reciprocal(a, reciprocal_, width);
-        for (int k = 0; k < 3; k++)
-            reach_[k] = cutoff * quorix_vector3_double_length(reciprocal_[k]) * (1.0 + 1e-9) + 1e-12;
+        reach_ = quorix_fractional_reach(a, cutoff);
         sole_image_ = 2.0 * cutoff * (1.0 + 1e-9) < std::min({width[0], width[1], width[2]});
     }
 
@@ -106,12 +105,12 @@ public:
         return false;
     }
 
-    const double* reach() const { return reach_; }
+    const double* reach() const { return reach_.data(); }
 
 private:
     const double (*a_)[3];
     double reciprocal_[3][3];
-    double reach_[3];
+    std::array<double, 3> reach_;
     bool sole_image_ = false;
 };
 
