@@ -105,17 +105,11 @@ long whole_multiple(const double* vector, const double* unit) {
     return m;
 }
 
-// The angle between two cell vectors furthest from a right angle, in degrees.
-double most_oblique_angle(const double a[3][3]) {
+// The cell angle furthest from a right angle, in degrees.
+double most_oblique_angle(const QUORIX_CELL* cell) {
     double most = 90.0;
-    for (int i = 0; i < 3; i++) {
-        const double* u = a[(i + 1) % 3];
-        const double* v = a[(i + 2) % 3];
-        const double cosine = quorix_vector3_double_dot(u, v) /
-                              (quorix_vector3_double_length(u) * quorix_vector3_double_length(v));
-        const double angle = std::acos(std::fmax(-1.0, std::fmin(1.0, cosine))) * 180.0 / M_PI;
+    for (const double angle : cell->angle)
         if (std::fabs(angle - 90.0) > std::fabs(most - 90.0)) most = angle;
-    }
     return most;
 }
 
@@ -236,7 +230,7 @@ bool quorix_site_network_from_files(QuorixSiteNetwork& network, const char* cif,
     if (network.halves->total == 0) {
         // The grid's neighbours are the steps along the cell axes: in a cell whose axes meet far
         // from a right angle they miss saddles that a setting nearer a right angle shows.
-        const double angle = most_oblique_angle(cell->a);
+        const double angle = most_oblique_angle(cell.get());
         if (std::fabs(angle - 90.0) > kObliqueAngle)
             std::fprintf(stderr,
                          "Error: the landscape has no saddle point, hence no hop between sites; its grid steps "
