@@ -87,6 +87,25 @@ private:
     std::vector<Entry> entries_ = std::vector<Entry>(kEntries);
 };
 
+// What the last hop changed, kept for the hop back: where ions rattle between two sites (half of
+// all hops on the garnet) the occupation then returns to the one before, and so does every rate,
+// which is restored instead of recomputed. The rates and sums are in the rate tree's journal.
+struct QuorixKmcUndo {
+    struct Change {
+        std::uint32_t hop;
+        double barrier;
+    };
+    enum class Next { recompute, record, restore };  // what the next rate update does
+    std::vector<Change> changes;                     // barriers the last hop changed, with their old values
+    long from = -1, to = -1;                         // that hop's sites; -1 when the changes are not its own
+    Next next = Next::recompute;
+
+    void forget() {
+        from = to = -1;
+        next = Next::recompute;
+    }
+};
+
 struct QuorixKmcState {
     QuorixKmcEnergies near_sites;            // sites around each site (kv[].v_n and v_de)
     QuorixKmcEnergies near_saddles;          // saddles around each site other than its own hops'
@@ -103,6 +122,7 @@ struct QuorixKmcState {
     QuorixKmcMarks marks;  // which hops are active, and which wait for a new rate (ke[].update)
     QuorixRateTree tree;
     QuorixBoltzmannMemo boltzmann;
+    QuorixKmcUndo undo;
     std::vector<long> where;    // current site of the ion that started at each site; -1 if none
     std::vector<double> since;  // clock at which each occupied site was last taken
     double clock = 0.0;         // production time over all runs, ps

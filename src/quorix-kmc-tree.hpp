@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <utility>
 #include <vector>
 
 // Each node holds the sum of eight children, so a tree over thousands of hops has four or five
@@ -32,12 +34,32 @@ public:
     // increasing order (as the simulation sets them) share the work on their common ancestors.
     void set(long index, double rate) {
         const std::size_t leaf = static_cast<std::size_t>(index);
+        keep(0, leaf);
         level_[0][leaf] = rate > 0.0 ? rate : 0.0;
         pend(1, leaf / kFanOut);
     }
 
     void flush() {
         for (std::size_t k = 1; k < level_.size(); k++) close(k);
+    }
+
+    // From now on keeps the old value of every leaf and sum that set() and flush() overwrite (or
+    // stops keeping them), forgetting those kept before.
+    void journal(bool on) {
+        journaling_ = on;
+        journal_.clear();
+        undone_ = false;
+    }
+
+    // Puts back the values kept since journal(true), newest first, so the tree is exactly as it
+    // was then; called again, redoes them, oldest first. Needs a flushed tree.
+    void undo() {
+        if (undone_) {
+            for (Kept& kept : journal_) std::swap(level_[kept.level][kept.node], kept.value);
+        } else {
+            for (auto it = journal_.rbegin(); it != journal_.rend(); ++it) std::swap(level_[it->level][it->node], it->value);
+        }
+        undone_ = !undone_;
     }
 
     double rate(long index) const { return level_[0][static_cast<std::size_t>(index)]; }
@@ -80,11 +102,24 @@ private:
         const std::size_t node = pending_[k];
         if (node == kNone) return;
         pending_[k] = kNone;
+        keep(k, node);
         level_[k][node] = block_sum(&level_[k - 1][node * kFanOut]);
         if (k + 1 < level_.size()) pend(k + 1, node / kFanOut);
     }
 
+    void keep(std::size_t k, std::size_t node) {
+        if (journaling_) journal_.push_back({static_cast<std::uint32_t>(k), static_cast<std::uint32_t>(node), level_[k][node]});
+    }
+
     static constexpr std::size_t kNone = ~std::size_t{0};
+
+    struct Kept {
+        std::uint32_t level, node;
+        double value;
+    };
+    std::vector<Kept> journal_;
+    bool journaling_ = false;
+    bool undone_ = false;
 
     std::vector<std::vector<double>> level_;  // level_[0]: the leaves; the last level: the total
     std::vector<std::size_t> pending_;        // per level: the node whose sum is due, or kNone

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "quorix-gh.hpp"
@@ -369,9 +370,10 @@ void set_activity(QuorixKmcState& state, std::uint32_t m) {
 }
 
 // Puts an ion on (sign 1) or takes it off (sign -1) a site, keeping the Coulomb sums of the
-// sites and saddles around it and the site's occupied time, and marks the hops whose rates may
-// change: its own (their activity may change) and the active ones whose barrier it enters.
-void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
+// sites and saddles around it and the site's occupied time. Unless the rates are to be restored,
+// marks the hops whose rates may change: its own (their activity may change) and the active ones
+// whose barrier it enters.
+void change_occupation(QUORIX_KMC* kmc, long v, int sign, bool restored = false) {
     QuorixKmcState& state = *kmc->state;
     QUORIX_KMC_VERTEX& site = kmc->kv[v];
     site.occupied = sign > 0;
@@ -383,11 +385,11 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
     }
     state.near_sites.add_to(state.site_phi, v, sign);
     state.near_saddles.add_to(state.saddle_phi, v, sign);
+    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) set_activity(state, *m);
+    if (restored) return;
+    state.undo.forget();
     state.marks.mark_near(state.dependent.first(v), state.dependent.last(v));
-    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) {
-        set_activity(state, *m);
-        state.marks.mark_own(*m);
-    }
+    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) state.marks.mark_own(*m);
 }
 
 // Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
@@ -400,28 +402,59 @@ double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
     return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
 }
 
+// Sets a hop's barrier and rate (0 when inactive), and its leaf in the tree.
+void set_rate(QUORIX_KMC* kmc, std::uint32_t m, double barrier, double r) {
+    QuorixKmcState& state = *kmc->state;
+    state.hop[m].barrier = barrier;
+    // The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
+    if (r == state.tree.rate(m)) return;
+    kmc->ke[m].r = r;
+    state.tree.set(m, r);
+}
+
 // A hop keeps its rate while its barrier is unchanged, and recurring barriers reuse their
-// factors, which spares most exponentials.
-void recompute_marked_edges(QUORIX_KMC* kmc) {
+// factors, which spares most exponentials. With `record`, what changed is kept for the hop back.
+void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
     QuorixKmcState& state = *kmc->state;
     const double kT = kBoltzmann * kmc->temperature;
     state.marks.drain([&](std::uint32_t m) {
         QuorixKmcHop& hop = state.hop[m];
-        double r = 0.0;
+        double barrier = NAN, r = 0.0;
         if (state.marks.active(m)) {
-            const double barrier = barrier_of(state, hop);
+            barrier = barrier_of(state, hop);
             if (barrier == hop.barrier) return;
-            hop.barrier = barrier;
             r = hop.frequency * state.boltzmann.factor(barrier, kT);
-        } else {
-            hop.barrier = NAN;
+        } else if (std::isnan(hop.barrier) && state.tree.rate(m) == 0.0) {
+            return;
         }
-        // The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
-        if (r == state.tree.rate(m)) return;
-        kmc->ke[m].r = r;
-        state.tree.set(m, r);
+        if (record) state.undo.changes.push_back({m, hop.barrier});
+        set_rate(kmc, m, barrier, r);
     });
     state.tree.flush();
+}
+
+// The hop back to the occupation before the last hop: every barrier and rate, and every sum of
+// the tree, returns to its value then, and the values left behind become this hop's changes.
+void restore_rates(QUORIX_KMC* kmc) {
+    QuorixKmcState& state = *kmc->state;
+    state.tree.undo();
+    for (QuorixKmcUndo::Change& change : state.undo.changes) {
+        std::swap(state.hop[change.hop].barrier, change.barrier);
+        kmc->ke[change.hop].r = state.tree.rate(change.hop);
+    }
+}
+
+// Restores the rates after a hop back; otherwise recomputes the marked ones, keeping what a hop
+// changes for the hop back.
+void update_marked_rates(QUORIX_KMC* kmc) {
+    QuorixKmcUndo& undo = kmc->state->undo;
+    const QuorixKmcUndo::Next next = std::exchange(undo.next, QuorixKmcUndo::Next::recompute);
+    if (next == QuorixKmcUndo::Next::restore) return restore_rates(kmc);
+    const bool record = next == QuorixKmcUndo::Next::record;
+    undo.changes.clear();
+    kmc->state->tree.journal(record);
+    if (!record) undo.forget();
+    recompute_marked_edges(kmc, record);
 }
 
 void recompute_sums(QUORIX_KMC* kmc) {
@@ -515,11 +548,19 @@ void start_tracking(QUORIX_KMC* kmc) {
     }
 }
 
-// The ion on the hop's initial site moves to its final site.
+// The ion on the hop's initial site moves to its final site. A hop back over the last one (whose
+// rates have been updated, as every hop's are before the next) restores the rates from before it
+// at the next update.
 void move_ion(QUORIX_KMC* kmc, long m) {
     const QUORIX_GRAPH_EDGE& edge = kmc->graph->e[m];
-    change_occupation(kmc, vertex_index(kmc, edge.v_i), -1);
-    change_occupation(kmc, vertex_index(kmc, edge.v_f), 1);
+    const long from = vertex_index(kmc, edge.v_i), to = vertex_index(kmc, edge.v_f);
+    QuorixKmcUndo& undo = kmc->state->undo;
+    const bool back = undo.next == QuorixKmcUndo::Next::recompute && undo.from == to && undo.to == from;
+    change_occupation(kmc, from, -1, back);
+    change_occupation(kmc, to, 1, back);
+    undo.from = from;
+    undo.to = to;
+    undo.next = back ? QuorixKmcUndo::Next::restore : QuorixKmcUndo::Next::record;
 }
 
 void carry_origin(QUORIX_KMC* kmc, long m) {
@@ -690,6 +731,7 @@ int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
     recompute_sums(kmc);
     QuorixKmcState& state = *kmc->state;
     for (QuorixKmcHop& hop : state.hop) hop.barrier = NAN;  // the temperature may have changed
+    state.undo.forget();
     state.marks.mark_all();
     return quorix_kmc_update_rate(kmc);
 }
@@ -699,7 +741,7 @@ int quorix_kmc_update_rate(QUORIX_KMC* kmc) {
         std::fprintf(stderr, "Error: wrong inputs for generating rates.\n");
         return 1;
     }
-    recompute_marked_edges(kmc);
+    update_marked_rates(kmc);
     return 0;
 }
 
