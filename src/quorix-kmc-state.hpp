@@ -14,8 +14,8 @@
 #include "quorix-kmc-marks.hpp"
 #include "quorix-kmc-tree.hpp"
 
-// Coulomb energies are summed as integers in units of 2^-40 eV, so a sum kept up to date hop by
-// hop equals the sum formed afresh in any order, and local updates give the full recomputation's rates.
+// Energies are summed as integers in units of 2^-40 eV, so a sum kept up to date hop by hop equals
+// the sum formed afresh in any order, and local updates give the full recomputation's rates.
 constexpr double kKmcEnergyQuantum = 1.0 / 1099511627776.0;
 
 // Per-site lists stored back to back: the items of site v are items[begin[v] .. begin[v + 1]).
@@ -53,28 +53,29 @@ struct QuorixKmcHop {
     std::uint32_t from, to;  // initial and final site
     std::uint32_t saddle;    // shared with the reverse hop
     std::int64_t end_de;     // energy between its two ends (0 beyond the cutoff)
-    double saddle_en;        // ke[].en
+    std::int64_t saddle_en;  // ke[].en
     double frequency;        // ke[].f
-    double barrier;          // of its rate while active, NaN when not
+    std::int64_t barrier;    // of its rate while active, kQuorixKmcNoBarrier when not
 };
 
-// Boltzmann factors exp(-barrier / kT) remembered by the bits of the barrier: ions shuttle among
-// few configurations, so most barriers recur, and a remembered factor is the library's own value.
+constexpr std::int64_t kQuorixKmcNoBarrier = INT64_MIN;
+
+// Boltzmann factors exp(-barrier / kT) remembered by barrier (in energy quanta): ions shuttle
+// among few configurations, so most barriers recur, and a remembered factor is the library's own value.
 class QuorixBoltzmannMemo {
 public:
-    double factor(double barrier, double kT) {
+    double factor(std::int64_t barrier, double kT) {
         if (kT != kT_) forget(kT);
-        std::uint64_t bits;
-        std::memcpy(&bits, &barrier, sizeof bits);
-        Entry& entry = entries_[(bits ^ (bits >> 29) ^ (bits >> 43)) & (kEntries - 1)];
-        if (entry.barrier_bits != bits) entry = {bits, std::exp(-barrier / kT)};
+        const auto bits = static_cast<std::uint64_t>(barrier);
+        Entry& entry = entries_[(bits ^ (bits >> 14) ^ (bits >> 29)) & (kEntries - 1)];
+        if (entry.barrier != barrier) entry = {barrier, std::exp(-static_cast<double>(barrier) * kKmcEnergyQuantum / kT)};
         return entry.factor;
     }
 
 private:
     static constexpr std::size_t kEntries = 1 << 14;  // 256 kB: fewer entries lose hits, more gain none
     struct Entry {
-        std::uint64_t barrier_bits = ~std::uint64_t{0};  // a NaN no barrier has
+        std::int64_t barrier = kQuorixKmcNoBarrier;
         double factor = 0.0;
     };
 
@@ -93,7 +94,7 @@ private:
 struct QuorixKmcUndo {
     struct Change {
         std::uint32_t hop;
-        double barrier;
+        std::int64_t barrier;
     };
     enum class Next { recompute, record, restore };  // what the next rate update does
     std::vector<Change> changes;                     // barriers the last hop changed, with their old values
@@ -114,9 +115,9 @@ struct QuorixKmcState {
     // Per site: the hops other than its own whose barrier its occupation enters (those at the
     // sites around it, and those whose saddle it is near), as words of bits.
     QuorixKmcLists<QuorixKmcHopWord> dependent;
-    std::vector<std::int64_t> site_phi;  // Coulomb energy of each site with the occupied sites around it
+    std::vector<std::int64_t> site_energy;  // of each site (kv[].en) with the occupied sites around it
     std::vector<std::int64_t> saddle_phi;  // per saddle, with the occupied sites other than its hops' ends
-    std::vector<double> site_en;          // kv[].en
+    std::vector<std::int64_t> site_en;    // kv[].en
     std::vector<unsigned char> occupied;  // per site
     std::vector<QuorixKmcHop> hop;
     QuorixKmcMarks marks;  // which hops are active, and which wait for a new rate (ke[].update)

@@ -31,8 +31,12 @@ constexpr double kElementaryOverBoltzmann = 11604.52;  // K/V
 constexpr double kChargeFactor = 1.60217662;           // e in 1e-19 C
 constexpr long kMinimumEquilibration = 10000;
 
-int64_t quantize(double energy) { return std::llround(energy / kKmcEnergyQuantum); }
-double ev_of_quanta(int64_t quanta) { return static_cast<double>(quanta) * kKmcEnergyQuantum; }
+// Energy in quanta, bounded to +-4096 eV so that sums of a few hundred never overflow (energies
+// that large, from a damaged cube or sites on top of each other, give no hop a rate anyway).
+int64_t quantize(double energy) {
+    constexpr double kLargest = 4096.0;
+    return std::llround(std::clamp(energy, -kLargest, kLargest) / kKmcEnergyQuantum);
+}
 
 long vertex_index(const QUORIX_KMC* kmc, const QUORIX_GRAPH_VERTEX* v) { return v - kmc->graph->v; }
 
@@ -320,8 +324,8 @@ int build_edges(QUORIX_KMC* kmc, const std::vector<std::uint32_t>& saddle_of) {
             return 1;
         }
         QuorixKmcHop hop{static_cast<std::uint32_t>(vertex_index(kmc, edge.v_i)),
-                         static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), saddle_of[m], 0, ke.en, ke.f,
-                         NAN};
+                         static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), saddle_of[m], 0, quantize(ke.en), ke.f,
+                         kQuorixKmcNoBarrier};
         for (std::size_t k = state.near_sites.begin[hop.to]; k < state.near_sites.begin[hop.to + 1]; k++)
             if (state.near_sites.index[k] == hop.from) hop.end_de = state.near_sites.de[k];
         state.hop.push_back(hop);
@@ -383,7 +387,7 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign, bool restored = false)
     } else {
         site.t += state.clock - state.since[v];
     }
-    state.near_sites.add_to(state.site_phi, v, sign);
+    state.near_sites.add_to(state.site_energy, v, sign);
     state.near_saddles.add_to(state.saddle_phi, v, sign);
     for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) set_activity(state, *m);
     if (restored) return;
@@ -393,17 +397,17 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign, bool restored = false)
 }
 
 // Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
-double barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
+std::int64_t barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
     // The final site is empty, so it adds nothing to the initial site's sum; the initial site's
     // ion is taken out of the final site's sum.
-    const double e_i = state.site_en[hop.from] + ev_of_quanta(state.site_phi[hop.from]);
-    const double e_f = state.site_en[hop.to] + ev_of_quanta(state.site_phi[hop.to] - hop.end_de);
-    const double e_s = hop.saddle_en + ev_of_quanta(state.saddle_phi[hop.saddle]);
-    return (e_s > e_i && e_s > e_f) ? e_s - e_i : e_f - e_i;
+    const std::int64_t e_i = state.site_energy[hop.from];
+    const std::int64_t e_f = state.site_energy[hop.to] - hop.end_de;
+    const std::int64_t e_s = hop.saddle_en + state.saddle_phi[hop.saddle];
+    return ((e_s > e_i && e_s > e_f) ? e_s : e_f) - e_i;
 }
 
 // Sets a hop's barrier and rate (0 when inactive), and its leaf in the tree.
-void set_rate(QUORIX_KMC* kmc, std::uint32_t m, double barrier, double r) {
+void set_rate(QUORIX_KMC* kmc, std::uint32_t m, std::int64_t barrier, double r) {
     QuorixKmcState& state = *kmc->state;
     state.hop[m].barrier = barrier;
     // The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
@@ -419,12 +423,13 @@ void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
     const double kT = kBoltzmann * kmc->temperature;
     state.marks.drain([&](std::uint32_t m) {
         QuorixKmcHop& hop = state.hop[m];
-        double barrier = NAN, r = 0.0;
+        std::int64_t barrier = kQuorixKmcNoBarrier;
+        double r = 0.0;
         if (state.marks.active(m)) {
             barrier = barrier_of(state, hop);
             if (barrier == hop.barrier) return;
             r = hop.frequency * state.boltzmann.factor(barrier, kT);
-        } else if (std::isnan(hop.barrier) && state.tree.rate(m) == 0.0) {
+        } else if (hop.barrier == kQuorixKmcNoBarrier && state.tree.rate(m) == 0.0) {
             return;
         }
         if (record) state.undo.changes.push_back({m, hop.barrier});
@@ -459,17 +464,17 @@ void update_marked_rates(QUORIX_KMC* kmc) {
 
 void recompute_sums(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
-    std::fill(state.site_phi.begin(), state.site_phi.end(), 0);
+    state.site_energy = state.site_en;
     std::fill(state.saddle_phi.begin(), state.saddle_phi.end(), 0);
     for (long v = 0; v < kmc->graph->total_v; v++) {
         if (!state.occupied[v]) continue;
-        state.near_sites.add_to(state.site_phi, v, 1);
+        state.near_sites.add_to(state.site_energy, v, 1);
         state.near_saddles.add_to(state.saddle_phi, v, 1);
     }
 }
 
 // Site energy with the Coulomb terms of the occupied sites around it.
-double effective_energy(const QUORIX_KMC* kmc, long v) { return kmc->kv[v].en + ev_of_quanta(kmc->state->site_phi[v]); }
+std::int64_t effective_energy(const QUORIX_KMC* kmc, long v) { return kmc->state->site_energy[v]; }
 
 void add_time_of_occupied_sites(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
@@ -629,7 +634,7 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
     const QUORIX_GRAPH* graph = kmc->graph;
     try {
         QuorixKmcState& state = *kmc->state;
-        state.site_phi.assign(graph->total_v, 0);
+        state.site_energy.assign(graph->total_v, 0);
         state.where.assign(graph->total_v, -1);
         state.since.assign(graph->total_v, 0.0);
         state.tree.resize(graph->total_e);
@@ -638,7 +643,7 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
         for (long v = 0; v < graph->total_v; v++) {
             kmc->kv[v].v = &graph->v[v];
             kmc->kv[v].en = graph->v[v].en;
-            state.site_en.push_back(graph->v[v].en);
+            state.site_en.push_back(quantize(graph->v[v].en));
             kmc->kv[v].origin = -1;
         }
         const QUORIX_PROPERTY_UNITARY& ion = property->uni[property->conducting];
@@ -730,7 +735,7 @@ int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc)) return 1;
     recompute_sums(kmc);
     QuorixKmcState& state = *kmc->state;
-    for (QuorixKmcHop& hop : state.hop) hop.barrier = NAN;  // the temperature may have changed
+    for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;  // the temperature may have changed
     state.undo.forget();
     state.marks.mark_all();
     return quorix_kmc_update_rate(kmc);
