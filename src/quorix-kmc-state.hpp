@@ -64,11 +64,15 @@ constexpr std::int64_t kQuorixKmcNoBarrier = INT64_MIN;
 // among few configurations, so most barriers recur, and a remembered factor is the library's own value.
 class QuorixBoltzmannMemo {
 public:
-    double factor(std::int64_t barrier, double kT) {
+    // Factors at temperature kT (eV) from now on; those remembered at another one are forgotten.
+    void use(double kT) {
         if (kT != kT_) forget(kT);
+    }
+
+    double factor(std::int64_t barrier) {
         const auto bits = static_cast<std::uint64_t>(barrier);
         Entry& entry = entries_[(bits ^ (bits >> 14) ^ (bits >> 29)) & (kEntries - 1)];
-        if (entry.barrier != barrier) entry = {barrier, std::exp(-static_cast<double>(barrier) * kKmcEnergyQuantum / kT)};
+        if (entry.barrier != barrier) entry = {barrier, std::exp(-static_cast<double>(barrier) * kKmcEnergyQuantum / kT_)};
         return entry.factor;
     }
 
@@ -90,14 +94,15 @@ private:
 
 // What the last hop changed, kept for the hop back: where ions rattle between two sites (half of
 // all hops on the garnet) the occupation then returns to the one before, and so does every rate,
-// which is restored instead of recomputed. The rates and sums are in the rate tree's journal.
+// which is restored instead of recomputed. The sums above the rates are in the rate tree's journal.
 struct QuorixKmcUndo {
     struct Change {
         std::uint32_t hop;
         std::int64_t barrier;
+        double rate;
     };
     enum class Next { recompute, record, restore };  // what the next rate update does
-    std::vector<Change> changes;                     // barriers the last hop changed, with their old values
+    std::vector<Change> changes;                     // the hops the last hop changed, with their old values
     long from = -1, to = -1;                         // that hop's sites; -1 when the changes are not its own
     Next next = Next::recompute;
 
@@ -122,6 +127,7 @@ struct QuorixKmcState {
     std::vector<QuorixKmcHop> hop;
     QuorixKmcMarks marks;  // which hops are active, and which wait for a new rate (ke[].update)
     QuorixRateTree tree;
+    std::vector<std::uint32_t> new_rates;  // hops whose rate the last update changed (room for all)
     QuorixBoltzmannMemo boltzmann;
     QuorixKmcUndo undo;
     std::vector<long> where;    // current site of the ion that started at each site; -1 if none

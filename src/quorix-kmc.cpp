@@ -396,57 +396,62 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign, bool restored = false)
     for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) state.marks.mark_own(*m);
 }
 
-// Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle.
-std::int64_t barrier_of(const QuorixKmcState& state, const QuorixKmcHop& hop) {
+// Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle,
+// from the sums of the sites and of the saddles.
+std::int64_t barrier_of(const QuorixKmcHop& hop, const std::int64_t* site, const std::int64_t* saddle) {
     // The final site is empty, so it adds nothing to the initial site's sum; the initial site's
     // ion is taken out of the final site's sum.
-    const std::int64_t e_i = state.site_energy[hop.from];
-    const std::int64_t e_f = state.site_energy[hop.to] - hop.end_de;
-    const std::int64_t e_s = hop.saddle_en + state.saddle_phi[hop.saddle];
+    const std::int64_t e_i = site[hop.from];
+    const std::int64_t e_f = site[hop.to] - hop.end_de;
+    const std::int64_t e_s = hop.saddle_en + saddle[hop.saddle];
     return ((e_s > e_i && e_s > e_f) ? e_s : e_f) - e_i;
-}
-
-// Sets a hop's barrier and rate (0 when inactive), and its leaf in the tree.
-void set_rate(QUORIX_KMC* kmc, std::uint32_t m, std::int64_t barrier, double r) {
-    QuorixKmcState& state = *kmc->state;
-    state.hop[m].barrier = barrier;
-    // The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
-    if (r == state.tree.rate(m)) return;
-    kmc->ke[m].r = r;
-    state.tree.set(m, r);
 }
 
 // A hop keeps its rate while its barrier is unchanged, and recurring barriers reuse their
 // factors, which spares most exponentials. With `record`, what changed is kept for the hop back.
+// The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
 void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
     QuorixKmcState& state = *kmc->state;
-    const double kT = kBoltzmann * kmc->temperature;
+    state.boltzmann.use(kBoltzmann * kmc->temperature);
+    QuorixKmcHop* hops = state.hop.data();
+    const std::int64_t* site = state.site_energy.data();
+    const std::int64_t* saddle = state.saddle_phi.data();
+    double* leaf = state.tree.leaves();
+    QUORIX_KMC_EDGE* ke = kmc->ke;
+    std::uint32_t* new_rate = state.new_rates.data();
+    std::uint32_t* new_rates_end = new_rate;
     state.marks.drain([&](std::uint32_t m) {
-        QuorixKmcHop& hop = state.hop[m];
+        QuorixKmcHop& hop = hops[m];
         std::int64_t barrier = kQuorixKmcNoBarrier;
         double r = 0.0;
         if (state.marks.active(m)) {
-            barrier = barrier_of(state, hop);
+            barrier = barrier_of(hop, site, saddle);
             if (barrier == hop.barrier) return;
-            r = hop.frequency * state.boltzmann.factor(barrier, kT);
-        } else if (hop.barrier == kQuorixKmcNoBarrier && state.tree.rate(m) == 0.0) {
+            r = hop.frequency * state.boltzmann.factor(barrier);
+        } else if (hop.barrier == kQuorixKmcNoBarrier && leaf[m] == 0.0) {
             return;
         }
-        if (record) state.undo.changes.push_back({m, hop.barrier});
-        set_rate(kmc, m, barrier, r);
+        if (record) state.undo.changes.push_back({m, hop.barrier, leaf[m]});
+        hop.barrier = barrier;
+        if (r == leaf[m]) return;
+        ke[m].r = r;
+        leaf[m] = r > 0.0 ? r : 0.0;
+        *new_rates_end++ = m;
     });
-    state.tree.flush();
+    state.tree.settle(new_rate, new_rates_end);
 }
 
 // The hop back to the occupation before the last hop: every barrier and rate, and every sum of
 // the tree, returns to its value then, and the values left behind become this hop's changes.
 void restore_rates(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
-    state.tree.undo();
+    double* leaf = state.tree.leaves();
     for (QuorixKmcUndo::Change& change : state.undo.changes) {
         std::swap(state.hop[change.hop].barrier, change.barrier);
-        kmc->ke[change.hop].r = state.tree.rate(change.hop);
+        std::swap(leaf[change.hop], change.rate);
+        kmc->ke[change.hop].r = leaf[change.hop];
     }
+    state.tree.undo();
 }
 
 // Restores the rates after a hop back; otherwise recomputes the marked ones, keeping what a hop
@@ -640,6 +645,7 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
         state.tree.resize(graph->total_e);
         state.occupied.assign(graph->total_v, 0);
         state.marks.resize(graph->total_e);
+        state.new_rates.resize(graph->total_e);
         for (long v = 0; v < graph->total_v; v++) {
             kmc->kv[v].v = &graph->v[v];
             kmc->kv[v].en = graph->v[v].en;
