@@ -44,7 +44,9 @@ struct QuorixKmcEnergies {
 
     // Adds sign times the energies of site v's list to the sums they enter.
     void add_to(std::vector<std::int64_t>& sum, long v, std::int64_t sign) const {
-        for (std::size_t k = begin[v]; k < begin[v + 1]; k++) sum[index[k]] += sign * de[k];
+        std::int64_t* to = sum.data();
+        const std::size_t end = begin[v + 1];  // read once: the sums could alias it for the compiler
+        for (std::size_t k = begin[v]; k < end; k++) to[index[k]] += sign * de[k];
     }
 };
 
