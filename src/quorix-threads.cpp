@@ -35,8 +35,13 @@ void quorix_run_parts(unsigned parts, const std::function<void(unsigned)>& part)
             failure[p] = std::current_exception();
         }
     };
+    // Room for every part before the first thread starts: growing a list later could throw with
+    // threads running, which would end the process.
     std::vector<std::thread> started;
-    std::vector<unsigned> here = {0};
+    std::vector<unsigned> here;
+    started.reserve(parts);
+    here.reserve(parts);
+    here.push_back(0);
     for (unsigned p = 1; p < parts; p++) {
         try {
             started.emplace_back(run, p);

@@ -135,26 +135,29 @@ TEST(KmcRates, LocalUpdatesEqualTheFullRecomputation) {
 
 // The neighbour tables, found through bins of positions, are those of a plain loop over all pairs.
 TEST(KmcTables, NeighboursAreThoseOfAllPairs) {
-    ScratchDir dir;
-    const KmcPtr kmc(vacant_olivine(dir, {0, 0, 0}, 1));
-    ASSERT_TRUE(kmc);
-    const QUORIX_GRAPH* g = kmc->graph;
-    auto near = [g](const double* x1, const double* x2) { return quorix_dot_distance(x1, x2, g->a) < 5.0; };
-    auto list = [](const long* items, long count) { return std::vector<long>(items, items + count); };
-    std::vector<std::vector<long>> around_saddle(g->total_e);
-    for (long i = 0; i < g->total_v; i++) {
-        std::vector<long> sites, saddles;
-        for (long j = 0; j < g->total_v; j++)
-            if (j != i && near(g->v[std::min(i, j)].x, g->v[std::max(i, j)].x)) sites.push_back(j);
-        for (long m = 0; m < g->total_e; m++) {
-            if (!near(g->v[i].x, g->e[m].x)) continue;
-            saddles.push_back(m);
-            if (g->e[m].v_i != &g->v[i] && g->e[m].v_f != &g->v[i]) around_saddle[m].push_back(i);
+    // A cell narrower than twice the cutoff (c = 9.4 A: several images count), and one wider.
+    for (const std::vector<int>& supercell : {std::vector<int>{1, 2, 2}, std::vector<int>{2, 2, 3}}) {
+        ScratchDir dir;
+        const KmcPtr kmc(vacant_olivine(dir, supercell, 1));
+        ASSERT_TRUE(kmc);
+        const QUORIX_GRAPH* g = kmc->graph;
+        auto near = [g](const double* x1, const double* x2) { return quorix_dot_distance(x1, x2, g->a) < 5.0; };
+        auto list = [](const long* items, long count) { return std::vector<long>(items, items + count); };
+        std::vector<std::vector<long>> around_saddle(g->total_e);
+        for (long i = 0; i < g->total_v; i++) {
+            std::vector<long> sites, saddles;
+            for (long j = 0; j < g->total_v; j++)
+                if (j != i && near(g->v[std::min(i, j)].x, g->v[std::max(i, j)].x)) sites.push_back(j);
+            for (long m = 0; m < g->total_e; m++) {
+                if (!near(g->v[i].x, g->e[m].x)) continue;
+                saddles.push_back(m);
+                if (g->e[m].v_i != &g->v[i] && g->e[m].v_f != &g->v[i]) around_saddle[m].push_back(i);
+            }
+            ASSERT_EQ(list(kmc->kv[i].v_n, kmc->kv[i].total_v), sites) << "site " << i;
+            ASSERT_EQ(list(kmc->kv[i].e_n, kmc->kv[i].total_e), saddles) << "site " << i;
         }
-        ASSERT_EQ(list(kmc->kv[i].v_n, kmc->kv[i].total_v), sites) << "site " << i;
-        ASSERT_EQ(list(kmc->kv[i].e_n, kmc->kv[i].total_e), saddles) << "site " << i;
+        for (long m = 0; m < g->total_e; m++) ASSERT_EQ(list(kmc->ke[m].v_n, kmc->ke[m].total_v), around_saddle[m]);
     }
-    for (long m = 0; m < g->total_e; m++) ASSERT_EQ(list(kmc->ke[m].v_n, kmc->ke[m].total_v), around_saddle[m]);
 }
 
 // E = -A (cos 2 pi x/l + cos 2 pi y/l + cos 2 pi z/l) on a cell of 2l: one site per l^3, six hops
