@@ -33,7 +33,6 @@ public:
         hops_ = hops;
     }
 
-    bool active(std::uint32_t m) const { return (active_[m >> 6] >> (m & 63)) & 1; }
     void set_active(std::uint32_t m, bool active) {
         const std::uint64_t bit = std::uint64_t{1} << (m & 63);
         active_[m >> 6] = active ? active_[m >> 6] | bit : active_[m >> 6] & ~bit;
@@ -57,16 +56,19 @@ public:
         for (std::uint32_t m = 0; m < hops_; m++) mark_own(m);
     }
 
-    // Calls visit(m) for every marked hop that needs a rate, in increasing order, and clears the marks.
+    // Calls visit(m, active) for every marked hop that needs a rate, in increasing order, and clears the marks.
     template <class Visit>
     void drain(Visit visit) {
         for (std::size_t t = 0; t < touched_.size(); t++) {
             for (std::uint64_t words = touched_[t]; words != 0; words &= words - 1) {
                 const std::size_t w = t * 64 + static_cast<std::size_t>(__builtin_ctzll(words));
-                std::uint64_t due = (near_[w] & active_[w]) | own_[w];
+                const std::uint64_t active = active_[w];
+                std::uint64_t due = (near_[w] & active) | own_[w];
                 near_[w] = own_[w] = 0;
-                for (; due != 0; due &= due - 1)
-                    visit(static_cast<std::uint32_t>(w * 64 + static_cast<std::size_t>(__builtin_ctzll(due))));
+                for (; due != 0; due &= due - 1) {
+                    const unsigned bit = static_cast<unsigned>(__builtin_ctzll(due));
+                    visit(static_cast<std::uint32_t>(w * 64 + bit), ((active >> bit) & 1) != 0);
+                }
             }
             touched_[t] = 0;
         }

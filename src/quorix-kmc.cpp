@@ -420,11 +420,11 @@ void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
     QUORIX_KMC_EDGE* ke = kmc->ke;
     std::uint32_t* new_rate = state.new_rates.data();
     std::uint32_t* new_rates_end = new_rate;
-    state.marks.drain([&](std::uint32_t m) {
+    state.marks.drain([&](std::uint32_t m, bool active) {
         QuorixKmcHop& hop = hops[m];
         std::int64_t barrier = kQuorixKmcNoBarrier;
         double r = 0.0;
-        if (state.marks.active(m)) {
+        if (active) {
             barrier = barrier_of(hop, site, saddle);
             if (barrier == hop.barrier) return;
             r = hop.frequency * state.boltzmann.factor(barrier);
