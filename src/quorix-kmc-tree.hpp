@@ -17,6 +17,7 @@ public:
     explicit QuorixRateTree(long count = 0) { resize(count); }
 
     void resize(long count) {
+        journal(false);
         level_.clear();
         std::size_t size = count > 0 ? static_cast<std::size_t>(count) : 1;
         do {
@@ -66,9 +67,9 @@ public:
     // was then; called again, redoes them, oldest first. Needs a flushed tree.
     void undo() {
         if (undone_) {
-            for (Kept& kept : journal_) std::swap(level_[kept.level][kept.node], kept.value);
+            for (Kept& kept : journal_) std::swap(*kept.node, kept.value);
         } else {
-            for (auto it = journal_.rbegin(); it != journal_.rend(); ++it) std::swap(level_[it->level][it->node], it->value);
+            for (auto it = journal_.rbegin(); it != journal_.rend(); ++it) std::swap(*it->node, it->value);
         }
         undone_ = !undone_;
     }
@@ -119,13 +120,13 @@ private:
     }
 
     void keep(std::size_t k, std::size_t node) {
-        if (journaling_) journal_.push_back({static_cast<std::uint32_t>(k), static_cast<std::uint32_t>(node), level_[k][node]});
+        if (journaling_) journal_.push_back({&level_[k][node], level_[k][node]});
     }
 
     static constexpr std::size_t kNone = ~std::size_t{0};
 
     struct Kept {
-        std::uint32_t level, node;
+        double* node;  // into level_, which only resize() reallocates (and it forgets the journal)
         double value;
     };
     std::vector<Kept> journal_;
