@@ -104,7 +104,8 @@ struct QuorixKmcUndo {
         double rate;
     };
     enum class Next { recompute, record, restore };  // what the next rate update does
-    std::vector<Change> changes;                     // the hops the last hop changed, with their old values
+    std::vector<Change> changes;                     // room for a change of every hop
+    std::size_t count = 0;                           // the first `count` changes: the last hop's, with old values
     long from = -1, to = -1;                         // that hop's sites; -1 when the changes are not its own
     Next next = Next::recompute;
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -420,6 +421,7 @@ void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
     QUORIX_KMC_EDGE* ke = kmc->ke;
     std::uint32_t* new_rate = state.new_rates.data();
     std::uint32_t* new_rates_end = new_rate;
+    QuorixKmcUndo::Change* changes_end = state.undo.changes.data();
     state.marks.drain([&](std::uint32_t m, bool active) {
         QuorixKmcHop& hop = hops[m];
         std::int64_t barrier = kQuorixKmcNoBarrier;
@@ -431,13 +433,14 @@ void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
         } else if (hop.barrier == kQuorixKmcNoBarrier && leaf[m] == 0.0) {
             return;
         }
-        if (record) state.undo.changes.push_back({m, hop.barrier, leaf[m]});
+        if (record) *changes_end++ = {m, hop.barrier, leaf[m]};
         hop.barrier = barrier;
         if (r == leaf[m]) return;
         ke[m].r = r;
         leaf[m] = r > 0.0 ? r : 0.0;
         *new_rates_end++ = m;
     });
+    state.undo.count = static_cast<std::size_t>(changes_end - state.undo.changes.data());
     state.tree.settle(new_rate, new_rates_end);
 }
 
@@ -446,7 +449,7 @@ void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
 void restore_rates(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     double* leaf = state.tree.leaves();
-    for (QuorixKmcUndo::Change& change : state.undo.changes) {
+    for (QuorixKmcUndo::Change& change : std::span(state.undo.changes.data(), state.undo.count)) {
         std::swap(state.hop[change.hop].barrier, change.barrier);
         std::swap(leaf[change.hop], change.rate);
         kmc->ke[change.hop].r = leaf[change.hop];
@@ -461,7 +464,7 @@ void update_marked_rates(QUORIX_KMC* kmc) {
     const QuorixKmcUndo::Next next = std::exchange(undo.next, QuorixKmcUndo::Next::recompute);
     if (next == QuorixKmcUndo::Next::restore) return restore_rates(kmc);
     const bool record = next == QuorixKmcUndo::Next::record;
-    undo.changes.clear();
+    undo.count = 0;
     kmc->state->tree.journal(record);
     if (!record) undo.forget();
     recompute_marked_edges(kmc, record);
@@ -646,6 +649,7 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
         state.occupied.assign(graph->total_v, 0);
         state.marks.resize(graph->total_e);
         state.new_rates.resize(graph->total_e);
+        state.undo.changes.resize(graph->total_e);
         for (long v = 0; v < graph->total_v; v++) {
             kmc->kv[v].v = &graph->v[v];
             kmc->kv[v].en = graph->v[v].en;
