@@ -35,7 +35,6 @@ public:
     // increasing order (as the simulation sets them) share the work on their common ancestors.
     void set(long index, double rate) {
         const std::size_t leaf = static_cast<std::size_t>(index);
-        keep(0, leaf);
         level_[0][leaf] = rate > 0.0 ? rate : 0.0;
         pend(1, leaf / kFanOut);
     }
@@ -45,8 +44,7 @@ public:
     }
 
     // The leaves, for a caller that writes many rates (each positive or 0) and then passes their
-    // indices to settle(), in increasing order for the least work. The journal does not see
-    // leaves written this way.
+    // indices to settle(), in increasing order for the least work.
     double* leaves() { return level_[0].data(); }
 
     // Brings the sums up to date with the leaves written through leaves().
@@ -55,16 +53,16 @@ public:
         flush();
     }
 
-    // From now on keeps the old value of every leaf and sum that set() and flush() overwrite (or
-    // stops keeping them), forgetting those kept before.
+    // From now on keeps the old value of every sum that flush() and settle() overwrite (or stops
+    // keeping them), forgetting those kept before. Leaves are the caller's to keep.
     void journal(bool on) {
         journaling_ = on;
         journal_.clear();
         undone_ = false;
     }
 
-    // Puts back the values kept since journal(true), newest first, so the tree is exactly as it
-    // was then; called again, redoes them, oldest first. Needs a flushed tree.
+    // Puts back the sums kept since journal(true), newest first, so that with the leaves put back
+    // the tree is exactly as it was then; called again, redoes them, oldest first.
     void undo() {
         if (undone_) {
             for (Kept& kept : journal_) std::swap(*kept.node, kept.value);

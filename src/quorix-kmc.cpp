@@ -392,7 +392,6 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign, bool restored = false)
     state.near_saddles.add_to(state.saddle_phi, v, sign);
     for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) set_activity(state, *m);
     if (restored) return;
-    state.undo.forget();
     state.marks.mark_near(state.dependent.first(v), state.dependent.last(v));
     for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) state.marks.mark_own(*m);
 }
@@ -481,9 +480,6 @@ void recompute_sums(QUORIX_KMC* kmc) {
     }
 }
 
-// Site energy with the Coulomb terms of the occupied sites around it.
-std::int64_t effective_energy(const QUORIX_KMC* kmc, long v) { return kmc->state->site_energy[v]; }
-
 void add_time_of_occupied_sites(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     for (long v = 0; v < kmc->graph->total_v; v++)
@@ -518,10 +514,12 @@ private:
     QuorixRateTree tree_;
 };
 
+// The empty site of lowest energy with the Coulomb terms of the occupied sites around it.
 long lowest_empty_site(const QUORIX_KMC* kmc) {
+    const std::vector<std::int64_t>& energy = kmc->state->site_energy;
     long best = -1;
     for (long v = 0; v < kmc->graph->total_v; v++)
-        if (!kmc->kv[v].occupied && (best < 0 || effective_energy(kmc, v) < effective_energy(kmc, best))) best = v;
+        if (!kmc->kv[v].occupied && (best < 0 || energy[v] < energy[best])) best = v;
     return best;
 }
 
@@ -611,6 +609,14 @@ double total_rate(const QUORIX_KMC* kmc) {
 
 long select_edge(const QUORIX_KMC* kmc, double total, double u) {
     return kmc->state->linear_scan ? linear_select(kmc, u * total) : kmc->state->tree.select(u * total);
+}
+
+// Rates need a positive temperature: checked also before a hop, so that no ion moves on rates
+// that cannot be renewed after it.
+bool temperature_usable(const QUORIX_KMC* kmc) {
+    if (kmc->temperature > 0.0) return true;
+    std::fprintf(stderr, "Error: wrong inputs for generating rates.\n");
+    return false;
 }
 
 // Draws the hop; -1 after printing the failure.
@@ -752,16 +758,13 @@ int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
 }
 
 int quorix_kmc_update_rate(QUORIX_KMC* kmc) {
-    if (!quorix_kmc_usable(kmc) || !(kmc->temperature > 0.0)) {
-        std::fprintf(stderr, "Error: wrong inputs for generating rates.\n");
-        return 1;
-    }
+    if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
     update_marked_rates(kmc);
     return 0;
 }
 
 int quorix_kmc_equilibrate(QUORIX_KMC* kmc) {
-    if (!quorix_kmc_usable(kmc)) return 1;
+    if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
     long hops = static_cast<long>(kmc->step_limit * 0.01);
     if (hops <= kMinimumEquilibration) hops = kMinimumEquilibration;
     for (long step = 0; step < hops; step++) {
@@ -780,7 +783,7 @@ int quorix_kmc_equilibrate(QUORIX_KMC* kmc) {
 }
 
 int quorix_kmc_evolve(QUORIX_KMC* kmc) {
-    if (!quorix_kmc_usable(kmc)) return 1;
+    if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
     const double total = total_rate(kmc);
     if (total < kMinimumTotalRate) {
         std::fprintf(stderr, "Error: overall rate is too small.\n");
