@@ -12,6 +12,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <map>
@@ -22,6 +23,7 @@
 #include "quorix-import-cif.hpp"
 #include "quorix-import-grid.hpp"
 #include "quorix-import-property.hpp"
+#include "quorix-import-symmetry.hpp"
 
 namespace cif = gemmi::cif;
 
@@ -111,9 +113,71 @@ bool operation_from_gemmi(const gemmi::Op& op, Operation& operation) {
     return true;
 }
 
+// True when a fraction of the operation has a denominator that does not divide 24.
+bool has_fraction_off_twentyfourths(const std::string& text) {
+    for (size_t slash = text.find('/'); slash != std::string::npos; slash = text.find('/', slash + 1)) {
+        const long denominator = std::strtol(text.c_str() + slash + 1, nullptr, 10);
+        if (denominator > 0 && 24 % denominator != 0) return true;
+    }
+    return false;
+}
+
+// A number as operations write it: digits with at most one decimal point, then at most one
+// slash and digits.
+bool plain_number(const std::string& run) {
+    const size_t slash = run.find('/');
+    const std::string whole = run.substr(0, slash);
+    const std::string below = slash == std::string::npos ? "1" : run.substr(slash + 1);
+    return std::count(whole.begin(), whole.end(), '.') <= 1 && whole != "." && !below.empty() &&
+           below.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// The operation with each constant (a number not multiplying x, y or z) written as 0; nullopt
+// when a number is malformed or a character is none of those operations use.
+std::optional<std::string> without_constants(const std::string& text) {
+    std::string out;
+    for (size_t i = 0; i < text.size();) {
+        size_t end = i;
+        while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) || text[end] == '.' || text[end] == '/'))
+            end++;
+        if (end == i) {
+            if (!std::strchr("xyzXYZ+-*, ", text[i])) return std::nullopt;
+            out += text[i++];
+            continue;
+        }
+        const std::string run = text.substr(i, end - i);
+        if (!plain_number(run)) return std::nullopt;
+        const bool factor = end < text.size() && (text[end] == '*' || std::isalpha(static_cast<unsigned char>(text[end])));
+        out += factor ? run : "0";
+        i = end;
+    }
+    return out;
+}
+
+// An operation whose translation is no twenty-fourth (x+1/5 or x+0.2, which an origin away from
+// the symmetry elements gives): gemmi reads its rotation (with the constants as 0) and the plain
+// reader its translation; both must read the same rotation.
+bool operation_off_twentyfourths(const std::string& text, Operation& operation) {
+    const auto rotation = without_constants(text);
+    QUORIX_CARD card{};
+    if (!rotation || text.size() >= sizeof card.text) return false;
+    try {
+        if (!operation_from_gemmi(gemmi::parse_triplet(*rotation), operation)) return false;
+    } catch (const std::exception&) {
+        return false;
+    }
+    if (quorix_card_set_by_text(&card, text.c_str()) != 0) return false;
+    for (int i = 0; i < 3; i++) {
+        for (int j = 0; j < 3; j++)
+            if (card.r_f[i][j] != operation.r[i][j]) return false;
+        operation.t[i] = card.t_f[i];
+    }
+    return true;
+}
+
 bool parse_operation(const std::string& text, Operation& operation) {
     const auto plain = decimals_as_fractions(text);
-    if (!plain) return false;
+    if (!plain || has_fraction_off_twentyfourths(*plain)) return operation_off_twentyfourths(text, operation);
     try {
         return operation_from_gemmi(gemmi::parse_triplet(*plain), operation);
     } catch (const std::exception&) {

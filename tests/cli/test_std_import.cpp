@@ -135,7 +135,8 @@ TEST(StdImport, TranslationBeforeMinusInTrigonalOperations) {
 
 // Coordinates written as 0 and 1/2 are special positions, not numbers rounded to no decimals: the
 // tolerance stays narrow and the four Cu of the centred cell stay apart. A shift of the origin by
-// 0.1 is no twenty-fourth, even under a wide tolerance: the eight ions of NaCl stay eight.
+// 0.1 is no twenty-fourth, even under a wide tolerance: the eight ions of NaCl stay eight, and
+// the operations written for that origin (x+1/5) read back to the same group.
 TEST(StdImport, ShortCoordinatesAndShiftedOriginsKeepTheirAtoms) {
     ScratchDir dir;
     const std::string cubic = "data_x\n_cell_length_a 5.64\n_cell_length_b 5.64\n_cell_length_c 5.64\n"
@@ -152,6 +153,8 @@ TEST(StdImport, ShortCoordinatesAndShiftedOriginsKeepTheirAtoms) {
         EXPECT_NE(made.out.find(": 225 Fm-3m"), std::string::npos) << name << made.err;
         EXPECT_EQ(printed_atoms(run_quorix({"--print-cell", "out.cif"}, dir.path()).out).size(), atoms) << name;
         EXPECT_NE(read_file(dir.path() / "out.cif").find(translation), std::string::npos) << name;
+        const auto again = run_quorix({"--gen-cif-std", "out.cif", "again.cif", symprec}, dir.path());
+        EXPECT_NE(again.out.find(": 225 Fm-3m"), std::string::npos) << name << again.err;
     }
 }
 
