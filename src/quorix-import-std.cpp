@@ -77,29 +77,37 @@ std::string value_of(cif::Block& block, std::initializer_list<const char*> tags)
     return {};
 }
 
-// Decimal numbers in an operation ("0.25+x") become twenty-fourths, the finest fraction of
-// space-group translations; nullopt for a decimal that is no such fraction.
-std::optional<std::string> decimals_as_fractions(const std::string& text) {
+// Rebuilds an operation with each number in it (a run of digits and of the characters in
+// `also`) replaced by number(run, the character after it); nullopt when number gives nullopt.
+template <class Number>
+std::optional<std::string> rewrite_numbers(const std::string& text, const char* also, Number number) {
     std::string out;
     for (size_t i = 0; i < text.size();) {
         size_t end = i;
-        while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) || text[end] == '.')) end++;
-        const std::string number = text.substr(i, end - i);
+        while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) || (text[end] && std::strchr(also, text[end]))))
+            end++;
         if (end == i) {
             out += text[i++];
             continue;
         }
-        if (number.find('.') != std::string::npos) {
-            const double value = cif::as_number(number);
-            const double twentyfourths = std::round(value * 24);
-            if (!std::isfinite(value) || std::fabs(value * 24 - twentyfourths) > 0.024) return std::nullopt;
-            out += std::to_string(static_cast<long>(twentyfourths)) + "/24";
-        } else {
-            out += number;
-        }
+        const std::optional<std::string> written = number(text.substr(i, end - i), end < text.size() ? text[end] : '\0');
+        if (!written) return std::nullopt;
+        out += *written;
         i = end;
     }
     return out;
+}
+
+// Decimal numbers in an operation ("0.25+x") become twenty-fourths, the finest fraction of
+// space-group translations; nullopt for a decimal that is no such fraction.
+std::optional<std::string> decimals_as_fractions(const std::string& text) {
+    return rewrite_numbers(text, ".", [](const std::string& number, char) -> std::optional<std::string> {
+        if (number.find('.') == std::string::npos) return number;
+        const double value = cif::as_number(number);
+        const double twentyfourths = std::round(value * 24);
+        if (!std::isfinite(value) || std::fabs(value * 24 - twentyfourths) > 0.024) return std::nullopt;
+        return std::to_string(static_cast<long>(twentyfourths)) + "/24";
+    });
 }
 
 bool operation_from_gemmi(const gemmi::Op& op, Operation& operation) {
@@ -135,23 +143,11 @@ bool plain_number(const std::string& run) {
 // The operation with each constant (a number not multiplying x, y or z) written as 0; nullopt
 // when a number is malformed or a character is none of those operations use.
 std::optional<std::string> without_constants(const std::string& text) {
-    std::string out;
-    for (size_t i = 0; i < text.size();) {
-        size_t end = i;
-        while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) || text[end] == '.' || text[end] == '/'))
-            end++;
-        if (end == i) {
-            if (!std::strchr("xyzXYZ+-*, ", text[i])) return std::nullopt;
-            out += text[i++];
-            continue;
-        }
-        const std::string run = text.substr(i, end - i);
-        if (!plain_number(run)) return std::nullopt;
-        const bool factor = end < text.size() && (text[end] == '*' || std::isalpha(static_cast<unsigned char>(text[end])));
-        out += factor ? run : "0";
-        i = end;
-    }
-    return out;
+    if (text.find_first_not_of("0123456789./xyzXYZ+-*, ") != std::string::npos) return std::nullopt;
+    return rewrite_numbers(text, "./", [](const std::string& number, char next) -> std::optional<std::string> {
+        if (!plain_number(number)) return std::nullopt;
+        return next == '*' || std::isalpha(static_cast<unsigned char>(next)) ? number : "0";
+    });
 }
 
 // An operation whose translation is no twenty-fourth (x+1/5 or x+0.2, which an origin away from
