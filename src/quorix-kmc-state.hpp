@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +11,7 @@
 #include <vector>
 
 #include "quorix-file.hpp"
-#include "quorix-kmc-marks.hpp"
+#include "quorix-kmc-due.hpp"
 #include "quorix-kmc-tree.hpp"
 
 // Energies are summed as integers in units of 2^-40 eV, so a sum kept up to date hop by hop equals
@@ -54,7 +55,6 @@ struct QuorixKmcHop {
     std::uint32_t from, to;  // initial and final site
     std::uint32_t saddle;    // shared with the reverse hop
     std::int64_t end_de;     // energy between its two ends (0 beyond the cutoff)
-    std::int64_t saddle_en;  // ke[].en
     double frequency;        // ke[].f
     std::int64_t barrier;    // of its rate while active, kQuorixKmcNoBarrier when not
 };
@@ -102,32 +102,45 @@ struct QuorixKmcUndo {
         std::int64_t barrier;
         double rate;
     };
-    enum class Next { recompute, record, restore };  // what the next rate update does
-    std::vector<Change> changes;                     // room for a change of every hop
-    std::size_t count = 0;                           // the first `count` changes: the last hop's, with old values
-    long from = -1, to = -1;                         // that hop's sites; -1 when the changes are not its own
-    Next next = Next::recompute;
+    // What the next rate update does: nothing, every hop, the hops due after the last hop
+    // (keeping their changes), or restoring the rates before it.
+    enum class Next { nothing, all, record, restore };
+    std::vector<Change> changes;  // room for a change of every hop
+    std::size_t count = 0;        // the first `count` changes: the last hop's, with old values
+    long hop = -1;                // the last hop
+    long from = -1, to = -1;      // its sites; -1 when the changes are not its own
+    Next next = Next::nothing;
 
     void forget() {
         from = to = -1;
-        next = Next::recompute;
+        next = Next::all;
     }
+};
+
+// A hop and its two sites, for the activity of a site's hops without their larger records.
+struct QuorixKmcHopEnds {
+    std::uint32_t hop, from, to;
 };
 
 struct QuorixKmcState {
     QuorixKmcEnergies near_sites;            // sites around each site (kv[].v_n and v_de)
     QuorixKmcEnergies near_saddles;          // saddles around each site other than its own hops'
-    QuorixKmcLists<std::uint32_t> incident;  // hops leaving or entering each site
+    QuorixKmcLists<QuorixKmcHopEnds> incident;  // hops leaving or entering each site
     QuorixKmcLists<std::uint32_t> crossing;  // hops over each saddle (a hop and its reverse)
-    // Per site: the hops other than its own whose barrier its occupation enters (those at the
-    // sites around it, and those whose saddle it is near), as words of bits.
-    QuorixKmcLists<QuorixKmcHopWord> dependent;
+    // Per pair of sites joined by hops: the hops whose rate an ion moving between them may
+    // change (those whose barrier the occupation of either enters, and their own); and per hop,
+    // its pair.
+    QuorixKmcLists<QuorixKmcDueWord> due;
+    std::vector<std::uint32_t> due_of_hop;
     std::vector<std::int64_t> site_energy;  // of each site (kv[].en) with the occupied sites around it
-    std::vector<std::int64_t> saddle_phi;  // per saddle, with the occupied sites other than its hops' ends
     std::vector<std::int64_t> site_en;    // kv[].en
+    // Per saddle: its energy (ke[].en of its hops), alone and with the occupied sites other
+    // than its hops' ends.
+    std::vector<std::int64_t> saddle_en, saddle_energy;
     std::vector<unsigned char> occupied;  // per site
     std::vector<QuorixKmcHop> hop;
-    QuorixKmcMarks marks;  // which hops are active, and which wait for a new rate (ke[].update)
+    std::vector<std::array<int, 3>> bound;  // per hop, e[].bound: cell boundaries crossed
+    QuorixKmcActivity activity;  // which hops are active
     QuorixRateTree tree;
     std::vector<std::uint32_t> new_rates;  // hops whose rate the last update changed (room for all)
     QuorixBoltzmannMemo boltzmann;

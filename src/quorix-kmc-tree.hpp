@@ -2,6 +2,7 @@
 // O(log E), the same hop as a scan in index order, and takes single-rate changes in O(log E).
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -32,7 +33,7 @@ public:
     // follow by the next flush(). Each level keeps one node pending: it is summed when another
     // node takes its place, and a node summed makes its parent pending, so every node above a
     // changed leaf is summed again after its children, in any order of the leaves. Leaves set in
-    // increasing order (as the simulation sets them) share the work on their common ancestors.
+    // increasing order share the work on their common ancestors.
     void set(long index, double rate) {
         const std::size_t leaf = static_cast<std::size_t>(index);
         level_[0][leaf] = rate > 0.0 ? rate : 0.0;
@@ -49,15 +50,41 @@ public:
 
     // Brings the sums up to date with the leaves written through leaves().
     void settle(const std::uint32_t* first, const std::uint32_t* last) {
-        for (; first != last; first++) pend(1, *first / kFanOut);
         flush();
+        // The nodes to sum at each level, from the level below's, without branches on whether
+        // neighbours share a parent (which no predictor can guess).
+        nodes_.resize(static_cast<std::size_t>(last - first));
+        std::size_t count = 0, previous = kNone;
+        for (; first != last; first++) {
+            const std::size_t node = *first / kFanOut;
+            nodes_[count] = node;
+            count += node != previous;
+            previous = node;
+        }
+        for (std::size_t k = 1; k < level_.size(); k++) {
+            double* sums = level_[k].data();
+            const double* below = level_[k - 1].data();
+            Kept* kept = nullptr;
+            if (journaling_) kept = journal_room(count);
+            std::size_t parents = 0;
+            previous = kNone;
+            for (std::size_t i = 0; i < count; i++) {
+                const std::size_t node = nodes_[i];
+                if (kept) kept[i] = {&sums[node], sums[node]};
+                sums[node] = block_sum(&below[node * kFanOut]);
+                nodes_[parents] = node / kFanOut;
+                parents += node / kFanOut != previous;
+                previous = node / kFanOut;
+            }
+            count = parents;
+        }
     }
 
     // From now on keeps the old value of every sum that flush() and settle() overwrite (or stops
     // keeping them), forgetting those kept before. Leaves are the caller's to keep.
     void journal(bool on) {
         journaling_ = on;
-        journal_.clear();
+        kept_ = 0;
         undone_ = false;
     }
 
@@ -65,9 +92,9 @@ public:
     // the tree is exactly as it was then; called again, redoes them, oldest first.
     void undo() {
         if (undone_) {
-            for (Kept& kept : journal_) std::swap(*kept.node, kept.value);
+            for (std::size_t i = 0; i < kept_; i++) std::swap(*journal_[i].node, journal_[i].value);
         } else {
-            for (auto it = journal_.rbegin(); it != journal_.rend(); ++it) std::swap(*it->node, it->value);
+            for (std::size_t i = kept_; i-- > 0;) std::swap(*journal_[i].node, journal_[i].value);
         }
         undone_ = !undone_;
     }
@@ -102,23 +129,32 @@ private:
         return ((c[0] + c[1]) + (c[2] + c[3])) + ((c[4] + c[5]) + (c[6] + c[7]));
     }
 
+    // Makes node pending at level k; the node it replaces is summed, and its parent made pending
+    // in the same way, level by level.
     void pend(std::size_t k, std::size_t node) {
-        if (pending_[k] == node) return;
-        close(k);
-        pending_[k] = node;
+        while (pending_[k] != node) {
+            const std::size_t replaced = std::exchange(pending_[k], node);
+            if (replaced == kNone) return;
+            sum(k, replaced);
+            if (++k == level_.size()) return;
+            node = replaced / kFanOut;
+        }
     }
 
     void close(std::size_t k) {
-        const std::size_t node = pending_[k];
+        const std::size_t node = std::exchange(pending_[k], kNone);
         if (node == kNone) return;
-        pending_[k] = kNone;
-        keep(k, node);
-        level_[k][node] = block_sum(&level_[k - 1][node * kFanOut]);
+        sum(k, node);
         if (k + 1 < level_.size()) pend(k + 1, node / kFanOut);
     }
 
+    void sum(std::size_t k, std::size_t node) {
+        keep(k, node);
+        level_[k][node] = block_sum(&level_[k - 1][node * kFanOut]);
+    }
+
     void keep(std::size_t k, std::size_t node) {
-        if (journaling_) journal_.push_back({&level_[k][node], level_[k][node]});
+        if (journaling_) *journal_room(1) = {&level_[k][node], level_[k][node]};
     }
 
     static constexpr std::size_t kNone = ~std::size_t{0};
@@ -127,10 +163,20 @@ private:
         double* node;  // into level_, which only resize() reallocates (and it forgets the journal)
         double value;
     };
-    std::vector<Kept> journal_;
+    // Room for `count` more entries of the journal, kept from one journal to the next (its
+    // entries are written, never initialised).
+    Kept* journal_room(std::size_t count) {
+        if (kept_ + count > journal_.size()) journal_.resize(std::max(2 * journal_.size(), kept_ + count));
+        kept_ += count;
+        return journal_.data() + kept_ - count;
+    }
+
+    std::vector<Kept> journal_;  // the first kept_ entries are the journal
+    std::size_t kept_ = 0;
     bool journaling_ = false;
     bool undone_ = false;
 
     std::vector<std::vector<double>> level_;  // level_[0]: the leaves; the last level: the total
     std::vector<std::size_t> pending_;        // per level: the node whose sum is due, or kNone
+    std::vector<std::size_t> nodes_;          // settle(): the nodes of one level to sum
 };

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <new>
 #include <span>
 #include <utility>
@@ -224,8 +225,9 @@ int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest
     return 0;
 }
 
-// Numbers the saddles: a hop shares the saddle of its reverse when both sit at the same point,
-// so the Coulomb sum at it is kept once. Returns each hop's saddle; fills state.crossing.
+// Numbers the saddles: a hop shares the saddle of its reverse when both sit at the same point
+// with the same energy, so the Coulomb sum at it (which starts from that energy) is kept once.
+// Returns each hop's saddle; fills state.crossing and state.saddle_en.
 std::vector<std::uint32_t> share_saddles(QuorixKmcState& state, const QUORIX_GRAPH* graph) {
     std::vector<std::uint32_t> saddle_of(graph->total_e);
     std::vector<std::uint32_t> partner;  // per saddle, the reverse hop that joins it, or none
@@ -235,7 +237,8 @@ std::vector<std::uint32_t> share_saddles(QuorixKmcState& state, const QUORIX_GRA
         const QUORIX_GRAPH_EDGE* reverse = edge.e_r;
         const long r = reverse ? reverse - graph->e : m;
         if (r < m && reverse->v_i == edge.v_f && reverse->v_f == edge.v_i &&
-            std::memcmp(reverse->x, edge.x, sizeof edge.x) == 0 && partner[saddle_of[r]] == kNone) {
+            std::memcmp(reverse->x, edge.x, sizeof edge.x) == 0 && reverse->en == edge.en &&
+            partner[saddle_of[r]] == kNone) {
             saddle_of[m] = saddle_of[r];
             partner[saddle_of[m]] = static_cast<std::uint32_t>(m);
         } else {
@@ -246,6 +249,7 @@ std::vector<std::uint32_t> share_saddles(QuorixKmcState& state, const QUORIX_GRA
     std::vector<std::uint32_t> first(partner.size());
     for (long m = graph->total_e - 1; m >= 0; m--) first[saddle_of[m]] = static_cast<std::uint32_t>(m);
     for (std::size_t s = 0; s < partner.size(); s++) {
+        state.saddle_en.push_back(quantize(graph->e[first[s]].en));
         state.crossing.items.push_back(first[s]);
         if (partner[s] != kNone) state.crossing.items.push_back(partner[s]);
         state.crossing.close();
@@ -325,29 +329,37 @@ int build_edges(QUORIX_KMC* kmc, const std::vector<std::uint32_t>& saddle_of) {
             return 1;
         }
         QuorixKmcHop hop{static_cast<std::uint32_t>(vertex_index(kmc, edge.v_i)),
-                         static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), saddle_of[m], 0, quantize(ke.en), ke.f,
+                         static_cast<std::uint32_t>(vertex_index(kmc, edge.v_f)), saddle_of[m], 0, ke.f,
                          kQuorixKmcNoBarrier};
         for (std::size_t k = state.near_sites.begin[hop.to]; k < state.near_sites.begin[hop.to + 1]; k++)
             if (state.near_sites.index[k] == hop.from) hop.end_de = state.near_sites.de[k];
         state.hop.push_back(hop);
+        state.bound.push_back({edge.bound[0], edge.bound[1], edge.bound[2]});
     }
     return 0;
 }
 
-// The hops at each site (leaving or entering it), and the hops of other sites whose barrier the
-// site's occupation enters.
-void build_hop_lists(QuorixKmcState& state, long total_v) {
-    std::vector<std::vector<std::uint32_t>> incident(total_v);
-    for (std::uint32_t m = 0; m < state.hop.size(); m++) {
-        incident[state.hop[m].from].push_back(m);
-        if (state.hop[m].to != state.hop[m].from) incident[state.hop[m].to].push_back(m);
-    }
-    for (long v = 0; v < total_v; v++) {
-        state.incident.items.insert(state.incident.items.end(), incident[v].begin(), incident[v].end());
-        state.incident.close();
-    }
-    std::vector<std::size_t> listed(total_v);
-    state.dependent.items = collect_by_site<QuorixKmcHopWord>(total_v, [&](long v, std::vector<QuorixKmcHopWord>& out) {
+// Calls collect(i, out) for i in [0, total), shared among threads, and returns the lists
+// collected, one per i.
+template <class T, class Collect>
+QuorixKmcLists<T> collect_lists(long total, Collect collect) {
+    std::vector<std::size_t> listed(total);
+    QuorixKmcLists<T> lists;
+    lists.items = collect_by_site<T>(total, [&](long i, std::vector<T>& out) {
+        const std::size_t before = out.size();
+        collect(i, out);
+        listed[i] = out.size() - before;
+    });
+    for (long i = 0; i < total; i++) lists.begin.push_back(lists.begin.back() + listed[i]);
+    return lists;
+}
+
+// Per site, the hops of other sites whose barrier its occupation enters (those at the sites
+// around it, and those whose saddle it is near), as words of `near` bits.
+QuorixKmcLists<QuorixKmcDueWord> dependent_words(const QuorixKmcState& state,
+                                                 const std::vector<std::vector<std::uint32_t>>& incident) {
+    const long total_v = static_cast<long>(incident.size());
+    return collect_lists<QuorixKmcDueWord>(total_v, [&](long v, std::vector<QuorixKmcDueWord>& out) {
         std::vector<std::uint32_t> hops;
         for (std::size_t k = state.near_sites.begin[v]; k < state.near_sites.begin[v + 1]; k++) {
             const std::uint32_t s = state.near_sites.index[k];
@@ -357,28 +369,57 @@ void build_hop_lists(QuorixKmcState& state, long total_v) {
             const std::uint32_t saddle = state.near_saddles.index[k];
             hops.insert(hops.end(), state.crossing.first(saddle), state.crossing.last(saddle));
         }
-        std::sort(hops.begin(), hops.end());
-        hops.erase(std::unique(hops.begin(), hops.end()), hops.end());
         std::erase_if(hops, [&](std::uint32_t m) { return state.hop[m].from == v || state.hop[m].to == v; });
-        const std::size_t before = out.size();
-        quorix_kmc_hop_words(hops, out);
-        listed[v] = out.size() - before;
+        quorix_kmc_merge_words(quorix_kmc_hop_words(hops, false), out);
     });
-    for (long v = 0; v < total_v; v++) state.dependent.begin.push_back(state.dependent.begin.back() + listed[v]);
+}
+
+// The hops at each site (leaving or entering it), and for each pair of sites joined by hops the
+// hops due for a new rate when an ion moves between them.
+void build_hop_lists(QuorixKmcState& state, long total_v) {
+    std::vector<std::vector<std::uint32_t>> incident(total_v);
+    for (std::uint32_t m = 0; m < state.hop.size(); m++) {
+        incident[state.hop[m].from].push_back(m);
+        if (state.hop[m].to != state.hop[m].from) incident[state.hop[m].to].push_back(m);
+    }
+    for (long v = 0; v < total_v; v++) {
+        for (const std::uint32_t m : incident[v])
+            state.incident.items.push_back({m, state.hop[m].from, state.hop[m].to});
+        state.incident.close();
+    }
+    // A hop and its reverse join the same pair, numbered by the first hop between them.
+    std::vector<std::uint32_t> first_hop;
+    std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint32_t> pair_of;
+    state.due_of_hop.resize(state.hop.size());
+    for (std::uint32_t m = 0; m < state.hop.size(); m++) {
+        const auto [it, added] = pair_of.try_emplace(std::minmax(state.hop[m].from, state.hop[m].to),
+                                                     static_cast<std::uint32_t>(first_hop.size()));
+        if (added) first_hop.push_back(m);
+        state.due_of_hop[m] = it->second;
+    }
+    const QuorixKmcLists<QuorixKmcDueWord> dependent = dependent_words(state, incident);
+    const long pairs = static_cast<long>(first_hop.size());
+    state.due = collect_lists<QuorixKmcDueWord>(pairs, [&](long p, std::vector<QuorixKmcDueWord>& out) {
+        std::vector<QuorixKmcDueWord> words;
+        for (const std::uint32_t v : {state.hop[first_hop[p]].from, state.hop[first_hop[p]].to}) {
+            const std::vector<QuorixKmcDueWord> own = quorix_kmc_hop_words(incident[v], true);
+            words.insert(words.end(), dependent.first(v), dependent.last(v));
+            words.insert(words.end(), own.begin(), own.end());
+        }
+        quorix_kmc_merge_words(std::move(words), out);
+    });
 }
 
 // ---------------------------------------------------------------- occupation and rates
 
 // Only a hop from an occupied to an empty site (an active hop) has a rate.
-void set_activity(QuorixKmcState& state, std::uint32_t m) {
-    state.marks.set_active(m, state.occupied[state.hop[m].from] && !state.occupied[state.hop[m].to]);
+void set_activity(QuorixKmcState& state, const QuorixKmcHopEnds& hop) {
+    state.activity.set(hop.hop, state.occupied[hop.from] && !state.occupied[hop.to]);
 }
 
 // Puts an ion on (sign 1) or takes it off (sign -1) a site, keeping the Coulomb sums of the
-// sites and saddles around it and the site's occupied time. Unless the rates are to be restored,
-// marks the hops whose rates may change: its own (their activity may change) and the active ones
-// whose barrier it enters.
-void change_occupation(QUORIX_KMC* kmc, long v, int sign, bool restored = false) {
+// sites and saddles around it, the activity of its hops and the site's occupied time.
+void change_occupation(QUORIX_KMC* kmc, long v, int sign) {
     QuorixKmcState& state = *kmc->state;
     QUORIX_KMC_VERTEX& site = kmc->kv[v];
     site.occupied = sign > 0;
@@ -389,11 +430,9 @@ void change_occupation(QUORIX_KMC* kmc, long v, int sign, bool restored = false)
         site.t += state.clock - state.since[v];
     }
     state.near_sites.add_to(state.site_energy, v, sign);
-    state.near_saddles.add_to(state.saddle_phi, v, sign);
-    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) set_activity(state, *m);
-    if (restored) return;
-    state.marks.mark_near(state.dependent.first(v), state.dependent.last(v));
-    for (const std::uint32_t* m = state.incident.first(v); m != state.incident.last(v); m++) state.marks.mark_own(*m);
+    state.near_saddles.add_to(state.saddle_energy, v, sign);
+    for (const QuorixKmcHopEnds* hop = state.incident.first(v); hop != state.incident.last(v); hop++)
+        set_activity(state, *hop);
 }
 
 // Barrier of an active hop with the Coulomb terms of the ions around its ends and its saddle,
@@ -403,25 +442,25 @@ std::int64_t barrier_of(const QuorixKmcHop& hop, const std::int64_t* site, const
     // ion is taken out of the final site's sum.
     const std::int64_t e_i = site[hop.from];
     const std::int64_t e_f = site[hop.to] - hop.end_de;
-    const std::int64_t e_s = hop.saddle_en + saddle[hop.saddle];
+    const std::int64_t e_s = saddle[hop.saddle];
     return ((e_s > e_i && e_s > e_f) ? e_s : e_f) - e_i;
 }
 
 // A hop keeps its rate while its barrier is unchanged, and recurring barriers reuse their
 // factors, which spares most exponentials. With `record`, what changed is kept for the hop back.
-// The tree's leaf holds the same rate as the larger ke[] record, nearer in cache.
-void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
+// Rates go to the tree's leaves only: the larger ke[] records receive them when control returns
+// to the caller (publish_rates), as writing them hop by hop costs a tenth of the run.
+void recompute_due_edges(QUORIX_KMC* kmc, bool record) {
     QuorixKmcState& state = *kmc->state;
     state.boltzmann.use(kBoltzmann * kmc->temperature);
     QuorixKmcHop* hops = state.hop.data();
     const std::int64_t* site = state.site_energy.data();
-    const std::int64_t* saddle = state.saddle_phi.data();
+    const std::int64_t* saddle = state.saddle_energy.data();
     double* leaf = state.tree.leaves();
-    QUORIX_KMC_EDGE* ke = kmc->ke;
     std::uint32_t* new_rate = state.new_rates.data();
     std::uint32_t* new_rates_end = new_rate;
     QuorixKmcUndo::Change* changes_end = state.undo.changes.data();
-    state.marks.drain([&](std::uint32_t m, bool active) {
+    auto rate = [&](std::uint32_t m, bool active) {
         QuorixKmcHop& hop = hops[m];
         std::int64_t barrier = kQuorixKmcNoBarrier;
         double r = 0.0;
@@ -435,10 +474,15 @@ void recompute_marked_edges(QUORIX_KMC* kmc, bool record) {
         if (record) *changes_end++ = {m, hop.barrier, leaf[m]};
         hop.barrier = barrier;
         if (r == leaf[m]) return;
-        ke[m].r = r;
         leaf[m] = r > 0.0 ? r : 0.0;
         *new_rates_end++ = m;
-    });
+    };
+    if (record) {
+        const std::uint32_t pair = state.due_of_hop[state.undo.hop];
+        state.activity.visit_due(state.due.first(pair), state.due.last(pair), rate);
+    } else {
+        state.activity.visit_all(rate);
+    }
     state.undo.count = static_cast<std::size_t>(changes_end - state.undo.changes.data());
     state.tree.settle(new_rate, new_rates_end);
 }
@@ -451,32 +495,36 @@ void restore_rates(QUORIX_KMC* kmc) {
     for (QuorixKmcUndo::Change& change : std::span(state.undo.changes.data(), state.undo.count)) {
         std::swap(state.hop[change.hop].barrier, change.barrier);
         std::swap(leaf[change.hop], change.rate);
-        kmc->ke[change.hop].r = leaf[change.hop];
     }
     state.tree.undo();
 }
 
-// Restores the rates after a hop back; otherwise recomputes the marked ones, keeping what a hop
-// changes for the hop back.
-void update_marked_rates(QUORIX_KMC* kmc) {
+// Restores the rates after a hop back; otherwise recomputes those due after the last hop,
+// keeping what it changes for the hop back, or all of them.
+void update_due_rates(QUORIX_KMC* kmc) {
     QuorixKmcUndo& undo = kmc->state->undo;
-    const QuorixKmcUndo::Next next = std::exchange(undo.next, QuorixKmcUndo::Next::recompute);
+    const QuorixKmcUndo::Next next = std::exchange(undo.next, QuorixKmcUndo::Next::nothing);
+    if (next == QuorixKmcUndo::Next::nothing) return;
     if (next == QuorixKmcUndo::Next::restore) return restore_rates(kmc);
     const bool record = next == QuorixKmcUndo::Next::record;
     undo.count = 0;
     kmc->state->tree.journal(record);
-    if (!record) undo.forget();
-    recompute_marked_edges(kmc, record);
+    recompute_due_edges(kmc, record);
+}
+
+// Every hop's rate into its ke[] record, from the tree's leaves.
+void publish_rates(QUORIX_KMC* kmc) {
+    for (long m = 0; m < kmc->graph->total_e; m++) kmc->ke[m].r = kmc->state->tree.rate(m);
 }
 
 void recompute_sums(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     state.site_energy = state.site_en;
-    std::fill(state.saddle_phi.begin(), state.saddle_phi.end(), 0);
+    state.saddle_energy = state.saddle_en;
     for (long v = 0; v < kmc->graph->total_v; v++) {
         if (!state.occupied[v]) continue;
         state.near_sites.add_to(state.site_energy, v, 1);
-        state.near_saddles.add_to(state.saddle_phi, v, 1);
+        state.near_saddles.add_to(state.saddle_energy, v, 1);
     }
 }
 
@@ -561,43 +609,51 @@ void start_tracking(QUORIX_KMC* kmc) {
 
 // The ion on the hop's initial site moves to its final site. A hop back over the last one (whose
 // rates have been updated, as every hop's are before the next) restores the rates from before it
-// at the next update.
+// at the next update; another hop has the rates due after it recomputed, or all of them when the
+// rates after the last hop are still to be updated.
 void move_ion(QUORIX_KMC* kmc, long m) {
-    const QUORIX_GRAPH_EDGE& edge = kmc->graph->e[m];
-    const long from = vertex_index(kmc, edge.v_i), to = vertex_index(kmc, edge.v_f);
+    const long from = kmc->state->hop[m].from, to = kmc->state->hop[m].to;
     QuorixKmcUndo& undo = kmc->state->undo;
-    const bool back = undo.next == QuorixKmcUndo::Next::recompute && undo.from == to && undo.to == from;
-    change_occupation(kmc, from, -1, back);
-    change_occupation(kmc, to, 1, back);
+    const bool updated = undo.next == QuorixKmcUndo::Next::nothing;
+    const bool back = updated && undo.from == to && undo.to == from;
+    change_occupation(kmc, from, -1);
+    change_occupation(kmc, to, 1);
+    undo.hop = m;
     undo.from = from;
     undo.to = to;
-    undo.next = back ? QuorixKmcUndo::Next::restore : QuorixKmcUndo::Next::record;
+    if (!updated) {
+        undo.forget();
+    } else {
+        undo.next = back ? QuorixKmcUndo::Next::restore : QuorixKmcUndo::Next::record;
+    }
 }
 
 void carry_origin(QUORIX_KMC* kmc, long m) {
-    const QUORIX_GRAPH_EDGE& edge = kmc->graph->e[m];
-    QUORIX_KMC_VERTEX& from = kmc->kv[vertex_index(kmc, edge.v_i)];
-    QUORIX_KMC_VERTEX& to = kmc->kv[vertex_index(kmc, edge.v_f)];
+    const QuorixKmcHop& hop = kmc->state->hop[m];
+    QUORIX_KMC_VERTEX& from = kmc->kv[hop.from];
+    QUORIX_KMC_VERTEX& to = kmc->kv[hop.to];
     const long origin = from.origin;
     to.origin = origin;
     from.origin = -1;
     if (origin < 0) return;
-    kmc->state->where[origin] = vertex_index(kmc, edge.v_f);
-    for (int k = 0; k < 3; k++) kmc->kv[origin].y_i[k] += edge.bound[k];
+    kmc->state->where[origin] = hop.to;
+    for (int k = 0; k < 3; k++) kmc->kv[origin].y_i[k] += kmc->state->bound[m][k];
 }
 
+// The plain scan over the current rates (the tree's leaves; ke[].r may lag during a run).
 double linear_total_rate(const QUORIX_KMC* kmc) {
     double total = 0.0;
     for (long m = 0; m < kmc->graph->total_e; m++)
-        if (kmc->ke[m].r > 0.0) total += kmc->ke[m].r;
+        if (kmc->state->tree.rate(m) > 0.0) total += kmc->state->tree.rate(m);
     return total;
 }
 
 long linear_select(const QUORIX_KMC* kmc, double target) {
     double running = 0.0;
     for (long m = 0; m < kmc->graph->total_e; m++) {
-        if (!(kmc->ke[m].r > 0.0)) continue;
-        running += kmc->ke[m].r;
+        const double r = kmc->state->tree.rate(m);
+        if (!(r > 0.0)) continue;
+        running += r;
         if (running >= target) return m;
     }
     return -1;
@@ -624,6 +680,49 @@ long draw_hop(const QUORIX_KMC* kmc, double total) {
     const long m = select_edge(kmc, total, quorix_kmc_random());
     if (m < 0) std::fprintf(stderr, "Error: transition failed.\n");
     return m;
+}
+
+// Equilibration hops, then tracking starts afresh; the caller has checked the record and temperature.
+int equilibrate(QUORIX_KMC* kmc) {
+    long hops = static_cast<long>(kmc->step_limit * 0.01);
+    if (hops <= kMinimumEquilibration) hops = kMinimumEquilibration;
+    for (long step = 0; step < hops; step++) {
+        const double total = total_rate(kmc);
+        if (total < kMinimumTotalRate) {
+            std::fprintf(stderr, "Error: overall rate is too small: %.3e (step %ld)\n", total, step);
+            return 1;
+        }
+        const long m = draw_hop(kmc, total);
+        if (m < 0) return 1;
+        move_ion(kmc, m);
+        update_due_rates(kmc);
+    }
+    start_tracking(kmc);
+    return 0;
+}
+
+// One production hop and its time step; the caller has checked the record and temperature.
+int evolve(QUORIX_KMC* kmc) {
+    const double total = total_rate(kmc);
+    if (total < kMinimumTotalRate) {
+        std::fprintf(stderr, "Error: overall rate is too small.\n");
+        return 1;
+    }
+    const long m = draw_hop(kmc, total);
+    if (m < 0) return 1;
+    carry_origin(kmc, m);
+    move_ion(kmc, m);
+    double u = 0.0;
+    do {
+        u = quorix_kmc_random();
+    } while (u < 1e-5 || u > 0.99999);
+    const double dt = -std::log(u) / total;
+    kmc->t += dt;
+    kmc->t_total += dt;
+    kmc->state->clock += dt;
+    kmc->step++;
+    update_due_rates(kmc);
+    return quorix_kmc_log(kmc);
 }
 
 // The neighbour tables of the sites and hops.
@@ -653,7 +752,7 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
         state.since.assign(graph->total_v, 0.0);
         state.tree.resize(graph->total_e);
         state.occupied.assign(graph->total_v, 0);
-        state.marks.resize(graph->total_e);
+        state.activity.resize(graph->total_e);
         state.new_rates.resize(graph->total_e);
         state.undo.changes.resize(graph->total_e);
         for (long v = 0; v < graph->total_v; v++) {
@@ -666,7 +765,7 @@ bool fill_records(QUORIX_KMC* kmc, const QUORIX_PROPERTY* property, double cutof
         const Coulomb coulomb{ion.q * ion.q, 2.0 * property->sf * ion.rc, cutoff};
         const FarTest test(graph->a, coulomb.cutoff);
         const std::vector<std::uint32_t> saddle_of = share_saddles(state, graph);
-        state.saddle_phi.assign(state.crossing.begin.size() - 1, 0);
+        state.saddle_energy = state.saddle_en;
         if (build_site_neighbours(kmc, coulomb, test) || build_saddle_neighbours(kmc, coulomb, test, saddle_of) ||
             build_edges(kmc, saddle_of))
             return false;
@@ -737,7 +836,8 @@ int quorix_kmc_reset(QUORIX_KMC* kmc) {
         std::memset(site.y_i, 0, sizeof site.y_i);
         std::memset(site.d, 0, sizeof site.d);
     }
-    for (std::uint32_t m = 0; m < kmc->state->hop.size(); m++) set_activity(*kmc->state, m);
+    for (std::uint32_t m = 0; m < kmc->state->hop.size(); m++)
+        set_activity(*kmc->state, {m, kmc->state->hop[m].from, kmc->state->hop[m].to});
     recompute_sums(kmc);
     if (place_ions(kmc)) {
         std::fprintf(stderr, "Error: unable to assign occ.\n");
@@ -753,57 +853,28 @@ int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;  // the temperature may have changed
     state.undo.forget();
-    state.marks.mark_all();
     return quorix_kmc_update_rate(kmc);
 }
 
 int quorix_kmc_update_rate(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
-    update_marked_rates(kmc);
+    update_due_rates(kmc);
+    publish_rates(kmc);
     return 0;
 }
 
 int quorix_kmc_equilibrate(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
-    long hops = static_cast<long>(kmc->step_limit * 0.01);
-    if (hops <= kMinimumEquilibration) hops = kMinimumEquilibration;
-    for (long step = 0; step < hops; step++) {
-        const double total = total_rate(kmc);
-        if (total < kMinimumTotalRate) {
-            std::fprintf(stderr, "Error: overall rate is too small: %.3e (step %ld)\n", total, step);
-            return 1;
-        }
-        const long m = draw_hop(kmc, total);
-        if (m < 0) return 1;
-        move_ion(kmc, m);
-        if (quorix_kmc_update_rate(kmc)) return 1;
-    }
-    start_tracking(kmc);
-    return 0;
+    const int result = equilibrate(kmc);
+    publish_rates(kmc);
+    return result;
 }
 
 int quorix_kmc_evolve(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
-    const double total = total_rate(kmc);
-    if (total < kMinimumTotalRate) {
-        std::fprintf(stderr, "Error: overall rate is too small.\n");
-        return 1;
-    }
-    const long m = draw_hop(kmc, total);
-    if (m < 0) return 1;
-    carry_origin(kmc, m);
-    move_ion(kmc, m);
-    double u = 0.0;
-    do {
-        u = quorix_kmc_random();
-    } while (u < 1e-5 || u > 0.99999);
-    const double dt = -std::log(u) / total;
-    kmc->t += dt;
-    kmc->t_total += dt;
-    kmc->state->clock += dt;
-    kmc->step++;
-    if (quorix_kmc_update_rate(kmc)) return 1;
-    return quorix_kmc_log(kmc);
+    const int result = evolve(kmc);
+    publish_rates(kmc);
+    return result;
 }
 
 int quorix_kmc_run(QUORIX_KMC* kmc) {
@@ -818,9 +889,10 @@ int quorix_kmc_run(QUORIX_KMC* kmc) {
         if (kmc->step_limit <= 0) return kmc->t < kmc->t_limit;
         return kmc->step < kmc->step_limit && kmc->t < kmc->t_limit;
     };
-    while (running())
-        if (quorix_kmc_evolve(kmc)) return 1;
-    return 0;
+    int result = 0;
+    while (result == 0 && running()) result = evolve(kmc);
+    publish_rates(kmc);
+    return result;
 }
 
 int quorix_kmc_calculate_conductivity(QUORIX_KMC* kmc) {

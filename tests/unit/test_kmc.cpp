@@ -12,7 +12,7 @@
 #include "support.hpp"
 #include "quorix-cube.hpp"
 #include "quorix-gh.hpp"
-#include "quorix-kmc-marks.hpp"
+#include "quorix-kmc-due.hpp"
 #include "quorix-kmc-tree.hpp"
 #include "quorix-kmc.hpp"
 #include "quorix-la.hpp"
@@ -104,16 +104,23 @@ TEST(KmcRateTree, JournalUndoesAndRedoesSums) {
     EXPECT_EQ(picks(), after);
 }
 
-// Each site's list of hops becomes words of its own, also where it starts in the word the list
-// before it ends in.
-TEST(KmcMarks, HopListsBecomeWordsOfTheirOwn) {
-    std::vector<QuorixKmcHopWord> words;
-    quorix_kmc_hop_words({1, 2}, words);
-    quorix_kmc_hop_words({3, 70}, words);
-    ASSERT_EQ(words.size(), 3u);
-    EXPECT_EQ(words[1].word, 0u);
-    EXPECT_EQ(words[1].bits, std::uint64_t{1} << 3);
-    EXPECT_EQ(words[2].word, 1u);
+// Words of hops from several lists merge into one word each, in increasing order, after the
+// words already listed (even where the last of those is the same word).
+TEST(KmcDueWords, ListsMergeWordByWord) {
+    std::vector<QuorixKmcDueWord> out{{0, 1, 0}};
+    const std::uint32_t near[] = {70, 3, 2};
+    const std::uint32_t own[] = {2, 64};
+    std::vector<QuorixKmcDueWord> words = quorix_kmc_hop_words(near, false);
+    const std::vector<QuorixKmcDueWord> own_words = quorix_kmc_hop_words(own, true);
+    words.insert(words.end(), own_words.begin(), own_words.end());
+    quorix_kmc_merge_words(words, out);
+    ASSERT_EQ(out.size(), 3u);
+    EXPECT_EQ(out[1].word, 0u);
+    EXPECT_EQ(out[1].near, 0b1100u);
+    EXPECT_EQ(out[1].own, 0b100u);
+    EXPECT_EQ(out[2].word, 1u);
+    EXPECT_EQ(out[2].near, std::uint64_t{1} << 6);
+    EXPECT_EQ(out[2].own, 1u);
 }
 
 // After every hop the tree picks what the scan picks, and the rates kept up to date locally (or
