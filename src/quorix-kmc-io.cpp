@@ -27,7 +27,7 @@ constexpr long kDefaultStepLimit = 10000000;
 constexpr long kDefaultStepLog = 10000;
 constexpr double kSupercellReach = 25.0;    // A: default supercell spans at least this along each axis
 constexpr double kShownOccupancy = 0.0005;  // sites below this are left out of the occupancy structure
-// A simulation takes about 15 kB per site with the default cutoff: this bounds it near 3 GB.
+// A simulation takes about 20 kB per site with the default cutoff: this bounds it near 4 GB.
 constexpr double kMaxSites = 200000;
 
 // A log that will replace nothing but an earlier regular file; null after printing why.
