@@ -53,7 +53,7 @@ struct QuorixKmcEnergies {
 // What the rate of one hop reads besides the sums of its ends and saddle, in one record.
 struct QuorixKmcHop {
     std::uint32_t from, to;  // initial and final site
-    std::uint32_t saddle;    // shared with the reverse hop
+    std::uint32_t saddle;    // shared with the reverse hop at the same point and energy
     std::int64_t end_de;     // energy between its two ends (0 beyond the cutoff)
     double frequency;        // ke[].f
     std::int64_t barrier;    // of its rate while active, kQuorixKmcNoBarrier when not
@@ -66,8 +66,11 @@ constexpr std::int64_t kQuorixKmcNoBarrier = INT64_MIN;
 class QuorixBoltzmannMemo {
 public:
     // Factors at temperature kT (eV) from now on; those remembered at another one are forgotten.
-    void use(double kT) {
-        if (kT != kT_) forget(kT);
+    // True when the temperature changed.
+    bool use(double kT) {
+        if (kT == kT_) return false;
+        forget(kT);
+        return true;
     }
 
     double factor(std::int64_t barrier) {
@@ -107,12 +110,11 @@ struct QuorixKmcUndo {
     enum class Next { nothing, all, record, restore };
     std::vector<Change> changes;  // room for a change of every hop
     std::size_t count = 0;        // the first `count` changes: the last hop's, with old values
-    long hop = -1;                // the last hop
-    long from = -1, to = -1;      // its sites; -1 when the changes are not its own
+    long hop = -1;                // the last hop; -1 when the changes are not its own
     Next next = Next::nothing;
 
     void forget() {
-        from = to = -1;
+        hop = -1;
         next = Next::all;
     }
 };
@@ -143,6 +145,8 @@ struct QuorixKmcState {
     QuorixKmcActivity activity;  // which hops are active
     QuorixRateTree tree;
     std::vector<std::uint32_t> new_rates;  // hops whose rate the last update changed (room for all)
+    std::size_t new_rate_count = 0;
+    QuorixKmcUndo::Next last_update = QuorixKmcUndo::Next::nothing;  // what the last update did
     QuorixBoltzmannMemo boltzmann;
     QuorixKmcUndo undo;
     std::vector<long> where;    // current site of the ion that started at each site; -1 if none

@@ -27,6 +27,7 @@ public:
         } while (size > 1);
         level_.push_back(std::vector<double>(1, 0.0));
         pending_.assign(level_.size(), kNone);
+        nodes_.assign(level_[0].size(), 0);
     }
 
     // Sets the rate of one leaf; only positive rates take part in the sums. The sums above it
@@ -53,7 +54,8 @@ public:
         flush();
         // The nodes to sum at each level, from the level below's, without branches on whether
         // neighbours share a parent (which no predictor can guess).
-        nodes_.resize(static_cast<std::size_t>(last - first));
+        const auto changed = static_cast<std::size_t>(last - first);
+        if (nodes_.size() < changed) nodes_.resize(changed);  // only with leaves given more than once
         std::size_t count = 0, previous = kNone;
         for (; first != last; first++) {
             const std::size_t node = *first / kFanOut;

@@ -154,15 +154,16 @@ private:
     PositionGrid grid_;
 };
 
-// Calls collect(v, out) for every site v, the sites shared among threads in consecutive ranges,
-// and returns what was collected in site order, as one loop over the sites would.
+// Calls collect(i, out) for every index i below total (a site, or a pair of sites), the indices
+// shared among threads in consecutive ranges, and returns what was collected in index order, as
+// one loop would.
 template <class T, class Collect>
-std::vector<T> collect_by_site(long total_v, Collect collect) {
-    constexpr long kSitesPerPart = 64;  // about 10 ms of work
-    const unsigned parts = quorix_part_count(total_v, kSitesPerPart, total_v);
+std::vector<T> collect_by_index(long total, Collect collect) {
+    constexpr long kIndicesPerPart = 64;  // about 10 ms of work for sites
+    const unsigned parts = quorix_part_count(total, kIndicesPerPart, total);
     std::vector<std::vector<T>> found(parts);
     quorix_run_parts(parts, [&](unsigned p) {
-        for (long v = total_v * p / parts; v < total_v * (p + 1) / parts; v++) collect(v, found[p]);
+        for (long i = total * p / parts; i < total * (p + 1) / parts; i++) collect(i, found[p]);
     });
     std::vector<T> all = std::move(found[0]);
     for (unsigned p = 1; p < parts; p++) all.insert(all.end(), found[p].begin(), found[p].end());
@@ -195,7 +196,7 @@ int build_site_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTest
     std::vector<NearPair> pairs;
     if (coulomb.cutoff > 0.0) {
         const NearbyPoints sites(test, graph, false);
-        pairs = collect_by_site<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
+        pairs = collect_by_index<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
             for (const long j : sites.near(sites.fractional(i))) {
                 if (j <= i) continue;
                 const double r = test.distance(graph->v[i].x, sites.fractional(i), graph->v[j].x, sites.fractional(j));
@@ -278,7 +279,7 @@ int build_saddle_neighbours(QUORIX_KMC* kmc, const Coulomb& coulomb, const FarTe
     if (coulomb.cutoff > 0.0) {
         const NearbyPoints sites(test, graph, false);
         const NearbyPoints saddles(test, graph, true);
-        pairs = collect_by_site<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
+        pairs = collect_by_index<NearPair>(graph->total_v, [&](long i, std::vector<NearPair>& out) {
             for (const long m : saddles.near(sites.fractional(i))) {
                 const QUORIX_GRAPH_EDGE& edge = graph->e[m];
                 const double r = test.distance(graph->v[i].x, sites.fractional(i), edge.x, saddles.fractional(m));
@@ -345,7 +346,7 @@ template <class T, class Collect>
 QuorixKmcLists<T> collect_lists(long total, Collect collect) {
     std::vector<std::size_t> listed(total);
     QuorixKmcLists<T> lists;
-    lists.items = collect_by_site<T>(total, [&](long i, std::vector<T>& out) {
+    lists.items = collect_by_index<T>(total, [&](long i, std::vector<T>& out) {
         const std::size_t before = out.size();
         collect(i, out);
         listed[i] = out.size() - before;
@@ -449,10 +450,9 @@ std::int64_t barrier_of(const QuorixKmcHop& hop, const std::int64_t* site, const
 // A hop keeps its rate while its barrier is unchanged, and recurring barriers reuse their
 // factors, which spares most exponentials. With `record`, what changed is kept for the hop back.
 // Rates go to the tree's leaves only: the larger ke[] records receive them when control returns
-// to the caller (publish_rates), as writing them hop by hop costs a tenth of the run.
+// to the caller (publish_last_update), as writing them hop by hop costs a tenth of the run.
 void recompute_due_edges(QUORIX_KMC* kmc, bool record) {
     QuorixKmcState& state = *kmc->state;
-    state.boltzmann.use(kBoltzmann * kmc->temperature);
     QuorixKmcHop* hops = state.hop.data();
     const std::int64_t* site = state.site_energy.data();
     const std::int64_t* saddle = state.saddle_energy.data();
@@ -484,6 +484,7 @@ void recompute_due_edges(QUORIX_KMC* kmc, bool record) {
         state.activity.visit_all(rate);
     }
     state.undo.count = static_cast<std::size_t>(changes_end - state.undo.changes.data());
+    state.new_rate_count = static_cast<std::size_t>(new_rates_end - new_rate);
     state.tree.settle(new_rate, new_rates_end);
 }
 
@@ -500,20 +501,39 @@ void restore_rates(QUORIX_KMC* kmc) {
 }
 
 // Restores the rates after a hop back; otherwise recomputes those due after the last hop,
-// keeping what it changes for the hop back, or all of them.
+// keeping what it changes for the hop back, or all of them (also when the temperature changed
+// since the last update: no kept rate holds then).
 void update_due_rates(QUORIX_KMC* kmc) {
-    QuorixKmcUndo& undo = kmc->state->undo;
+    QuorixKmcState& state = *kmc->state;
+    QuorixKmcUndo& undo = state.undo;
+    if (state.boltzmann.use(kBoltzmann * kmc->temperature)) {
+        for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;
+        undo.forget();
+    }
     const QuorixKmcUndo::Next next = std::exchange(undo.next, QuorixKmcUndo::Next::nothing);
+    state.last_update = next;
     if (next == QuorixKmcUndo::Next::nothing) return;
     if (next == QuorixKmcUndo::Next::restore) return restore_rates(kmc);
     const bool record = next == QuorixKmcUndo::Next::record;
-    undo.count = 0;
-    kmc->state->tree.journal(record);
+    state.tree.journal(record);
     recompute_due_edges(kmc, record);
 }
 
-// Every hop's rate into its ke[] record, from the tree's leaves.
-void publish_rates(QUORIX_KMC* kmc) {
+// The rates live in the tree's leaves; the ke[] records receive them when control returns to the
+// caller, every call leaving them up to date. After a single update only the rates it changed
+// are copied; after many hops, all of them.
+void publish_last_update(QUORIX_KMC* kmc) {
+    const QuorixKmcState& state = *kmc->state;
+    if (state.last_update == QuorixKmcUndo::Next::restore) {
+        for (const QuorixKmcUndo::Change& change : std::span(state.undo.changes.data(), state.undo.count))
+            kmc->ke[change.hop].r = state.tree.rate(change.hop);
+    } else if (state.last_update != QuorixKmcUndo::Next::nothing) {
+        for (const std::uint32_t m : std::span(state.new_rates.data(), state.new_rate_count))
+            kmc->ke[m].r = state.tree.rate(m);
+    }
+}
+
+void publish_all_rates(QUORIX_KMC* kmc) {
     for (long m = 0; m < kmc->graph->total_e; m++) kmc->ke[m].r = kmc->state->tree.rate(m);
 }
 
@@ -612,15 +632,14 @@ void start_tracking(QUORIX_KMC* kmc) {
 // at the next update; another hop has the rates due after it recomputed, or all of them when the
 // rates after the last hop are still to be updated.
 void move_ion(QUORIX_KMC* kmc, long m) {
-    const long from = kmc->state->hop[m].from, to = kmc->state->hop[m].to;
-    QuorixKmcUndo& undo = kmc->state->undo;
+    QuorixKmcState& state = *kmc->state;
+    const long from = state.hop[m].from, to = state.hop[m].to;
+    QuorixKmcUndo& undo = state.undo;
     const bool updated = undo.next == QuorixKmcUndo::Next::nothing;
-    const bool back = updated && undo.from == to && undo.to == from;
+    const bool back = updated && undo.hop >= 0 && state.hop[undo.hop].from == to && state.hop[undo.hop].to == from;
     change_occupation(kmc, from, -1);
     change_occupation(kmc, to, 1);
     undo.hop = m;
-    undo.from = from;
-    undo.to = to;
     if (!updated) {
         undo.forget();
     } else {
@@ -673,6 +692,15 @@ bool temperature_usable(const QUORIX_KMC* kmc) {
     if (kmc->temperature > 0.0) return true;
     std::fprintf(stderr, "Error: wrong inputs for generating rates.\n");
     return false;
+}
+
+// Entry of a call that updates rates or moves ions: the record and temperature usable, and the
+// rates (and their records) brought up to date, at a changed temperature all anew.
+bool ready_to_update(QUORIX_KMC* kmc) {
+    if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return false;
+    update_due_rates(kmc);
+    publish_last_update(kmc);
+    return true;
 }
 
 // Draws the hop; -1 after printing the failure.
@@ -851,29 +879,24 @@ int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc)) return 1;
     recompute_sums(kmc);
     QuorixKmcState& state = *kmc->state;
-    for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;  // the temperature may have changed
+    for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;  // every rate anew, none kept
     state.undo.forget();
     return quorix_kmc_update_rate(kmc);
 }
 
-int quorix_kmc_update_rate(QUORIX_KMC* kmc) {
-    if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
-    update_due_rates(kmc);
-    publish_rates(kmc);
-    return 0;
-}
+int quorix_kmc_update_rate(QUORIX_KMC* kmc) { return ready_to_update(kmc) ? 0 : 1; }
 
 int quorix_kmc_equilibrate(QUORIX_KMC* kmc) {
-    if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
+    if (!ready_to_update(kmc)) return 1;
     const int result = equilibrate(kmc);
-    publish_rates(kmc);
+    publish_all_rates(kmc);
     return result;
 }
 
 int quorix_kmc_evolve(QUORIX_KMC* kmc) {
-    if (!quorix_kmc_usable(kmc) || !temperature_usable(kmc)) return 1;
+    if (!ready_to_update(kmc)) return 1;
     const int result = evolve(kmc);
-    publish_rates(kmc);
+    publish_last_update(kmc);
     return result;
 }
 
@@ -883,15 +906,15 @@ int quorix_kmc_run(QUORIX_KMC* kmc) {
         std::fprintf(stderr, "Error: t_limit and step_limit cannot both be zero.\n");
         return 1;
     }
-    if (quorix_kmc_equilibrate(kmc) || quorix_kmc_log(kmc)) return 1;
+    if (!ready_to_update(kmc)) return 1;
     auto running = [kmc] {
         if (kmc->t_limit <= 0.0) return kmc->step < kmc->step_limit;
         if (kmc->step_limit <= 0) return kmc->t < kmc->t_limit;
         return kmc->step < kmc->step_limit && kmc->t < kmc->t_limit;
     };
-    int result = 0;
+    int result = equilibrate(kmc) != 0 || quorix_kmc_log(kmc) != 0 ? 1 : 0;
     while (result == 0 && running()) result = evolve(kmc);
-    publish_rates(kmc);
+    publish_all_rates(kmc);
     return result;
 }
 

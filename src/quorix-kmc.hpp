@@ -100,7 +100,7 @@ double quorix_kmc_random();
 // selection rule picks for u * total, from the tree; -1 when no rate is positive.
 double quorix_kmc_total_rate(const QUORIX_KMC* kmc);
 long quorix_kmc_select_edge(const QUORIX_KMC* kmc, double u);
-// Marks every site and edge and recomputes all rates from scratch (the oracle of the local update).
+// Recomputes all rates from the occupation, keeping none (the oracle of the local update).
 int quorix_kmc_update_rate_all(QUORIX_KMC* kmc);
 // Chooses hops by the plain running-sum scan instead of the tree (the benchmark's reference).
 void quorix_kmc_set_linear_scan(QUORIX_KMC* kmc, bool linear);

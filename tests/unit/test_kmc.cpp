@@ -124,8 +124,9 @@ TEST(KmcDueWords, ListsMergeWordByWord) {
 }
 
 // After every hop the tree picks what the scan picks, and the rates kept up to date locally (or
-// restored by a hop back) equal a full recomputation. Checked after every third hop: a full
-// recomputation forgets the last hop, and the two hops after it may record, restore and redo.
+// restored by a hop back) equal a full recomputation, in the tree and in ke[]. Checked after
+// every third hop: a full recomputation forgets the last hop, and the two hops after it may
+// record, restore and redo. Halfway the temperature changes: no rate kept may survive it.
 TEST(KmcRates, LocalUpdatesEqualTheFullRecomputation) {
     ScratchDir dir;
     const KmcPtr kmc(vacant_olivine(dir, {1, 2, 2}, 5));
@@ -133,6 +134,7 @@ TEST(KmcRates, LocalUpdatesEqualTheFullRecomputation) {
     kmc->temperature = 600.0;
     ASSERT_EQ(quorix_kmc_reset(kmc.get()), 0);
     for (int hop = 1; hop <= 400; hop++) {
+        if (hop == 200) kmc->temperature = 450.0;
         ASSERT_EQ(quorix_kmc_evolve(kmc.get()), 0);
         const double u = quorix_random();
         ASSERT_EQ(quorix_kmc_select_edge(kmc.get(), u), scan(rates(kmc.get()), u * quorix_kmc_total_rate(kmc.get())));
