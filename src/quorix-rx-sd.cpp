@@ -94,9 +94,11 @@ int move_atoms(QUORIX_RX_SD* state, RunPairs& run, bool& forces_done) {
     return 0;
 }
 
-// The energy after a step; with the forces at the same positions when atoms move.
+// The energy after a step; with the forces at the same positions when atoms move next, before
+// any strain of the cell (which would make them stale).
 int step_energy(QUORIX_RX_SD* state, RunPairs& run) {
-    if (state->step_limit < 0) {
+    const bool strain_next = state->step_p > 0 && (state->step + 1) % state->step_p == 0;
+    if (state->step_limit < 0 || strain_next) {
         state->en = run.pairs.energy(state->cell, state->ppt);
         return 0;
     }
