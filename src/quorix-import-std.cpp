@@ -81,16 +81,19 @@ std::string value_of(cif::Block& block, std::initializer_list<const char*> tags)
 // `also`) replaced by number(run, the character after it); nullopt when number gives nullopt.
 template <class Number>
 std::optional<std::string> rewrite_numbers(const std::string& text, const char* also, Number number) {
+    const auto in_number = [also](char c) {
+        return std::isdigit(static_cast<unsigned char>(c)) || (c != '\0' && std::strchr(also, c));
+    };
     std::string out;
     for (size_t i = 0; i < text.size();) {
         size_t end = i;
-        while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) || (text[end] && std::strchr(also, text[end]))))
-            end++;
+        while (end < text.size() && in_number(text[end])) end++;
         if (end == i) {
             out += text[i++];
             continue;
         }
-        const std::optional<std::string> written = number(text.substr(i, end - i), end < text.size() ? text[end] : '\0');
+        const char next = end < text.size() ? text[end] : '\0';
+        const std::optional<std::string> written = number(text.substr(i, end - i), next);
         if (!written) return std::nullopt;
         out += *written;
         i = end;

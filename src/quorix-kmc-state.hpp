@@ -76,7 +76,8 @@ public:
     double factor(std::int64_t barrier) {
         const auto bits = static_cast<std::uint64_t>(barrier);
         Entry& entry = entries_[(bits ^ (bits >> 14) ^ (bits >> 29)) & (kEntries - 1)];
-        if (entry.barrier != barrier) entry = {barrier, std::exp(-static_cast<double>(barrier) * kKmcEnergyQuantum / kT_)};
+        if (entry.barrier != barrier)
+            entry = {barrier, std::exp(-static_cast<double>(barrier) * kKmcEnergyQuantum / kT_)};
         return entry.factor;
     }
 

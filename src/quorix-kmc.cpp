@@ -500,16 +500,19 @@ void restore_rates(QUORIX_KMC* kmc) {
     state.tree.undo();
 }
 
+// Every rate is computed anew at the next update: no barrier, rate or record of the last hop is kept.
+void forget_rates(QuorixKmcState& state) {
+    for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;
+    state.undo.forget();
+}
+
 // Restores the rates after a hop back; otherwise recomputes those due after the last hop,
 // keeping what it changes for the hop back, or all of them (also when the temperature changed
 // since the last update: no kept rate holds then).
 void update_due_rates(QUORIX_KMC* kmc) {
     QuorixKmcState& state = *kmc->state;
     QuorixKmcUndo& undo = state.undo;
-    if (state.boltzmann.use(kBoltzmann * kmc->temperature)) {
-        for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;
-        undo.forget();
-    }
+    if (state.boltzmann.use(kBoltzmann * kmc->temperature)) forget_rates(state);
     const QuorixKmcUndo::Next next = std::exchange(undo.next, QuorixKmcUndo::Next::nothing);
     state.last_update = next;
     if (next == QuorixKmcUndo::Next::nothing) return;
@@ -878,9 +881,7 @@ int quorix_kmc_reset(QUORIX_KMC* kmc) {
 int quorix_kmc_update_rate_all(QUORIX_KMC* kmc) {
     if (!quorix_kmc_usable(kmc)) return 1;
     recompute_sums(kmc);
-    QuorixKmcState& state = *kmc->state;
-    for (QuorixKmcHop& hop : state.hop) hop.barrier = kQuorixKmcNoBarrier;  // every rate anew, none kept
-    state.undo.forget();
+    forget_rates(*kmc->state);
     return quorix_kmc_update_rate(kmc);
 }
 
